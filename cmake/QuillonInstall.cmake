@@ -1,0 +1,30 @@
+# Installation: headers, the three libraries, the CMake package and quillon.pc.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS ombrel tarnlet quillon
+  EXPORT quillonTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon)
+
+install(EXPORT quillonTargets
+  NAMESPACE quillon::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
+
+configure_package_config_file(
+  ${PROJECT_SOURCE_DIR}/cmake/quillonConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/quillonConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
+write_basic_package_version_file(
+  ${PROJECT_BINARY_DIR}/quillonConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/quillonConfig.cmake
+  ${PROJECT_BINARY_DIR}/quillonConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/quillon.pc.in
+               ${PROJECT_BINARY_DIR}/quillon.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/quillon.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,8 @@
+// quillon: the whole public interface in one include.
+#ifndef QUILLON_H
+#define QUILLON_H
+
+#include "quillonbase.h"
+#include "dsdatcol.h"
+
+#endif

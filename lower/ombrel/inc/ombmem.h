@@ -1,0 +1,44 @@
+// ombrel: memory hooks, the stop, and the thread's last system error.
+//
+// Contract kept by every implementation:
+// - vekAlloc(n) returns a block of at least n bytes (a distinct block also for
+//   n == 0). When memory cannot be had it does not return: it ends the process
+//   through vekAbort with a message saying so. vekReAlloc likewise.
+// - vekReAlloc(block, n) keeps the contents up to the smaller size. A null
+//   block allocates afresh; n == 0 releases the block and returns null.
+// - vekFree(block) releases a block of vekAlloc/vekReAlloc; null is allowed.
+// - vekLiveBlocks() counts the blocks handed out and not yet released, over
+//   the whole process, so a caller can see that nothing was left behind.
+// - vekAbort(message, file, line) writes one line with the message (which may
+//   be null), the file and the line to standard error, then aborts.
+// - The last error: every failing operation of the lower libraries records the
+//   system's code for its failure (errno on POSIX, GetLastError on Windows) or
+//   one of the codes below, per thread. errMapError (tarnlet) maps it.
+#ifndef OMBMEM_H
+#define OMBMEM_H
+
+#include "vekplatform.h"
+
+#include <cstddef>
+
+OMBREL_API void* vekAlloc(std::size_t bytes);
+OMBREL_API void* vekReAlloc(void* block, std::size_t bytes);
+OMBREL_API void vekFree(void* block);
+OMBREL_API long long vekLiveBlocks();
+
+[[noreturn]] OMBREL_API void vekAbort(char const* message, char const* file, int line);
+
+// Failures that no system has a code of its own for. They lie far above any
+// system code, so they mean the same on every platform.
+enum vekOwnError : int {
+  vekErrSharingViolation = 0x20000001,  // an open conflicts with another open's share mode
+  vekErrPeerClosed,                     // the other end of a connection closed it
+  vekErrNameNotResolved                 // a host or service name has no address
+};
+
+OMBREL_API void vekSetLastError(int code);
+OMBREL_API int vekGetLastError();
+// Records the system's own code for the failure that just happened.
+OMBREL_API void vekKeepSystemError();
+
+#endif

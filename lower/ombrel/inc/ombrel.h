@@ -1,0 +1,8 @@
+// ombrel: the lowest of quillon's two platform libraries. One include for all.
+#ifndef OMBREL_H
+#define OMBREL_H
+
+#include "ombmem.h"
+#include "ombtext.h"
+
+#endif

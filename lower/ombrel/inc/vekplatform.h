@@ -1,0 +1,53 @@
+// The one header that knows which platform it is on.
+//
+// It picks the socket types that public signatures use (fd_set, timeval) and
+// defines the export macros of the three libraries. Every other header of the
+// project is free of platform conditionals.
+#ifndef VEKPLATFORM_H
+#define VEKPLATFORM_H
+
+#if defined(_WIN32)
+#  include <winsock2.h>
+#  define VEK_EXPORT __declspec(dllexport)
+#  define VEK_IMPORT __declspec(dllimport)
+// Windows exports a template instantiation through its own declaration only.
+#  define VEK_TEMPLATE_VISIBLE
+#  define VEK_INSTANCE_EXPORTS 1
+#else
+#  include <sys/select.h>
+#  include <sys/time.h>
+#  define VEK_EXPORT __attribute__((visibility("default")))
+#  define VEK_IMPORT __attribute__((visibility("default")))
+// ELF needs the class template itself visible, or the members of its explicit
+// instantiations stay hidden whatever the instantiation says.
+#  define VEK_TEMPLATE_VISIBLE __attribute__((visibility("default")))
+#  define VEK_INSTANCE_EXPORTS 0
+#endif
+
+#if defined(OMBREL_BUILDING)
+#  define OMBREL_API VEK_EXPORT
+#else
+#  define OMBREL_API VEK_IMPORT
+#endif
+
+#if defined(TARNLET_BUILDING)
+#  define TARNLET_API VEK_EXPORT
+#else
+#  define TARNLET_API VEK_IMPORT
+#endif
+
+#if defined(QUILLON_BUILDING)
+#  define QUILLON_API VEK_EXPORT
+#else
+#  define QUILLON_API VEK_IMPORT
+#endif
+
+// Marks an explicit template instantiation of quillon (declaration and
+// definition). On ELF the visible class template already exports it.
+#if VEK_INSTANCE_EXPORTS
+#  define QUILLON_INSTANCE_API QUILLON_API
+#else
+#  define QUILLON_INSTANCE_API
+#endif
+
+#endif

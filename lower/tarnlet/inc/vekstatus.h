@@ -1,0 +1,68 @@
+// tarnlet: the status values of quillon and the mapping of system errors.
+//
+// Contract:
+// - errstatus is 32 bits wide and unscoped, so it compares with plain numbers.
+//   1 is success; 0 means that no outcome has been recorded yet. The fixed
+//   values below keep their numbers on every platform.
+// - errMapError() maps the calling thread's last error (see ombmem.h) to a
+//   value of the system band (100 and up). The band has the same names and
+//   numbers on every platform. With no error recorded it returns errOK.
+// - errText(status) gives a short English text for every value, also for
+//   numbers outside the enumeration. It never returns null.
+#ifndef VEKSTATUS_H
+#define VEKSTATUS_H
+
+#include "vekplatform.h"
+
+#include <cstdint>
+
+enum errstatus : std::int32_t {
+  errNothingYet = 0,          // no outcome recorded (a task's status)
+  errOK = 1,
+  errOutOfRange = 3,          // a position is out of range
+  errNoFileInfo = 5,          // the information of a file could not be read
+  errNoMemoryOrIO = 6,        // no memory for a block, or a file could not be opened, read or written
+  errNotADirectory = 14,      // the path is not a directory
+  errNotOnPlatform = 16,      // the operation is not available on this platform
+  errComponentNotDir = 30,    // a component of a path exists and is not a directory
+  errDiskQuery = 34,          // the disk could not be queried
+  errPipeCreate = 37,         // a pipe could not be created
+  errThreadCreate = 38,       // a thread could not be created
+  errFramedReceive = 41,      // a receive failed, or the peer closed, inside a framed message
+
+  // The system band: what errMapError() gives.
+  errSysOther = 100,          // any system error without a name of its own
+  errSysNotFound,
+  errSysAccessDenied,
+  errSysExists,
+  errSysNotDirectory,
+  errSysIsDirectory,
+  errSysNotEmpty,
+  errSysSharingViolation,
+  errSysNoSpace,
+  errSysBrokenPipe,
+  errSysConnRefused,
+  errSysConnReset,
+  errSysPeerClosed,
+  errSysTimedOut,
+  errSysWouldBlock,
+  errSysInterrupted,
+  errSysInvalidArgument,
+  errSysBadHandle,
+  errSysNameTooLong,
+  errSysAddressInUse,
+  errSysNameNotResolved,
+  errSysTooManyFiles
+};
+
+// What Process_GetStatus reports of a child.
+enum AliveStatus : std::int32_t {
+  asNotAlive = 0,  // the child has ended
+  asAlive = 1,
+  asUnknown = 2    // no such child, or the system could not tell
+};
+
+TARNLET_API errstatus errMapError();
+TARNLET_API char const* errText(errstatus status);
+
+#endif

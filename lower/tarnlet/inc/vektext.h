@@ -1,0 +1,16 @@
+// tarnlet: byte strings and the environment.
+//
+// Contract:
+// - Strlen(text): the length in bytes without the terminator; 0 for null.
+// - Getenv(name, &value): true if the variable exists, with value pointing at
+//   its text (owned by the environment, not to be released). False for a null
+//   name or an unknown variable; value is then left alone.
+#ifndef VEKTEXT_H
+#define VEKTEXT_H
+
+#include "vekplatform.h"
+
+TARNLET_API int Strlen(char const* text);
+TARNLET_API bool Getenv(char const* name, char const** value);
+
+#endif
