@@ -1,0 +1,171 @@
+// The library frame: status mapping, allocator hooks, the stop, event kinds
+// and waits, and loading and unloading the library.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "quillon.h"
+#include "testsupport.h"
+
+namespace {
+
+TEST(FrameStatus, NoPendingErrorMapsToSuccess) {
+  vekSetLastError(0);
+  EXPECT_EQ(errMapError(), errOK);
+}
+
+TEST(FrameStatus, SystemFailuresMapIntoTheNamedBand) {
+  // Real failures, recorded the way every lower operation records them.
+  ASSERT_EQ(::close(-1), -1);
+  vekKeepSystemError();
+  EXPECT_EQ(errMapError(), errSysBadHandle);
+  errno = ENOENT;
+  vekKeepSystemError();
+  EXPECT_EQ(errMapError(), errSysNotFound);
+  vekSetLastError(vekErrPeerClosed);
+  EXPECT_EQ(errMapError(), errSysPeerClosed);
+  vekSetLastError(vekErrSharingViolation);
+  EXPECT_EQ(errMapError(), errSysSharingViolation);
+  vekSetLastError(EHOSTDOWN);
+  EXPECT_EQ(errMapError(), errSysOther);
+  vekSetLastError(0);
+}
+
+TEST(FrameStatus, LastErrorBelongsToTheThread) {
+  vekSetLastError(ENOENT);
+  int seenByOther = -1;
+  std::thread other([&] { seenByOther = vekGetLastError(); });
+  other.join();
+  EXPECT_EQ(seenByOther, 0);
+  EXPECT_EQ(vekGetLastError(), ENOENT);
+  vekSetLastError(0);
+}
+
+TEST(FrameStatus, EveryValueHasItsOwnText) {
+  std::set<std::string> texts;
+  for (int value = errSysOther; value <= errSysTooManyFiles; ++value) {
+    std::string text = errText(static_cast<errstatus>(value));
+    EXPECT_NE(text, "unknown status") << value;
+    texts.insert(text);
+  }
+  EXPECT_EQ(texts.size(), static_cast<std::size_t>(errSysTooManyFiles - errSysOther + 1));
+  EXPECT_STREQ(errText(static_cast<errstatus>(77)), "unknown status");
+  EXPECT_STRNE(errText(errNothingYet), errText(errOK));
+}
+
+TEST(FrameExports, ValuesAreThoseCallersCompareWith) {
+  EXPECT_EQ(SystemAssigned, 0);
+  EXPECT_EQ(badThreadHandle, nullptr);
+  EXPECT_EQ(badProcHandle, 0);
+  EXPECT_EQ(reinterpret_cast<std::intptr_t>(badIOCtrlHandle), -1);
+}
+
+TEST(FrameAllocator, BlocksAreCountedAndShrinkToNothing) {
+  long long before = vekLiveBlocks();
+  char* block = static_cast<char*>(vekAlloc(16));
+  std::memcpy(block, "0123456789abcdef", 16);
+  EXPECT_EQ(vekLiveBlocks(), before + 1);
+  block = static_cast<char*>(vekReAlloc(block, 1 << 20));
+  EXPECT_EQ(std::memcmp(block, "0123456789abcdef", 16), 0);
+  EXPECT_EQ(vekLiveBlocks(), before + 1);
+  EXPECT_EQ(vekReAlloc(block, 0), nullptr);
+  EXPECT_EQ(vekLiveBlocks(), before);
+  void* fresh = vekReAlloc(nullptr, 8);
+  ASSERT_NE(fresh, nullptr);
+  EXPECT_EQ(vekLiveBlocks(), before + 1);
+  vekFree(fresh);
+  vekFree(nullptr);
+  EXPECT_EQ(vekLiveBlocks(), before);
+  void* empty = vekAlloc(0);
+  EXPECT_NE(empty, nullptr);
+  vekFree(empty);
+}
+
+TEST(FrameStopDeathTest, WritesMessageFileAndLineThenAborts) {
+  EXPECT_DEATH(vekAbort("something impossible", "inc/example", 42),
+               "something impossible.*inc/example:42");
+  EXPECT_DEATH(vekAbort(nullptr, "srcquillon/cmdargxp", 7), "srcquillon/cmdargxp:7");
+}
+
+TEST(FrameStopDeathTest, AllocatorExhaustionStopsWithAMessage) {
+  EXPECT_DEATH(vekAlloc(~std::size_t{0} / 2), "out of memory");
+}
+
+// An event class written the way every event class of the library is.
+class PipeReadable : public vekBaseEvent {
+ public:
+  explicit PipeReadable(int fd) : fd(fd) {}
+  vekWaitObject GetWaitObject() const override { return {fd, false}; }
+
+ private:
+  int fd;
+};
+
+template <int Tag>
+class TestEvent : public vekEvent {
+ public:
+  explicit TestEvent(int fd) : vekEvent(new PipeReadable(fd)) {}
+  static TestEvent* cast(vekEvent* event) {
+    return event->GetKind() == kind ? static_cast<TestEvent*>(event->GetInfo()) : nullptr;
+  }
+  static int Kind() { return kind; }
+
+ private:
+  int GetKind() override { return kind; }
+  void* GetInfo() override { return this; }
+  static int const kind;
+};
+template <int Tag>
+int const TestEvent<Tag>::kind = vekEvent::AllocEventKind();
+
+// A pipe whose ends close with the test.
+struct Pipe {
+  int ends[2];
+  Pipe() { EXPECT_EQ(::pipe(ends), 0); }
+  ~Pipe() {
+    ::close(ends[0]);
+    ::close(ends[1]);
+  }
+};
+
+TEST(FrameEvents, KindsAreDistinctAndCastFollowsThem) {
+  Pipe pipe;
+  TestEvent<1> first(pipe.ends[0]);
+  TestEvent<2> second(pipe.ends[0]);
+  EXPECT_NE(TestEvent<1>::Kind(), TestEvent<2>::Kind());
+  EXPECT_NE(TestEvent<1>::Kind(), 0);
+  EXPECT_EQ(TestEvent<1>::cast(&first), &first);
+  EXPECT_EQ(TestEvent<1>::cast(&second), nullptr);
+  EXPECT_EQ(TestEvent<2>::cast(&first), nullptr);
+}
+
+TEST(FrameEvents, WaitBlocksUntilTheObjectIsSignalled) {
+  Pipe idle, busy;
+  TestEvent<1> quiet(idle.ends[0]);
+  TestEvent<1> ready(busy.ends[0]);
+  EXPECT_FALSE(quiet.Wait(30));
+  std::thread writer([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(::write(busy.ends[1], "x", 1), 1);
+  });
+  vekEvent* both[] = {&quiet, &ready};
+  EXPECT_EQ(vekWaitForAny(both, 2, 5000), 1);
+  writer.join();
+  EXPECT_TRUE(ready.Wait(0));
+  EXPECT_EQ(vekWaitForAny(both, 1, 10), -1);
+  EXPECT_EQ(vekWaitForAny(nullptr, 0, 10), -1);
+}
+
+TEST(FrameLoad, LoadAndUnloadLeaveNoBlockBehind) {
+  std::string output;
+  int status = qtest::RunProgram({QUILLON_LOAD_PROBE, QUILLON_LIBRARY_FILE}, &output);
+  EXPECT_EQ(status, 0) << output;
+  EXPECT_NE(output.find("blocks after load: 0"), std::string::npos) << output;
+}
+
+}  // namespace
