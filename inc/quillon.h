@@ -4,5 +4,6 @@
 
 #include "quillonbase.h"
 #include "dsdatcol.h"
+#include "dsstring.h"
 
 #endif
