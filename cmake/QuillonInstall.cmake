@@ -24,6 +24,9 @@ install(FILES
   ${PROJECT_BINARY_DIR}/quillonConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
 
+# The prefix is found relative to the .pc file, so an installed tree can move.
+file(RELATIVE_PATH QUILLON_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" QUILLON_PC_TO_PREFIX "${QUILLON_PC_TO_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/quillon.pc.in
                ${PROJECT_BINARY_DIR}/quillon.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quillon.pc
