@@ -4,5 +4,6 @@
 
 #include "ombmem.h"
 #include "ombtext.h"
+#include "ombcrt.h"
 
 #endif

@@ -13,6 +13,7 @@
 // Windows exports a template instantiation through its own declaration only.
 #  define VEK_TEMPLATE_VISIBLE
 #  define VEK_INSTANCE_EXPORTS 1
+#  define VEK_NATIVE_SEPARATOR '\\'
 #else
 #  include <sys/select.h>
 #  include <sys/time.h>
@@ -22,6 +23,7 @@
 // instantiations stay hidden whatever the instantiation says.
 #  define VEK_TEMPLATE_VISIBLE __attribute__((visibility("default")))
 #  define VEK_INSTANCE_EXPORTS 0
+#  define VEK_NATIVE_SEPARATOR '/'
 #endif
 
 #if defined(OMBREL_BUILDING)
