@@ -10,3 +10,22 @@ int const SystemAssigned = 0;
 void* const badThreadHandle = nullptr;
 int const badProcHandle = 0;
 void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
+
+// Load order. Each step below is defined here, in this order, as its family
+// arrives; the comment of a step stays as its heading.
+
+// 1. The kind of vekIPipeEvent.
+
+// 2. The copy of badThreadHandle that pmManageTask takes as its first registry key.
+
+// 3. The task registry, with its destructor registered for unload.
+
+// 4. The kind of ptkExecProcessEvent.
+
+// 5. The kind of ptkAsyncCallEvent.
+
+// 6. The kind of ptkStrictTaskEvent.
+
+// 7. The kind of vekSocketEvent.
+
+// 8. The interned-string database, with its destructor registered for unload.
