@@ -1,0 +1,424 @@
+// Bit sets: navigation works on whole bytes and 64-bit words, and counting
+// goes through the processor's population count (vekCountBits), so sparse
+// and dense sets cost little per position passed.
+#include "dsbitset.h"
+
+#include <cstring>
+#include <new>
+
+#include "vekbits.h"
+
+namespace {
+
+// Eight bytes as one word, the first byte in the high bits, so the word's
+// bits run in position order from the top.
+inline std::uint64_t LoadWord(unsigned char const* p) {
+  return static_cast<std::uint64_t>(p[0]) << 56 | static_cast<std::uint64_t>(p[1]) << 48 |
+         static_cast<std::uint64_t>(p[2]) << 40 | static_cast<std::uint64_t>(p[3]) << 32 |
+         static_cast<std::uint64_t>(p[4]) << 24 | static_cast<std::uint64_t>(p[5]) << 16 |
+         static_cast<std::uint64_t>(p[6]) << 8 | static_cast<std::uint64_t>(p[7]);
+}
+
+// The bits of a byte for the first `bits` positions (the high bits).
+inline unsigned int HeadMask(int bits) {
+  return (0xFF00u >> bits) & 0xFFu;
+}
+
+inline unsigned int CountByte(unsigned int x) {
+  x = x - ((x >> 1) & 0x55u);
+  x = (x & 0x33u) + ((x >> 2) & 0x33u);
+  return (x + (x >> 4)) & 0x0Fu;
+}
+
+// The place (0 = high bit) of the highest and of the lowest bit of a byte
+// that is not 0.
+inline std::uint32_t HighestBit(unsigned int byte) {
+  return static_cast<std::uint32_t>(__builtin_clz(byte) - 24);
+}
+inline std::uint32_t LowestBit(unsigned int byte) {
+  return static_cast<std::uint32_t>(7 - __builtin_ctz(byte));
+}
+
+// The place of the bit of the given rank in a byte, counted from the high bit.
+std::uint32_t SelectInByte(unsigned int byte, unsigned int rank) {
+  for (std::uint32_t bit = 0;; ++bit) {
+    if ((byte & (0x80u >> bit)) != 0 && rank-- == 0) return bit;
+  }
+}
+
+}  // namespace
+
+dsBitSet::dsBitSet(std::uint32_t n)
+    : bitCount(n),
+      capacity(n),
+      lastBits(static_cast<int>(n & 7)),
+      lastByte(static_cast<int>(n >> 3)),
+      onCount(0),
+      onCountValid(true),
+      bytes(new unsigned char[(n >> 3) + 1]()) {}
+
+dsBitSet::dsBitSet(dsBitSet const& other)
+    : dsDataCollection<int>(other),
+      bitCount(other.bitCount),
+      capacity(other.bitCount),
+      lastBits(other.lastBits),
+      lastByte(other.lastByte),
+      onCount(0),
+      onCountValid(false),
+      bytes(new unsigned char[static_cast<std::size_t>(other.lastByte) + 1]) {
+  std::memcpy(bytes, other.bytes, static_cast<std::size_t>(lastByte) + 1);
+}
+
+dsBitSet::~dsBitSet() {
+  delete[] bytes;
+}
+
+void dsBitSet::set(bool value, std::uint32_t byte, int bit) {
+  unsigned int mask = 0x80u >> bit;
+  bytes[byte] = static_cast<unsigned char>(value ? bytes[byte] | mask : bytes[byte] & ~mask);
+}
+
+void dsBitSet::Follow(std::uint32_t n) {
+  bitCount = n;
+  lastBits = static_cast<int>(n & 7);
+  lastByte = static_cast<int>(n >> 3);
+}
+
+void dsBitSet::SetRange(std::uint32_t from, std::uint32_t to, bool value) {
+  if (to <= from) return;
+  std::uint32_t firstByte = from >> 3, endByte = to >> 3;
+  unsigned int head = 0xFFu >> (from & 7);        // the bits of the first byte from `from` on
+  unsigned int below = HeadMask(static_cast<int>(to & 7));  // the bits of the last byte below `to`
+  auto apply = [&](std::uint32_t byte, unsigned int mask) {
+    bytes[byte] = static_cast<unsigned char>(value ? bytes[byte] | mask : bytes[byte] & ~mask);
+  };
+  if (firstByte == endByte) {
+    apply(firstByte, head & below);
+    return;
+  }
+  apply(firstByte, head);
+  std::memset(bytes + firstByte + 1, value ? 0xFF : 0, endByte - firstByte - 1);
+  if (below != 0) apply(endByte, below);
+}
+
+bool dsBitSet::IsOn(std::uint32_t i) const {
+  return Exist(i) && inf(i >> 3, static_cast<int>(i & 7));
+}
+
+bool dsBitSet::SetOn(std::uint32_t i) {
+  // No set has a position past none - 1: its size would not fit 32 bits.
+  if (i == none || !Valid(i)) return false;
+  set(true, i >> 3, static_cast<int>(i & 7));
+  onCountValid = false;
+  return true;
+}
+
+bool dsBitSet::SetOff(std::uint32_t i) {
+  if (i == none || !Valid(i)) return false;
+  set(false, i >> 3, static_cast<int>(i & 7));
+  onCountValid = false;
+  return true;
+}
+
+void dsBitSet::Clear() {
+  std::memset(bytes, 0, static_cast<std::size_t>(lastByte) + 1);
+  onCountValid = false;
+}
+
+void dsBitSet::Fill(std::uint32_t from, std::uint32_t to) {
+  onCountValid = false;
+  if (from == 0 && to == 0) {
+    std::memset(bytes, 0xFF, static_cast<std::size_t>(lastByte) + 1);
+    bytes[lastByte] = static_cast<unsigned char>(bytes[lastByte] & HeadMask(lastBits));
+    return;
+  }
+  if (to == 0) to = bitCount;
+  SetRange(from, to, true);
+}
+
+void dsBitSet::Reverse() {
+  for (int b = 0; b <= lastByte; ++b) bytes[b] = static_cast<unsigned char>(~bytes[b]);
+  onCountValid = false;
+}
+
+template <class Operation>
+int dsBitSet::Combine(dsBitSet const& other, Operation operation) {
+  onCountValid = false;
+  if (bitCount != other.bitCount) return 0;
+  for (int b = 0; b <= lastByte; ++b) {
+    bytes[b] = static_cast<unsigned char>(operation(bytes[b], other.bytes[b]));
+  }
+  return 1;
+}
+
+int dsBitSet::operator=(dsBitSet const& other) {
+  return Combine(other, [](unsigned int, unsigned int theirs) { return theirs; });
+}
+
+int dsBitSet::operator&=(dsBitSet const& other) {
+  return Combine(other, [](unsigned int mine, unsigned int theirs) { return mine & theirs; });
+}
+
+int dsBitSet::operator|=(dsBitSet const& other) {
+  return Combine(other, [](unsigned int mine, unsigned int theirs) { return mine | theirs; });
+}
+
+int dsBitSet::operator^=(dsBitSet const& other) {
+  if (Combine(other, [](unsigned int mine, unsigned int theirs) { return mine ^ theirs; }) == 0) return 0;
+  bytes[lastByte] = static_cast<unsigned char>(bytes[lastByte] & HeadMask(lastBits));
+  return 1;
+}
+
+int dsBitSet::operator-=(dsBitSet const& other) {
+  return Combine(other, [](unsigned int mine, unsigned int theirs) { return mine & ~theirs; });
+}
+
+int dsBitSet::operator%=(dsBitSet const& other) {
+  return Combine(other, [](unsigned int mine, unsigned int theirs) { return theirs & ~mine; });
+}
+
+std::uint32_t dsBitSet::First() const {
+  return IsOn(0) ? 0 : Next(0);
+}
+
+std::uint32_t dsBitSet::Last() const {
+  if (bitCount == 0) return none;
+  return IsOn(bitCount - 1) ? bitCount - 1 : Previous(bitCount - 1);
+}
+
+std::uint32_t dsBitSet::Next(std::uint32_t i) const {
+  if (i >= bitCount) return none;
+  std::uint32_t j = i + 1;  // at most bitCount, so its byte exists
+  std::uint32_t b = j >> 3;
+  std::uint32_t end = static_cast<std::uint32_t>(lastByte) + 1;
+  std::uint32_t found = none;
+  if (unsigned int rest = bytes[b] & (0xFFu >> (j & 7))) {
+    found = (b << 3) + HighestBit(rest);
+  } else {
+    for (++b; b + 8 <= end; b += 8) {
+      if (std::uint64_t word = LoadWord(bytes + b)) {
+        found = (b << 3) + static_cast<std::uint32_t>(__builtin_clzll(word));
+        break;
+      }
+    }
+    if (found == none) {
+      for (; b < end; ++b) {
+        if (bytes[b] != 0) {
+          found = (b << 3) + HighestBit(bytes[b]);
+          break;
+        }
+      }
+    }
+  }
+  return found < bitCount ? found : none;  // a tail bit is no position
+}
+
+std::uint32_t dsBitSet::Previous(std::uint32_t i) const {
+  if (i >= bitCount || i == 0) return none;
+  std::uint32_t j = i - 1;
+  std::uint32_t b = j >> 3;
+  if (unsigned int upTo = bytes[b] & HeadMask(static_cast<int>(j & 7) + 1)) {
+    return (b << 3) + LowestBit(upTo);
+  }
+  while (b >= 8) {
+    b -= 8;
+    if (std::uint64_t word = LoadWord(bytes + b)) {
+      return (b << 3) + 63 - static_cast<std::uint32_t>(__builtin_ctzll(word));
+    }
+  }
+  while (b > 0) {
+    --b;
+    if (bytes[b] != 0) return (b << 3) + LowestBit(bytes[b]);
+  }
+  return none;
+}
+
+std::uint32_t dsBitSet::GetIndex(std::uint32_t i) const {
+  if (i >= bitCount) return none;
+  std::uint32_t b = i >> 3;
+  return static_cast<std::uint32_t>(vekCountBits(bytes, b)) +
+         CountByte(bytes[b] & HeadMask(static_cast<int>(i & 7)));
+}
+
+std::uint32_t dsBitSet::ByIndex(std::uint32_t k) const {
+  constexpr std::uint32_t kBlock = 64;
+  std::uint32_t const whole = static_cast<std::uint32_t>(lastByte);  // bytes wholly inside the set
+  std::uint32_t rank = k;
+  std::uint32_t b = 0;
+  while (b + kBlock <= whole) {
+    auto inBlock = static_cast<std::uint32_t>(vekCountBits(bytes + b, kBlock));
+    if (inBlock > rank) break;
+    rank -= inBlock;
+    b += kBlock;
+  }
+  for (; b < whole; ++b) {
+    unsigned int inByte = CountByte(bytes[b]);
+    if (inByte > rank) return (b << 3) + SelectInByte(bytes[b], rank);
+    rank -= inByte;
+  }
+  unsigned int last = bytes[whole] & HeadMask(lastBits);
+  if (CountByte(last) > rank) return (whole << 3) + SelectInByte(last, rank);
+  return none;
+}
+
+bool dsBitSet::Resize(std::uint32_t n) {
+  onCountValid = false;
+  if (n <= capacity) {
+    // Bits left behind by an earlier shrink or by whole-byte operations
+    // beyond the end must not come back as positions.
+    SetRange(bitCount, capacity, false);
+    Follow(n);
+    return true;
+  }
+  if (static_cast<int>(n >> 3) <= lastByte) {  // the last byte already covers n
+    capacity = n;
+    Follow(n);
+    return true;
+  }
+  std::size_t size = static_cast<std::size_t>(n >> 3) + 1;
+  unsigned char* block = new (std::nothrow) unsigned char[size];
+  if (block == nullptr) return false;
+  std::memset(block, 0, size);
+  std::memcpy(block, bytes, static_cast<std::size_t>(lastByte) + 1);
+  delete[] bytes;
+  bytes = block;
+  capacity = n;
+  Follow(n);
+  return true;
+}
+
+void dsBitSet::InsertSegment(std::uint32_t pos, std::uint32_t count) {
+  std::uint32_t old = bitCount;
+  if (count == 0 || count > none - old || !Resize(old + count)) return;
+  // Downward, so that no bit is overwritten before it has moved.
+  for (std::uint32_t s = old; s > pos; --s) {
+    std::uint32_t from = s - 1, to = from + count;
+    set(inf(from >> 3, static_cast<int>(from & 7)), to >> 3, static_cast<int>(to & 7));
+  }
+  SetRange(pos, pos + count, false);
+  onCountValid = false;
+}
+
+void dsBitSet::RemoveSegment(std::uint32_t pos, std::uint32_t count) {
+  // Upward, so that no bit is overwritten before it has moved.
+  for (std::uint64_t d = pos; d + count < bitCount; ++d) {
+    std::uint64_t from = d + count;
+    set(inf(static_cast<std::uint32_t>(from >> 3), static_cast<int>(from & 7)),
+        static_cast<std::uint32_t>(d >> 3), static_cast<int>(d & 7));
+  }
+  Follow(bitCount - count);
+  onCountValid = false;
+}
+
+void dsBitSet::SetUp() const {
+  onCount = static_cast<unsigned int>(vekCountBits(bytes, static_cast<std::size_t>(lastByte))) +
+            CountByte(bytes[lastByte] & HeadMask(lastBits));
+  onCountValid = true;
+}
+
+unsigned int dsBitSet::GetSize() const {
+  if (!onCountValid) SetUp();
+  return onCount;
+}
+
+dsBaseIter<int>* dsBitSet::GetIter() const {
+  return new (std::nothrow) dsBitSetIter(*this);
+}
+
+int dsBitSet::Save(std::ostream& out) const {
+  if (out.fail()) return 0;
+  return Pack(reinterpret_cast<char const*>(bytes), static_cast<unsigned int>(lastByte) + 1, out) == 0
+             ? 1
+             : 0;
+}
+
+int dsBitSet::Restore(std::istream& in) {
+  if (in.fail()) return 0;
+  unsigned int const size = static_cast<unsigned int>(lastByte) + 1;
+  unsigned int produced = Unpack(in, reinterpret_cast<char*>(bytes), size);
+  onCountValid = false;
+  return produced == size ? 1 : 0;
+}
+
+dsBitSetIter::dsBitSetIter(dsBitSet const& owner) : current(0), owner(&owner) {}
+
+dsBitSetIter::dsBitSetIter(dsBitSetIter const& other)
+    : dsBaseIter<int>(), current(other.current), owner(other.owner) {}
+
+dsBaseIter<int>* dsBitSetIter::Reproduce() {
+  return new (std::nothrow) dsBitSetIter(*this);
+}
+
+void dsBitSetIter::SetAtFirst() {
+  current = static_cast<int>(owner->First());
+}
+
+bool dsBitSetIter::Finished() const {
+  return static_cast<std::uint32_t>(current) == dsBitSet::none;
+}
+
+void dsBitSetIter::MoveToNext() {
+  current = static_cast<int>(owner->Next(static_cast<std::uint32_t>(current)));
+}
+
+int& dsBitSetIter::Current() const {
+  return current;
+}
+
+std::ostream& operator<<(std::ostream& out, dsBitSet const& set) {
+  if (out.fail()) return out;
+  out << "[";
+  char const* separator = "";
+  for (std::uint32_t p = set.First(); p != dsBitSet::none; p = set.Next(p)) {
+    out << separator << p;
+    separator = ", ";
+  }
+  return out << "]";
+}
+
+int Pack(char const* data, unsigned int length, std::ostream& out) {
+  if (data == nullptr || length == 0) return 1;
+  out << length;
+  unsigned int run = 0;  // the open run of zero bytes
+  for (unsigned int i = 0; i < length && out; ++i) {
+    char byte = data[i];
+    if (byte != 0) {
+      if (run != 0) out << static_cast<char>(run);
+      run = 0;
+      out << byte;
+    } else if (run == 0) {
+      out << '\0';
+      run = 1;
+    } else if (run < 255) {
+      ++run;
+    } else {
+      out << static_cast<char>(255) << '\0';
+      run = 1;
+    }
+  }
+  if (run != 0) out << static_cast<char>(run);
+  return out ? 0 : 1;
+}
+
+unsigned int Unpack(std::istream& in, char* data) {
+  return Unpack(in, data, ~0u);
+}
+
+unsigned int Unpack(std::istream& in, char* data, unsigned int limit) {
+  unsigned int count = 0;
+  in >> count;  // only skipped: the reader takes what the stream holds
+  unsigned int produced = 0;
+  for (int c; (c = in.get()) != std::istream::traits_type::eof();) {
+    if (c != 0) {
+      if (produced == limit) return 0;
+      data[produced++] = static_cast<char>(c);
+      continue;
+    }
+    int run = in.get();
+    if (run == std::istream::traits_type::eof()) break;  // no count byte: nothing for it
+    if (static_cast<unsigned int>(run) > limit - produced) return 0;
+    std::memset(data + produced, 0, static_cast<std::size_t>(run));
+    produced += static_cast<unsigned int>(run);
+  }
+  return produced;
+}
