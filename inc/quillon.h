@@ -6,5 +6,6 @@
 #include "dsdatcol.h"
 #include "dsstring.h"
 #include "dsbitset.h"
+#include "cmdargxp.h"
 
 #endif
