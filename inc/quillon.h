@@ -7,5 +7,6 @@
 #include "dsstring.h"
 #include "dsbitset.h"
 #include "cmdargxp.h"
+#include "profiler.h"
 
 #endif
