@@ -10,15 +10,6 @@
 
 namespace {
 
-// Eight bytes as one word, the first byte in the high bits, so the word's
-// bits run in position order from the top.
-inline std::uint64_t LoadWord(unsigned char const* p) {
-  return static_cast<std::uint64_t>(p[0]) << 56 | static_cast<std::uint64_t>(p[1]) << 48 |
-         static_cast<std::uint64_t>(p[2]) << 40 | static_cast<std::uint64_t>(p[3]) << 32 |
-         static_cast<std::uint64_t>(p[4]) << 24 | static_cast<std::uint64_t>(p[5]) << 16 |
-         static_cast<std::uint64_t>(p[6]) << 8 | static_cast<std::uint64_t>(p[7]);
-}
-
 // The bits of a byte for the first `bits` positions (the high bits).
 inline unsigned int HeadMask(int bits) {
   return (0xFF00u >> bits) & 0xFFu;
@@ -186,7 +177,7 @@ std::uint32_t dsBitSet::Last() const {
   return IsOn(bitCount - 1) ? bitCount - 1 : Previous(bitCount - 1);
 }
 
-std::uint32_t dsBitSet::Next(std::uint32_t i) const {
+std::uint32_t dsBitSet::NextScan(std::uint32_t i) const {
   if (i >= bitCount) return none;
   std::uint32_t j = i + 1;  // at most bitCount, so its byte exists
   std::uint32_t b = j >> 3;
@@ -241,15 +232,18 @@ std::uint32_t dsBitSet::GetIndex(std::uint32_t i) const {
 }
 
 std::uint32_t dsBitSet::ByIndex(std::uint32_t k) const {
-  constexpr std::uint32_t kBlock = 64;
   std::uint32_t const whole = static_cast<std::uint32_t>(lastByte);  // bytes wholly inside the set
   std::uint32_t rank = k;
   std::uint32_t b = 0;
-  while (b + kBlock <= whole) {
-    auto inBlock = static_cast<std::uint32_t>(vekCountBits(bytes + b, kBlock));
-    if (inBlock > rank) break;
-    rank -= inBlock;
-    b += kBlock;
+  // Whole blocks are passed by their count, first large ones, then small
+  // ones inside the large block that holds the position; then bytes.
+  for (std::uint32_t block : {4096u, 64u}) {
+    while (b + block <= whole) {
+      auto inBlock = static_cast<std::uint32_t>(vekCountBits(bytes + b, block));
+      if (inBlock > rank) break;
+      rank -= inBlock;
+      b += block;
+    }
   }
   for (; b < whole; ++b) {
     unsigned int inByte = CountByte(bytes[b]);
