@@ -8,7 +8,6 @@
 #include <ctime>
 #include <functional>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -33,13 +32,18 @@ std::map<std::string, Report> Reports(std::function<void()> const& body, std::st
   if (raw != nullptr) *raw = captured.str();
   std::map<std::string, Report> reports;
   std::istringstream lines(captured.str());
-  std::regex const format(R"(^(.*): (\d+) times \* (\S+) sec = (\S+) sec total$)");
   for (std::string line; std::getline(lines, line);) {
-    std::smatch m;
-    EXPECT_TRUE(std::regex_match(line, m, format)) << line;
-    if (m.empty()) continue;
-    reports[m[1]] = {std::stoul(m[2]), std::strtod(m[3].str().c_str(), nullptr),
-                     std::strtod(m[4].str().c_str(), nullptr)};
+    // name: <count> times * <average> sec = <total> sec total
+    std::string::size_type colon = line.find(": ");
+    EXPECT_NE(colon, std::string::npos) << line;
+    if (colon == std::string::npos) continue;
+    std::istringstream fields(line.substr(colon + 2));
+    std::string count, times, star, average, sec, equals, total;
+    fields >> count >> times >> star >> average >> sec >> equals >> total;
+    std::string name = line.substr(0, colon);
+    EXPECT_EQ(line, name + ": " + count + " times * " + average + " sec = " + total + " sec total");
+    reports[name] = {std::stoul(count), std::strtod(average.c_str(), nullptr),
+                     std::strtod(total.c_str(), nullptr)};
   }
   return reports;
 }
