@@ -6,5 +6,6 @@
 #include "dsdatcol.h"
 #include "dsstring.h"
 #include "mbxtext.h"
+#include "pfupath.h"
 
 #endif

@@ -5,6 +5,11 @@
 // - Getenv(name, &value): true if the variable exists, with value pointing at
 //   its text (owned by the environment, not to be released). False for a null
 //   name or an unknown variable; value is then left alone.
+// - uGetHomeDirectory(size, buffer): the home directory that the platform's
+//   own programs use when the HOMEDRIVE/HOMEPATH pair names none: the value
+//   of HOME on POSIX hosts, nothing on Windows. Writes it with its terminator
+//   and returns its length; returns 0, with buffer untouched, when there is
+//   none, when it is empty, or when it does not fit in size bytes.
 // - Strnew__(text): a new[] copy of text with its terminator, released by the
 //   caller with delete[]; null for a null text.
 // - XStrnew(text): native text (the current C locale) as a new[] wide string,
@@ -43,6 +48,7 @@
 
 TARNLET_API int Strlen(char const* text);
 TARNLET_API bool Getenv(char const* name, char const** value);
+TARNLET_API unsigned uGetHomeDirectory(unsigned size, char* buffer);
 TARNLET_API char* Strnew__(char const* text);
 TARNLET_API wchar_t* XStrnew(char const* text);
 TARNLET_API wchar_t* Strtoxstr(wchar_t* destination, char const* text, int limit);
