@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ombtext.h"
 #include "quillon.h"
@@ -222,6 +223,24 @@ TEST(TextLower, WideCopies) {
   EXPECT_EQ(std::wstring(buffer), L"abcd");
   EXPECT_EQ(Strtoxstr(buffer, "x\xC3", 4), nullptr);
   EXPECT_EQ(std::wstring(buffer), L"");
+}
+
+TEST(TextMatch, WildcardsAndCase) {
+  struct Case { wchar_t const* text; wchar_t const* pattern; bool match; };
+  for (Case c : std::vector<Case>{
+           {L"file.txt", L"file.txt", true}, {L"file.txt", L"*.txt", true}, {L"file.txt", L"*", true},
+           {L"", L"*", true}, {L"", L"", true}, {L"a", L"", false}, {L"", L"?", false},
+           {L"file.txt", L"f??e.t?t", true}, {L"file.txt", L"f?le", false}, {L"file.txt", L"*.TXT", false},
+           {L"File", L"file", false}, {L"abc", L"a**c", true}, {L"abc", L"abc*", true}, {L"abc", L"ab", false},
+           {L"aXbYbZc", L"a*b*c", true}, {L"aXbYbZ", L"a*b*c", false}, {L"abcbc", L"*bc", true},
+           {L"\u00E9t\U0001F600", L"?t?", true}, {L"\u00E9t\U0001F600", L"\u00C9*", false},
+           {L"*?", L"*?", true}, {L"ab", L"a?b", false}}) {
+    EXPECT_EQ(Strmatch(c.text, c.pattern), c.match) << c.text << " ~ " << c.pattern;
+  }
+  // Many stars against a long near-miss: the answer, without a blow-up.
+  std::wstring const many(200, L'a');
+  EXPECT_FALSE(Strmatch(many.c_str(), L"*a*a*a*a*a*a*a*a*b"));
+  EXPECT_TRUE(Strmatch((many + L"b").c_str(), L"*a*a*a*a*a*a*a*a*b"));
 }
 
 }  // namespace
