@@ -6,5 +6,6 @@
 #include "dsdatcol.h"
 #include "dsstring.h"
 #include "dsortmap.h"
+#include "dsunique.h"
 
 #endif
