@@ -7,5 +7,7 @@
 #include "dsstring.h"
 #include "mbxtext.h"
 #include "pfupath.h"
+#include "dsortmap.h"
+#include "dsunique.h"
 
 #endif
