@@ -196,7 +196,7 @@ TEST(BitSetSegments, InsertAndRemoveMoveTheBitsBehind) {
   EXPECT_EQ(set.GetBitCount(), 7u);
 
   std::mt19937 random(7);
-  for (int round = 0; round < 40; ++round) {
+  for (int round = 0; round < 200; ++round) {
     std::uint32_t size = 1 + random() % 300;
     dsBitSet s(size);
     for (std::uint32_t i = 0; i < size; ++i) {

@@ -3,6 +3,7 @@
 // and dense sets cost little per position passed.
 #include "dsbitset.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -34,6 +35,38 @@ inline std::uint32_t LowestBit(unsigned int byte) {
 std::uint32_t SelectInByte(unsigned int byte, unsigned int rank) {
   for (std::uint32_t bit = 0;; ++bit) {
     if ((byte & (0x80u >> bit)) != 0 && rank-- == 0) return bit;
+  }
+}
+
+// Copies n positions from `from` to `to` within the block, like memmove but
+// by bits: overlapping ranges are safe. The destination is written a byte at
+// a time, from the end that the source cannot reach any more.
+void MoveBits(unsigned char* bytes, std::uint64_t to, std::uint64_t from, std::uint64_t n) {
+  if (n == 0 || to == from) return;
+  auto piece = [&](std::uint64_t d, unsigned int length) {  // length bits at d, in one byte
+    std::uint64_t source = d - to + from;
+    unsigned int offset = static_cast<unsigned int>(source & 7);
+    unsigned int window = static_cast<unsigned int>(bytes[source >> 3]) << 8;
+    if (offset + length > 8) window |= bytes[(source >> 3) + 1];
+    unsigned int value = (window >> (16 - offset - length)) & ((1u << length) - 1);
+    unsigned int shift = 8 - static_cast<unsigned int>(d & 7) - length;
+    unsigned int mask = ((1u << length) - 1) << shift;
+    unsigned char& target = bytes[d >> 3];
+    target = static_cast<unsigned char>((target & ~mask) | (value << shift));
+  };
+  std::uint64_t end = to + n;
+  if (to > from) {  // upward: from the top down
+    while (end > to) {
+      std::uint64_t start = std::max(to, (end - 1) & ~std::uint64_t{7});
+      piece(start, static_cast<unsigned int>(end - start));
+      end = start;
+    }
+  } else {
+    for (std::uint64_t d = to; d < end;) {
+      std::uint64_t stop = std::min(end, (d | 7) + 1);
+      piece(d, static_cast<unsigned int>(stop - d));
+      d = stop;
+    }
   }
 }
 
@@ -284,21 +317,14 @@ bool dsBitSet::Resize(std::uint32_t n) {
 void dsBitSet::InsertSegment(std::uint32_t pos, std::uint32_t count) {
   std::uint32_t old = bitCount;
   if (count == 0 || count > none - old || !Resize(old + count)) return;
-  // Downward, so that no bit is overwritten before it has moved.
-  for (std::uint32_t s = old; s > pos; --s) {
-    std::uint32_t from = s - 1, to = from + count;
-    set(inf(from >> 3, static_cast<int>(from & 7)), to >> 3, static_cast<int>(to & 7));
-  }
+  MoveBits(bytes, std::uint64_t{pos} + count, pos, old - pos);
   SetRange(pos, pos + count, false);
   onCountValid = false;
 }
 
 void dsBitSet::RemoveSegment(std::uint32_t pos, std::uint32_t count) {
-  // Upward, so that no bit is overwritten before it has moved.
-  for (std::uint64_t d = pos; d + count < bitCount; ++d) {
-    std::uint64_t from = d + count;
-    set(inf(static_cast<std::uint32_t>(from >> 3), static_cast<int>(from & 7)),
-        static_cast<std::uint32_t>(d >> 3), static_cast<int>(d & 7));
+  if (std::uint64_t{pos} + count < bitCount) {
+    MoveBits(bytes, pos, std::uint64_t{pos} + count, bitCount - pos - count);
   }
   Follow(bitCount - count);
   onCountValid = false;
