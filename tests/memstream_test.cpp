@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
@@ -11,28 +10,26 @@
 #include "quillon.h"
 
 // The library asks for blocks and streams with the non-throwing forms; a test
-// can make them fail. Every array form is replaced so that allocation and
-// release always meet in malloc and free. Visible, so the library calls them.
+// can make them fail. Otherwise they take the ordinary allocation, so that
+// release meets its own kind. Visible, so that the library calls them.
 #define QTEST_REPLACES __attribute__((visibility("default")))
 static bool refuseMemory = false;
 QTEST_REPLACES void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
-  return refuseMemory ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
+  if (refuseMemory) return nullptr;
+  try {
+    return ::operator new[](bytes);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
 }
 QTEST_REPLACES void* operator new(std::size_t bytes, std::nothrow_t const&) noexcept {
-  return refuseMemory ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
+  if (refuseMemory) return nullptr;
+  try {
+    return ::operator new(bytes);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
 }
-QTEST_REPLACES void* operator new[](std::size_t bytes) {
-  if (void* block = std::malloc(bytes != 0 ? bytes : 1)) return block;
-  throw std::bad_alloc();
-}
-QTEST_REPLACES void* operator new(std::size_t bytes) {
-  if (void* block = std::malloc(bytes != 0 ? bytes : 1)) return block;
-  throw std::bad_alloc();
-}
-QTEST_REPLACES void operator delete[](void* block) noexcept { std::free(block); }
-QTEST_REPLACES void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
-QTEST_REPLACES void operator delete(void* block) noexcept { std::free(block); }
-QTEST_REPLACES void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
