@@ -68,8 +68,16 @@ class QUILLON_API bdtStream : public bdtBase {
 
   // The buffer's sgetn and sputn; a count other than n adds 3 (reading) or 4
   // (writing) to the state. A stream without a buffer moves no bytes.
-  int sgetn(char* bytes, int n);
-  int sputn(char const* bytes, int n);
+  int sgetn(char* bytes, int n) {
+    int got = buffer != nullptr && n > 0 ? static_cast<int>(buffer->sgetn(bytes, n)) : 0;
+    if (got != n) setstate(3);
+    return got;
+  }
+  int sputn(char const* bytes, int n) {
+    int put = buffer != nullptr && n > 0 ? static_cast<int>(buffer->sputn(bytes, n)) : 0;
+    if (put != n) setstate(4);
+    return put;
+  }
 
   void Swap4(char* bytes) { bdtBase::Swap4(bytes); }
   void Swap8(char* bytes) { bdtBase::Swap8(bytes); }
