@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <climits>
+#include <clocale>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -47,6 +48,32 @@ std::string Image(T value) {
 bool BigEndianHost() {
   std::uint32_t const probe = 1;
   return reinterpret_cast<unsigned char const*>(&probe)[0] == 0;
+}
+
+// Switches the process to a locale for one test and back.
+class Locale {
+ public:
+  explicit Locale(char const* name) : saved(std::setlocale(LC_ALL, nullptr)) {
+    ok = std::setlocale(LC_ALL, name) != nullptr;
+  }
+  ~Locale() { std::setlocale(LC_ALL, saved.c_str()); }
+  bool ok;
+
+ private:
+  std::string saved;
+};
+
+#define UTF8_LOCALE(guard)   \
+  Locale guard("C.UTF-8");   \
+  ASSERT_TRUE(guard.ok) << "the C.UTF-8 locale is missing"
+
+// The wire image of an int32 prefix in either form.
+std::string Prefix(std::int32_t n, int portable) {
+  if (portable == 0) return Image(n);
+  std::uint32_t const u = static_cast<std::uint32_t>(n);
+  char const bytes[4] = {static_cast<char>(u >> 24), static_cast<char>(u >> 16),
+                         static_cast<char>(u >> 8), static_cast<char>(u)};
+  return std::string(bytes, 4);
 }
 
 // A buffer that takes at most `room` bytes and counts its synchronisations.
@@ -350,6 +377,155 @@ TEST(BdtBase, ByteOrderAndSwaps) {
   EXPECT_STREQ(eight, BigEndianHost() ? "abcdefgh" : "hgfedcba");
   EXPECT_EQ(bdtBase::Length(static_cast<short>(1), 1), 4u);
   EXPECT_EQ(bdtBase::Length(static_cast<unsigned short>(1), 0), 2u);
+}
+
+TEST(BdtText, BothStringFormsOnTheWireAndBack) {
+  char const* const noText = nullptr;
+  wchar_t const* const noWide = nullptr;
+  for (int portable : {0, 1}) {
+    std::stringbuf buf;
+    bdtIOStream io(&buf, portable != 0);
+    io << "abc" << L"abc" << noText << noWide << "" << L"";
+    EXPECT_EQ(io.rdstate(), 0);
+    std::string const expected = Prefix(3, portable) + "abc" + Prefix(4, portable) +
+                                 std::string("abc\0", 4) + Prefix(-1, portable) +
+                                 Prefix(-1, portable) + Prefix(0, portable) +
+                                 Prefix(1, portable) + std::string(1, '\0');
+    EXPECT_EQ(Hex(buf.str()), Hex(expected)) << "portable " << portable;
+
+    EXPECT_EQ(bdtBase::Length("abc", portable), 7u);
+    EXPECT_EQ(bdtBase::Length(L"abc", portable), 8u);
+    EXPECT_EQ(bdtBase::Length(noText, portable), 4u);
+    EXPECT_EQ(bdtBase::Length(noWide, portable), 4u);
+    EXPECT_EQ(bdtBase::Length(L"", portable), 5u);
+
+    char const* const read[] = {"abc", "abc", "", "", "", ""};
+    for (char const* want : read) {
+      dsString text("previous");
+      io >> text;
+      EXPECT_STREQ(text, want);
+    }
+    EXPECT_EQ(io.rdstate(), 0);
+    EXPECT_EQ(buf.in_avail(), 0);
+  }
+}
+
+TEST(BdtText, NonAsciiTextRoundTrips) {
+  UTF8_LOCALE(guard);
+  char const* const text = "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80";  // é € and a 4-byte character
+  wchar_t const wide[] = {0xE9, L' ', 0x20AC, L' ', static_cast<wchar_t>(0x1F600), 0};
+  for (int portable : {0, 1}) {
+    std::stringbuf buf;
+    bdtIOStream io(&buf, portable != 0);
+    io << text << wide;
+    EXPECT_EQ(Hex(buf.str()), Hex(Prefix(11, portable) + text + Prefix(12, portable) + text +
+                                  std::string(1, '\0')));
+    EXPECT_EQ(bdtBase::Length(wide, portable), 16u);
+    dsString narrowBack, wideBack;
+    io >> narrowBack >> wideBack;
+    EXPECT_STREQ(narrowBack, text);
+    EXPECT_STREQ(wideBack, text);
+    EXPECT_EQ(io.rdstate(), 0);
+  }
+}
+
+// Reads a string that cannot convert: 2, the target keeps its text, and the
+// stream goes on with the next value.
+void ExpectRejectedText(std::string const& bytes, int portable) {
+  std::stringbuf buf(Prefix(static_cast<std::int32_t>(bytes.size()), portable) + bytes +
+                     Prefix(1, portable) + "z");
+  bdtIStream in(&buf, portable);
+  dsString text("keep");
+  in >> text;
+  EXPECT_STREQ(text, "keep");
+  EXPECT_EQ(in.rdstate(), 2) << Hex(bytes) << " portable " << portable;
+  in >> text;
+  EXPECT_STREQ(text, "z");
+}
+
+TEST(BdtText, TextThatDoesNotConvert) {
+  // The C locale has no multibyte form for é: a wide writer sends nothing,
+  // and neutral é cannot be read into native text.
+  std::stringbuf buf;
+  bdtOStream out(&buf, 1);
+  wchar_t const accented[] = {0xE9, 0};
+  out << accented;
+  EXPECT_EQ(out.rdstate(), 2);
+  EXPECT_EQ(buf.str(), "");
+  ExpectRejectedText("\xC3\xA9", 1);
+
+  UTF8_LOCALE(guard);
+  // Native bytes with no neutral form travel as a null string, silently.
+  std::stringbuf invalid;
+  bdtOStream invalidOut(&invalid, 1);
+  invalidOut << "ok\xFF";
+  EXPECT_EQ(invalidOut.rdstate(), 0);
+  EXPECT_EQ(Hex(invalid.str()), "FF FF FF FF");
+  // A native reader checks its bytes against the locale.
+  ExpectRejectedText("a\xC3(", 0);
+}
+
+TEST(BdtText, HostileAndShortStringPrefixes) {
+  dsString text("keep");
+  largestArray = 0;
+  std::stringbuf huge(std::string("\x7F\xFF\xFF\xFF" "abcdef", 10));
+  bdtIStream hugeIn(&huge, 1);
+  hugeIn >> text;
+  EXPECT_EQ(hugeIn.rdstate(), 3);
+  EXPECT_STREQ(text, "keep");
+  EXPECT_LE(largestArray, 64u * 1024u + 1u) << "no allocation from the announced count";
+
+  std::stringbuf cut(Prefix(5, 0) + "ab");
+  bdtIStream cutIn(&cut, 0);
+  cutIn >> text;
+  EXPECT_EQ(cutIn.rdstate(), 3);
+  EXPECT_STREQ(text, "keep");
+
+  // Any negative count reads as a null string.
+  std::stringbuf negative(Prefix(-7, 1));
+  bdtIStream negIn(&negative, 1);
+  negIn >> text;
+  EXPECT_EQ(negIn.rdstate(), 0);
+  EXPECT_STREQ(text, "");
+
+  SmallBuf full(6);
+  bdtOStream out(&full, 0);
+  out << L"abc";
+  EXPECT_EQ(out.rdstate(), 4);
+}
+
+TEST(BdtText, UnsignedShortAsMultibyteCharacter) {
+  UTF8_LOCALE(guard);
+  std::stringbuf buf;
+  bdtIOStream io(&buf, true);
+  io.setMultibyte(1);
+  io << static_cast<unsigned short>(0xE9) << static_cast<unsigned short>(0x20AC)
+     << static_cast<unsigned short>('A');
+  EXPECT_EQ(Hex(buf.str()), "00 00 00 02 C3 A9 00 00 00 03 E2 82 AC 00 00 00 01 41");
+  EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 1, 1), 7u);
+  EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 1, 0), 2u);
+  EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 0, 1), 2u);
+  unsigned short a = 0, b = 0, c = 0;
+  io >> a >> b >> c;
+  EXPECT_EQ(a, 0xE9);
+  EXPECT_EQ(b, 0x20AC);
+  EXPECT_EQ(c, 'A');
+  EXPECT_EQ(io.rdstate(), 0);
+
+  // A count that is not the character's length fails the value.
+  std::stringbuf wrong(std::string("\x00\x00\x00\x03\xC3\xA9\x41", 7));
+  bdtIStream in(&wrong, 1);
+  in.setMultibyte(1);
+  unsigned short value = 0;
+  in >> value;
+  EXPECT_EQ(in.rdstate(), 2);
+
+  // The native form ignores the mode.
+  std::stringbuf native;
+  bdtOStream nativeOut(&native, 0);
+  nativeOut.setMultibyte(1);
+  nativeOut << static_cast<unsigned short>(0x20AC);
+  EXPECT_EQ(Hex(native.str()), Hex(Image(static_cast<unsigned short>(0x20AC))));
 }
 
 }  // namespace

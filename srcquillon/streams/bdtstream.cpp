@@ -1,5 +1,5 @@
 // The binary stream tree: the byte-order latch, numbers in both wire forms,
-// and raw blocks. Text lives in bdttext.cpp.
+// and raw blocks. Text, and 16-bit values as characters, live in bdttext.cpp.
 #include "bdtstream.h"
 
 #include <cstdint>
@@ -148,6 +148,10 @@ bdtIStream& bdtIStream::operator>>(unsigned short& value) {
     ReadNumber(value);
     return *this;
   }
+  if (multibyte != 0) {
+    ReadCharacter(value);
+    return *this;
+  }
   std::uint32_t wide;
   if (ReadNumber(wide)) value = static_cast<unsigned short>(wide);
   return *this;
@@ -263,7 +267,9 @@ bdtOStream& bdtOStream::operator<<(short value) {
 }
 
 bdtOStream& bdtOStream::operator<<(unsigned short value) {
-  if (portable != 0) {
+  if (portable != 0 && multibyte != 0) {
+    WriteCharacter(value);
+  } else if (portable != 0) {
     WriteNumber(static_cast<std::uint32_t>(value));
   } else {
     WriteNumber(value);
