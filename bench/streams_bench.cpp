@@ -1,10 +1,13 @@
 // The binary streams on an in-memory buffer beside a hand-written loop that
 // byte-swaps into a plain array (the limit) and beside the bare sputn/sgetn
-// calls of the same buffer; memStream beside memcpy.
+// calls of the same buffer; 100-byte strings in both forms beside a loop that
+// copies them with a swapped prefix; memStream beside memcpy.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
 #include <cstring>
+#include <string>
+#include <type_traits>
 #include <streambuf>
 #include <vector>
 
@@ -14,6 +17,8 @@ namespace {
 
 constexpr int kValues = 1000000;
 constexpr int kMemBytes = 64 * 1024;
+constexpr int kStrings = 100000;
+constexpr int kStringBytes = 100;
 
 // A stream buffer over one fixed array, rewound before each pass.
 class ArrayBuf : public std::streambuf {
@@ -168,6 +173,87 @@ void Read_swap(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kValues);
 }
 
+// 100-byte strings; the argument picks the form (1 portable, 0 native).
+std::string Text() {
+  std::string text(kStringBytes, ' ');
+  for (int i = 0; i < kStringBytes; ++i) text[i] = static_cast<char>('a' + i % 26);
+  return text;
+}
+
+constexpr std::size_t kStringWire = sizeof(std::int32_t) + kStringBytes;
+
+void StringWrite_quillon(benchmark::State& state) {
+  std::string const text = Text();
+  ArrayBuf buf(kStringWire * kStrings);
+  for (auto _ : state) {
+    buf.Rewind();
+    bdtOStream out(&buf, static_cast<int>(state.range(0)));
+    for (int i = 0; i < kStrings; ++i) out << text.c_str();
+    benchmark::DoNotOptimize(out.rdstate());
+  }
+  state.SetItemsProcessed(state.iterations() * kStrings);
+}
+
+void StringWrite_swap(benchmark::State& state) {
+  std::string const text = Text();
+  std::vector<char> out(kStringWire * kStrings);
+  for (auto _ : state) {
+    char* p = out.data();
+    for (int i = 0; i < kStrings; ++i) {
+      std::uint32_t const n = Reversed(static_cast<std::uint32_t>(std::strlen(text.c_str())));
+      std::memcpy(p, &n, sizeof n);
+      std::memcpy(p + sizeof n, text.data(), kStringBytes);
+      p += kStringWire;
+    }
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kStrings);
+}
+
+void StringRead_quillon(benchmark::State& state) {
+  std::string const text = Text();
+  ArrayBuf buf(kStringWire * kStrings);
+  int const portable = static_cast<int>(state.range(0));
+  {
+    bdtOStream out(&buf, portable);
+    for (int i = 0; i < kStrings; ++i) out << text.c_str();
+  }
+  for (auto _ : state) {
+    buf.Rewind();
+    bdtIStream in(&buf, portable);
+    dsString value;
+    for (int i = 0; i < kStrings; ++i) in >> value;
+    benchmark::DoNotOptimize(static_cast<char const*>(value));
+  }
+  state.SetItemsProcessed(state.iterations() * kStrings);
+}
+
+// The string read into an owned copy of its own, as a dsString is.
+void StringRead_swap(benchmark::State& state) {
+  std::string const text = Text();
+  std::vector<char> wire(kStringWire * kStrings);
+  for (int i = 0; i < kStrings; ++i) {
+    std::uint32_t const n = Reversed(static_cast<std::uint32_t>(kStringBytes));
+    std::memcpy(&wire[kStringWire * i], &n, sizeof n);
+    std::memcpy(&wire[kStringWire * i + sizeof n], text.data(), kStringBytes);
+  }
+  for (auto _ : state) {
+    char const* p = wire.data();
+    std::size_t total = 0;
+    for (int i = 0; i < kStrings; ++i) {
+      std::uint32_t n;
+      std::memcpy(&n, p, sizeof n);
+      n = Reversed(n);
+      std::string value(p + sizeof n, n);
+      total += value.size();
+      p += sizeof n + n;
+    }
+    benchmark::DoNotOptimize(total);
+  }
+  state.SetItemsProcessed(state.iterations() * kStrings);
+}
+
 void MemWrite_quillon(benchmark::State& state) {
   std::vector<char> source(kMemBytes, 'x');
   memStream stream;
@@ -227,6 +313,10 @@ BENCHMARK(Write_sputn<double>)->Name("DoubleWrite/sputn");
 BENCHMARK(Read_quillon<double>)->Name("DoubleRead/quillon");
 BENCHMARK(Read_swap<double>)->Name("DoubleRead/swap");
 BENCHMARK(Read_sgetn<double>)->Name("DoubleRead/sgetn");
+BENCHMARK(StringWrite_quillon)->Name("StringWrite/quillon")->Arg(0)->Arg(1);
+BENCHMARK(StringWrite_swap)->Name("StringWrite/swap")->Arg(0)->Arg(1);
+BENCHMARK(StringRead_quillon)->Name("StringRead/quillon")->Arg(0)->Arg(1);
+BENCHMARK(StringRead_swap)->Name("StringRead/swap")->Arg(0)->Arg(1);
 BENCHMARK(MemWrite_quillon)->Name("MemWrite/quillon");
 BENCHMARK(MemWrite_memcpy)->Name("MemWrite/memcpy");
 BENCHMARK(MemRead_quillon)->Name("MemRead/quillon");

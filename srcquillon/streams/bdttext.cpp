@@ -1,6 +1,7 @@
 // Text on the binary streams: the two string writers, the one string reader
 // that takes both forms, and 16-bit values sent as multibyte characters.
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 
@@ -16,6 +17,25 @@ constexpr std::size_t conversionFailed = static_cast<std::size_t>(-1);
 // Every array here comes from new[]: the text conversions hand theirs over
 // the same way.
 using Owned = std::unique_ptr<char[]>;
+
+// Text of ASCII bytes only, up to its terminator. Every locale that the
+// library runs in (the C library's and Windows' alike) encodes ASCII as
+// itself, as does the neutral form, and every conversion between them gives
+// the same bytes back. Such text takes a short way through the writers and
+// the reader, with exactly the result of the long one.
+// The test looks at all `length` bytes, a terminator included, eight at a
+// time.
+bool IsAscii(char const* text, std::size_t length) {
+  std::uint64_t seen = 0;
+  std::size_t i = 0;
+  for (; i + 8 <= length; i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, text + i, 8);
+    seen |= word;
+  }
+  for (; i < length; ++i) seen |= static_cast<unsigned char>(text[i]);
+  return (seen & 0x8080808080808080ull) == 0;
+}
 
 }  // namespace
 
@@ -44,6 +64,12 @@ bdtOStream& bdtOStream::operator<<(char const* text) {
     sputn(text, n);
     return *this;
   }
+  int const length = Strlen(text);
+  if (IsAscii(text, static_cast<std::size_t>(length))) {
+    *this << length;
+    sputn(text, length);
+    return *this;
+  }
   Owned neutral(mbxNativeToNeut(text));
   if (neutral.get() == nullptr) return *this << -1;  // goes out as a null string
   int const n = Strlen(neutral.get());
@@ -65,7 +91,7 @@ bdtOStream& bdtOStream::operator<<(wchar_t const* text) {
     setstate(2);
     return *this;
   }
-  if (portable == 0) {
+  if (portable == 0 || IsAscii(native.get(), n)) {
     *this << static_cast<int>(n) + 1;
     sputn(native.get(), static_cast<int>(n) + 1);
     return *this;
@@ -113,6 +139,10 @@ bdtIStream& bdtIStream::operator>>(dsString& value) {
   Owned wire(ReadPayload(n, 1));
   if (wire.get() == nullptr) return *this;  // a short payload: nothing to convert
   wire.get()[n] = 0;
+  if (IsAscii(wire.get(), static_cast<std::size_t>(n))) {
+    value = wire.get();
+    return *this;
+  }
 
   // Through wide text, so that the target gets what its wide constructor
   // makes of the text; a terminator sent by a wide writer ends it there.
