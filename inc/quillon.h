@@ -12,5 +12,7 @@
 #include "dsbitset.h"
 #include "cmdargxp.h"
 #include "profiler.h"
+#include "bdtstream.h"
+#include "memstream.h"
 
 #endif
