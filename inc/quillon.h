@@ -5,5 +5,9 @@
 #include "quillonbase.h"
 #include "dsdatcol.h"
 #include "dsstring.h"
+#include "mbxtext.h"
+#include "pfupath.h"
+#include "dsortmap.h"
+#include "dsunique.h"
 
 #endif
