@@ -7,6 +7,9 @@
 #include "dsstring.h"
 #include "mbxtext.h"
 #include "pfupath.h"
+#include "pfudir.h"
+#include "pfufs.h"
+#include "pfulock.h"
 #include "dsortmap.h"
 #include "dsunique.h"
 
