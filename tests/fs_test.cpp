@@ -385,8 +385,11 @@ TEST(FilesContent, ChecksumCountsSumsAndXors) {
     EXPECT_EQ(value, Checksum(bytes)) << size;
   }
   EXPECT_EQ(value >> 16, 1000003u & 0xFFFF);
+  WriteFile(dir / "f", std::string(100001, '\xFF'));  // the largest sums
+  ASSERT_EQ(pfuFS::pfuCalcCheckSumByPath((dir / "f").c_str(), value), errOK);
+  EXPECT_EQ(value, Checksum(std::string(100001, '\xFF')));
   EXPECT_EQ(pfuFS::pfuCalcCheckSumByPath((dir / "missing").c_str(), value), errNoMemoryOrIO);
-  EXPECT_EQ(value, Checksum(Pattern(1000003)));
+  EXPECT_EQ(value, Checksum(std::string(100001, '\xFF')));
 }
 
 // Every occurrence, left to right, without overlap.

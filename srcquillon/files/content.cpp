@@ -19,7 +19,8 @@ void Accumulate(unsigned char const* bytes, std::size_t count, unsigned& sum, un
   std::uint64_t const evenBytes = 0x00FF00FF00FF00FFull;
   std::uint64_t wordXor = 0;
   while (count >= 8) {
-    std::size_t words = count / 8 < 256 ? count / 8 : 256;
+    // Each word adds at most 2 * 255 to a lane: 128 words stay below 65536.
+    std::size_t words = count / 8 < 128 ? count / 8 : 128;
     std::uint64_t lanes = 0;
     for (std::size_t i = 0; i < words; ++i) {
       std::uint64_t word;
