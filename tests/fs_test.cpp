@@ -126,10 +126,8 @@ TEST(FilesLower, DirectoriesMovesAndLinks) {
   EXPECT_EQ(info.st_mode & 0xF000, 0xA000u);
   ASSERT_TRUE(FileInfo_Read(info, (dir / "link").c_str(), true));
   EXPECT_EQ(info.st_mode & 0xF000, 0x8000u);
-  char target[8];
-  EXPECT_EQ(uReadLink((dir / "link").c_str(), target, sizeof target), 3);
-  EXPECT_STREQ(target, "old");
-  EXPECT_EQ(uReadLink((dir / "link").c_str(), target, 3), -1);
+  char target[3];
+  EXPECT_EQ(uReadLink((dir / "link").c_str(), target, sizeof target), -1);  // no room for the terminator
   EXPECT_EQ(errMapError(), errSysNameTooLong);
   EXPECT_EQ(uDeleteFile((dir / "link").c_str()), 1);
   EXPECT_EQ(ReadFile(dir / "old"), "new");
@@ -164,23 +162,6 @@ TEST(FilesLower, SearchesMatchTheWildcard) {
   EXPECT_EQ(errMapError(), errSysNotFound);
   EXPECT_EQ(uFindFirstFile((dir / "missing/*").c_str(), &data), VEK_INVALID_HANDLE);
   EXPECT_EQ(errMapError(), errSysNotFound);
-}
-
-TEST(FilesLower, HostQueries) {
-  TempDir dir;
-  std::uint32_t perCluster = 0, perSector = 0, available = 0, total = 0;
-  ASSERT_EQ(uGetDiskFreeSpace(dir.Path().c_str(), &perCluster, &perSector, &available, &total), 1);
-  EXPECT_GT(double(perCluster) * perSector * total, 0.0);
-  EXPECT_LE(available, total);
-  EXPECT_EQ(uGetDiskFreeSpace((dir / "missing").c_str(), &perCluster, &perSector, &available, &total), 0);
-
-  char name[256];
-  std::uint32_t size = sizeof name;
-  ASSERT_EQ(uGetComputerName(name, &size), 1);
-  EXPECT_EQ(size, std::string(name).size());
-  std::uint32_t tiny = 1;
-  EXPECT_EQ(uGetComputerName(name, &tiny), 0);
-  EXPECT_EQ(tiny, size + 1);
 }
 
 std::string Neutral(std::string path) {
