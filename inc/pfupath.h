@@ -60,7 +60,8 @@ class QUILLON_API pfuDirPath {
 
   // The join: right behind a '|' (none if the path already ends in '|'), right
   // taken as it is. An empty right changes nothing, an empty path becomes
-  // right; a result of 1022 bytes or more is skipped, with no '|' added either.
+  // right. When the two lengths add up to 1022 or more nothing changes, with
+  // or without a '|' to add.
   pfuDirPath& operator+=(pfuDirPath const& right);
   pfuDirPath& operator+=(pfuDirEntry const& right);
 

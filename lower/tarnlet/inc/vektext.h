@@ -17,9 +17,9 @@
 //   sequence.
 // - Strtoxstr(destination, text, limit): writes native text into a wide
 //   buffer: at most limit characters, then the terminator, so the buffer needs
-//   limit + 1 places. Returns destination; null when the text holds an invalid
-//   sequence or limit is negative, with destination holding the empty string
-//   (when limit is not negative).
+//   limit + 1 places; a null text gives the empty string. Returns destination;
+//   null for a negative limit (nothing written) or for text with an invalid
+//   sequence (destination then holds the empty string).
 // - Strmatch(text, pattern): true if the whole of text matches pattern, in
 //   which '*' stands for any run of characters (also none) and '?' for exactly
 //   one; every other character stands for itself. Case counts on POSIX hosts
