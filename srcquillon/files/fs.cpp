@@ -1,7 +1,6 @@
 // The file-system operations of pfuFS, pfStat and the stream opens.
 #include "pfufs.h"
 
-#include <cerrno>
 #include <cstring>
 
 #include "dsdatcol.h"
@@ -50,11 +49,10 @@ errstatus OpenStreamOn(char const* path, int mode, Stream& stream) {
     stream.setstate(std::ios_base::failbit);
     return errSysNameTooLong;
   }
-  errno = 0;
+  vekResetRuntimeError();
   stream.open(static_cast<char const*>(pfuOSPath(Text(path))), static_cast<std::ios_base::openmode>(mode));
   if (!stream.fail() && !stream.bad()) return errOK;
-  if (errno == 0) errno = EINVAL;  // a mode the stream refuses by itself
-  vekKeepSystemError();
+  vekKeepRuntimeError();
   return errMapError();
 }
 
