@@ -98,16 +98,19 @@ bool NameMatches(char const* name, char const* pattern) {
   return *pattern == '\0';
 }
 
-// The next entry of the search that matches its wildcard; false at the end
-// (last error untouched) or on failure (last error kept).
-bool NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
+enum class Found { entry, end, failure };
+
+// The next entry of the search that matches its wildcard. The end leaves the
+// last error alone; a failure keeps its error.
+Found NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
   DIR* stream = static_cast<DIR*>(record->stream);
   for (;;) {
     errno = 0;
     dirent* entry = ::readdir(stream);
     if (entry == nullptr) {
-      if (errno != 0) vekKeepSystemError();
-      return false;
+      if (errno == 0) return Found::end;
+      vekKeepSystemError();
+      return Found::failure;
     }
     std::size_t length = std::strlen(entry->d_name);
     if (length >= sizeof data->cFileName || !NameMatches(entry->d_name, record->pattern)) continue;
@@ -119,7 +122,7 @@ bool NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
     }
     data->dwFileAttributes = directory ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
     std::memcpy(data->cFileName, entry->d_name, length + 1);
-    return true;
+    return Found::entry;
   }
 }
 
@@ -369,9 +372,9 @@ void* uFindFirstFile(char const* pattern, WIN32_FIND_DATAA* data) {
   char const* wildcard = cut == nullptr ? pattern : cut + 1;
   record->pattern = new char[std::strlen(wildcard) + 1];
   std::strcpy(record->pattern, wildcard);
-  vekSetLastError(0);
-  if (NextMatch(record, data)) return record;
-  if (vekGetLastError() == 0) vekSetLastError(ENOENT);  // nothing matches
+  Found first = NextMatch(record, data);
+  if (first == Found::entry) return record;
+  if (first == Found::end) vekSetLastError(ENOENT);  // nothing matches
   int code = vekGetLastError();
   win32FindClose(record);
   vekSetLastError(code);
@@ -383,7 +386,7 @@ int uFindNextFile(void* handle, WIN32_FIND_DATAA* data) {
     vekSetLastError(EBADF);
     return 0;
   }
-  return NextMatch(static_cast<vekFindRecord*>(handle), data) ? 1 : 0;
+  return NextMatch(static_cast<vekFindRecord*>(handle), data) == Found::entry ? 1 : 0;
 }
 
 int uGetDiskFreeSpace(char const* root, std::uint32_t* sectorsPerCluster,
