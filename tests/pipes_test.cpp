@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <istream>
@@ -112,6 +113,169 @@ TEST(LowerPipe, EventTellsDataAndEndOfPipe) {
   ASSERT_TRUE(vekPipeRead(in.fd(), &byte, 1, &count));
   EXPECT_EQ(count, 0u);
   vekPipeClose(in.fd());
+}
+
+TEST(PipeStream, CarriesTextAndFlushesWhenTheWriterIsDeleted) {
+  oPipeStream* out = nullptr;
+  iPipeStream* in = nullptr;
+  ASSERT_EQ(CreatePipeSt(&out, &in), errOK);
+  ASSERT_NE(out, nullptr);
+  ASSERT_NE(in, nullptr);
+  *out << "first line\n" << 42 << ' ' << std::flush;
+  std::string word;
+  std::getline(*in, word);
+  EXPECT_EQ(word, "first line");
+  *out << "unflushed";
+  EXPECT_EQ(in->rdbuf()->in_avail(), 3) << "only \"42 \" came; the rest is in the writer's buffer";
+  DeletePipe(out);  // flushes, then closes the only write end
+  int number = 0;
+  *in >> number >> word;
+  EXPECT_EQ(number, 42);
+  EXPECT_EQ(word, "unflushed");
+  EXPECT_EQ(in->get(), std::char_traits<char>::eof());
+  DeletePipe(in);
+}
+
+TEST(PipeStream, ReadEventWakesAWaitingThread) {
+  oPipeStream* out = nullptr;
+  iPipeStream* in = nullptr;
+  ASSERT_EQ(CreatePipeSt(&out, &in), errOK);
+  vekEvent* event = in->GetReadEvent();
+  ASSERT_NE(event, nullptr);
+  EXPECT_EQ(vekIPipeEvent::cast(event), event);
+  vekEvent plain(nullptr);
+  EXPECT_EQ(vekIPipeEvent::cast(&plain), nullptr);
+  EXPECT_FALSE(event->Wait(0));
+
+  std::string got;
+  std::thread reader([&] {
+    if (!event->Wait(10000)) return;
+    std::streamsize ready = in->rdbuf()->in_avail();
+    got.resize(static_cast<std::size_t>(ready));
+    in->read(&got[0], ready);
+  });
+  *out << "wake up" << std::flush;
+  reader.join();
+  EXPECT_EQ(got, "wake up");
+  DeletePipe(out);
+  EXPECT_TRUE(event->Wait(5000)) << "the end of the pipe also wakes a reader";
+  EXPECT_EQ(in->rdbuf()->in_avail(), -1);
+  delete event;
+  DeletePipe(in);
+}
+
+TEST(PipeStream, NoPipeWhenDescriptorsRunOut) {
+  rlimit saved{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+  int probe = ::dup(0);
+  ASSERT_GE(probe, 0);
+  ::close(probe);
+  rlimit tight = saved;
+  tight.rlim_cur = static_cast<rlim_t>(probe);  // the next descriptor is over the limit
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+  oPipeStream* out = reinterpret_cast<oPipeStream*>(&probe);
+  iPipeStream* in = reinterpret_cast<iPipeStream*>(&probe);
+  errstatus status = CreatePipeSt(&out, &in);
+  ::setrlimit(RLIMIT_NOFILE, &saved);
+  EXPECT_EQ(status, errPipeCreate);
+  EXPECT_EQ(out, reinterpret_cast<oPipeStream*>(&probe));
+  EXPECT_EQ(in, reinterpret_cast<iPipeStream*>(&probe));
+}
+
+// Opens the protected operations of the buffer to the tests.
+class TestPipeBuf : public vekPipeBuf {
+ public:
+  TestPipeBuf() : vekPipeBuf(true) {}
+  using vekPipeBuf::overflow;
+  using vekPipeBuf::underflow;
+  char* GetAreaEnd() const { return egptr(); }
+  std::ptrdiff_t Pending() const { return pptr() - pbase(); }
+};
+
+TEST(PipeBuffer, AttachesOnceAndAllocatesOnce) {
+  TestPipeBuf buffer;
+  EXPECT_EQ(buffer.is_attached(), 0);
+  vekOutputPipe out;
+  vekInputPipe in;
+  ASSERT_TRUE(vekAnonymousPipe::Create(out, in));
+  EXPECT_TRUE(buffer.setIOCtrlHandle(in.fd()));
+  EXPECT_EQ(buffer.is_attached(), 1);
+  EXPECT_FALSE(buffer.setIOCtrlHandle(out.fd()));
+  EXPECT_EQ(buffer.doallocate(), 1);
+  char* area = buffer.GetAreaEnd();
+  EXPECT_EQ(buffer.doallocate(), 0);
+  EXPECT_EQ(buffer.GetAreaEnd(), area);
+  // The first handle stayed: the input end reads what the output end got.
+  unsigned count = 0;
+  ASSERT_TRUE(vekPipeWrite(out.fd(), "z", 1, &count));
+  EXPECT_EQ(buffer.sgetc(), 'z');
+  vekPipeClose(out.fd());
+}  // the buffer closes the read end
+
+TEST(PipeBuffer, NonBlockingReadsTellNothingYetFromTheEnd) {
+  vekOutputPipe out;
+  vekInputPipe in;
+  ASSERT_TRUE(vekAnonymousPipe::Create(out, in));
+  TestPipeBuf writer, reader;
+  writer.setIOCtrlHandle(out.fd());
+  reader.setIOCtrlHandle(in.fd());
+  int const eof = std::char_traits<char>::eof();
+
+  EXPECT_EQ(reader.underflow(), eof);
+  EXPECT_EQ(reader.in_avail(), 0) << "nothing yet, the writer is there";
+  EXPECT_EQ(writer.overflow(eof), 1) << "nothing pending, nothing written";
+  EXPECT_EQ(reader.in_avail(), 0);
+
+  // Writing allocates on demand; a full put area is written by overflow.
+  std::string const sent = pattern(6000);
+  EXPECT_EQ(writer.sputn(sent.data(), static_cast<std::streamsize>(sent.size())),
+            static_cast<std::streamsize>(sent.size()));
+  EXPECT_EQ(reader.in_avail(), 4096);
+  EXPECT_EQ(writer.pubsync(), 1);
+  std::string got;
+  for (int c; (c = reader.sbumpc()) != eof;) got += static_cast<char>(c);
+  EXPECT_TRUE(got == sent);
+
+  // sync drops what was read from the pipe and not taken yet.
+  ASSERT_EQ(writer.sputn("abcdef", 6), 6);
+  ASSERT_EQ(writer.pubsync(), 1);
+  EXPECT_EQ(reader.sbumpc(), 'a');
+  EXPECT_EQ(reader.pubsync(), 1);
+  EXPECT_EQ(reader.sgetc(), eof);
+  EXPECT_EQ(reader.in_avail(), 0);
+}
+
+TEST(PipeBuffer, FailedFlushKeepsTheBytesAndRaisesNoSignal) {
+  vekOutputPipe out;
+  vekInputPipe in;
+  ASSERT_TRUE(vekAnonymousPipe::Create(out, in));
+  {
+    TestPipeBuf reader;
+    reader.setIOCtrlHandle(in.fd());
+    {
+      TestPipeBuf writer;
+      writer.setIOCtrlHandle(out.fd());
+      ASSERT_EQ(writer.sputn("end", 3), 3);
+      ASSERT_EQ(writer.pubsync(), 1);
+    }  // closes the only write end
+    EXPECT_EQ(reader.sbumpc(), 'e');
+    EXPECT_EQ(reader.sbumpc(), 'n');
+    EXPECT_EQ(reader.sbumpc(), 'd');
+    EXPECT_EQ(reader.sgetc(), std::char_traits<char>::eof());
+    EXPECT_EQ(reader.in_avail(), -1) << "the pipe has ended";
+  }  // the read end is closed now
+
+  vekOutputPipe out2;
+  vekInputPipe in2;
+  ASSERT_TRUE(vekAnonymousPipe::Create(out2, in2));
+  vekPipeClose(in2.fd());
+  TestPipeBuf writer;
+  writer.setIOCtrlHandle(out2.fd());
+  ASSERT_EQ(writer.sputn("pending", 7), 7);
+  EXPECT_EQ(writer.pubsync(), -1);
+  EXPECT_EQ(writer.Pending(), 7);
+  EXPECT_EQ(writer.overflow('x'), std::char_traits<char>::eof());
+  EXPECT_EQ(errMapError(), errSysBrokenPipe);
 }
 
 }  // namespace
