@@ -6,5 +6,6 @@
 #include "dsdatcol.h"
 #include "dsstring.h"
 #include "prosync.h"
+#include "pmtask.h"
 
 #endif
