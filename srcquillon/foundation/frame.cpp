@@ -5,6 +5,7 @@
 // the registered destructors in the reverse order. The exported values below
 // are constants in the library's data and need no initialiser at all.
 #include "quillonbase.h"
+#include "dsunique.h"
 
 int const SystemAssigned = 0;
 void* const badThreadHandle = nullptr;
@@ -29,3 +30,5 @@ void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 // 7. The kind of vekSocketEvent.
 
 // 8. The interned-string database, with its destructor registered for unload.
+// It starts without a block, and its destructor releases the block only.
+dsNonOwnerStringMap<dsStringCell*> dsStringCell::database;
