@@ -5,6 +5,10 @@
 #include "quillonbase.h"
 #include "dsdatcol.h"
 #include "dsstring.h"
+#include "dsortmap.h"
+#include "dsunique.h"
+#include "prosync.h"
+#include "pmtask.h"
 #include "pipestream.h"
 
 #endif

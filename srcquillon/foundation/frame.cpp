@@ -6,6 +6,7 @@
 // are constants in the library's data and need no initialiser at all.
 #include "pipestream.h"
 #include "quillonbase.h"
+#include "dsunique.h"
 
 int const SystemAssigned = 0;
 void* const badThreadHandle = nullptr;
@@ -31,3 +32,5 @@ int vekIPipeEvent::kind = vekIPipeEvent::AllocEventKind();
 // 7. The kind of vekSocketEvent.
 
 // 8. The interned-string database, with its destructor registered for unload.
+// It starts without a block, and its destructor releases the block only.
+dsNonOwnerStringMap<dsStringCell*> dsStringCell::database;

@@ -14,6 +14,8 @@
 #  define VEK_TEMPLATE_VISIBLE
 #  define VEK_INSTANCE_EXPORTS 1
 #  define VEK_NATIVE_SEPARATOR '\\'
+// Room for a CRITICAL_SECTION.
+#  define VEK_CRITICAL_SECTION_BYTES 48
 #else
 #  include <sys/select.h>
 #  include <sys/time.h>
@@ -24,6 +26,8 @@
 #  define VEK_TEMPLATE_VISIBLE __attribute__((visibility("default")))
 #  define VEK_INSTANCE_EXPORTS 0
 #  define VEK_NATIVE_SEPARATOR '/'
+// Room for a pthread_mutex_t on every 64-bit ABI that glibc and musl have.
+#  define VEK_CRITICAL_SECTION_BYTES 48
 #endif
 
 #if defined(OMBREL_BUILDING)
