@@ -10,5 +10,6 @@
 #include "prosync.h"
 #include "pmtask.h"
 #include "pipestream.h"
+#include "pmprocess.h"
 
 #endif

@@ -5,6 +5,7 @@
 // the registered destructors in the reverse order. The exported values below
 // are constants in the library's data and need no initialiser at all.
 #include "pipestream.h"
+#include "pmprocess.h"
 #include "quillonbase.h"
 #include "dsunique.h"
 
@@ -24,6 +25,7 @@ int vekIPipeEvent::kind = vekIPipeEvent::AllocEventKind();
 // 3. The task registry, with its destructor registered for unload.
 
 // 4. The kind of ptkExecProcessEvent.
+int ptkExecProcessEvent::kind = ptkExecProcessEvent::AllocEventKind();
 
 // 5. The kind of ptkAsyncCallEvent.
 
