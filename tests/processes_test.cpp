@@ -10,6 +10,7 @@
 
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -311,7 +312,8 @@ TEST(ExecProcessTask, StateTableFromConstructionToTheFetchedCode) {
   ASSERT_TRUE(task.Start());
   ASSERT_TRUE(qtest::WaitUntil([&] {
     task.GetExitCode();
-    return task.GetExitEvent() == nullptr;
+    std::unique_ptr<vekEvent> held(task.GetExitEvent());
+    return held == nullptr;
   }));
   EXPECT_EQ(task.WaitForProcess(), 0);
 }
