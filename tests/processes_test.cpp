@@ -82,6 +82,19 @@ int openDescriptors() {
   return count;
 }
 
+// Reads a pipe stream to its end, never waiting longer than 10 s for a piece.
+bool readToEnd(iPipeStream& stream, std::string& text) {
+  std::unique_ptr<vekEvent> readable(stream.GetReadEvent());
+  char chunk[4096];
+  for (;;) {
+    if (!readable->Wait(10000)) return false;
+    std::streamsize waiting = stream.rdbuf()->in_avail();
+    if (waiting <= 0) return stream.get() == std::char_traits<char>::eof();
+    stream.read(chunk, std::min<std::streamsize>(waiting, sizeof chunk));
+    text.append(chunk, static_cast<std::size_t>(stream.gcount()));
+  }
+}
+
 // Writes the given number of bytes to standard output and to standard error,
 // a piece to each in turn: a parent that reads only one of them blocks both.
 QTEST_HELPER(both) {
@@ -482,6 +495,36 @@ TEST(ExecProcessTask, FreeFunctionsForwardToTheLowerLibrary) {
   EXPECT_TRUE(GetProcExitCode(process, &code));
   EXPECT_EQ(code, 9);
   ASSERT_TRUE(Process_Wait(process, &code, true, true));
+}
+
+TEST(ExecProcessTask, ChildrenStartedAtOnceHoldOnlyTheirOwnEnds) {
+  // Were a child to inherit another one's pipe end, that pipe would never end.
+  auto worker = [](int id, bool* ok) {
+    for (int round = 0; round < 5 && *ok; ++round) {
+      ExecProcess cat("cat", 7);
+      oPipeStream* toChild = nullptr;
+      iPipeStream* fromChild = nullptr;
+      iPipeStream* errors = nullptr;
+      if (OpenPipeWithChildProc(&toChild, &fromChild, &errors, &cat) != errOK) {
+        *ok = false;
+        return;
+      }
+      std::string const line = "worker " + std::to_string(id) + " round " + std::to_string(round) + "\n";
+      *toChild << line;
+      DeletePipe(toChild);
+      std::string echoed;
+      *ok = readToEnd(*fromChild, echoed) && echoed == line;
+      std::unique_ptr<vekEvent> ended(cat.GetExitEvent());
+      *ok = *ok && ended->Wait(10000) && cat.WaitForProcess() == 0;
+      DeletePipe(fromChild);
+      DeletePipe(errors);
+    }
+  };
+  bool ok[4] = {true, true, true, true};
+  std::vector<std::thread> threads;
+  for (int id = 0; id < 4; ++id) threads.emplace_back(worker, id, &ok[id]);
+  for (auto& thread : threads) thread.join();
+  for (int id = 0; id < 4; ++id) EXPECT_TRUE(ok[id]) << "worker " << id;
 }
 
 }  // namespace
