@@ -79,9 +79,9 @@ class QUILLON_API ptkExecProcessEvent : public vekEvent {
 // Kill, Interrupt, IsAppAlive, WaitForProcess and GetExitEvent need the
 // process handle: before a successful Start, or once a wait has delivered the
 // exit code (which releases the handle), they make no system call, change
-// nothing and give false, 0 or null. Start while a child is held gives false.
-// The destructor neither kills nor waits: a running child runs on, and is
-// reaped when it ends.
+// nothing and give false, 0 or null. The destructor neither kills nor waits:
+// a running child runs on, and is reaped when it ends. So does the child of a
+// first Start when a second Start launches another one.
 class QUILLON_API ExecProcess : public pmTask {
  public:
   ExecProcess(char const* command, unsigned int flags);

@@ -75,11 +75,15 @@ ExecProcess::~ExecProcess() {
 }
 
 bool ExecProcess::Launch(unsigned int mode) {
-  // A held child would lose its handle, and with it every way to reach it.
-  if (!finished) return false;
-  if (!Process_Launch(&handle, &processId, command, nullptr, cinHandle, coutHandle, cerrHandle, mode)) {
+  void* launched = nullptr;
+  std::uint32_t launchedId = 0;
+  if (!Process_Launch(&launched, &launchedId, command, nullptr, cinHandle, coutHandle, cerrHandle, mode)) {
     return false;
   }
+  // A child still held runs on without its object, as after destruction.
+  if (!finished) Process_Free(handle);
+  handle = launched;
+  processId = launchedId;
   GetExitStatus().setStatus(errOK);
   finished = false;
   return true;
