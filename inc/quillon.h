@@ -17,5 +17,9 @@
 #include "profiler.h"
 #include "bdtstream.h"
 #include "memstream.h"
+#include "prosync.h"
+#include "pmtask.h"
+#include "pipestream.h"
+#include "pmprocess.h"
 
 #endif

@@ -4,6 +4,8 @@
 // within one file does C++ fix the order of static initialisers. Unload runs
 // the registered destructors in the reverse order. The exported values below
 // are constants in the library's data and need no initialiser at all.
+#include "pipestream.h"
+#include "pmprocess.h"
 #include "quillonbase.h"
 #include "dsunique.h"
 
@@ -16,12 +18,14 @@ void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 // arrives; the comment of a step stays as its heading.
 
 // 1. The kind of vekIPipeEvent.
+int vekIPipeEvent::kind = vekIPipeEvent::AllocEventKind();
 
 // 2. The copy of badThreadHandle that pmManageTask takes as its first registry key.
 
 // 3. The task registry, with its destructor registered for unload.
 
 // 4. The kind of ptkExecProcessEvent.
+int ptkExecProcessEvent::kind = ptkExecProcessEvent::AllocEventKind();
 
 // 5. The kind of ptkAsyncCallEvent.
 

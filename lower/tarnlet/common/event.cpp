@@ -4,6 +4,8 @@
 
 vekBaseEvent::~vekBaseEvent() = default;
 
+void vekBaseEvent::OnWaitSatisfied() const {}
+
 vekEvent::vekEvent(vekBaseEvent* baseEvent) : baseEvent(baseEvent) {}
 
 vekEvent::~vekEvent() { delete baseEvent; }

@@ -13,6 +13,8 @@
 //   or msec milliseconds pass (-1: no limit); true when signalled.
 //   vekWaitForAny waits on several and gives the index of one that is
 //   signalled, or -1 when the time passed or an event has nothing to wait on.
+//   A wait that returns an event as signalled has called OnWaitSatisfied on
+//   its object first.
 #ifndef VEKEVENT_H
 #define VEKEVENT_H
 
@@ -34,6 +36,9 @@ class TARNLET_API vekBaseEvent {
   vekBaseEvent& operator=(vekBaseEvent const&) = delete;
   virtual ~vekBaseEvent();
   virtual vekWaitObject GetWaitObject() const = 0;
+  // Called by a wait that found the object signalled, on the waiting thread,
+  // so that the waiter sees what the signalling side did before it signalled.
+  virtual void OnWaitSatisfied() const;
 };
 
 class TARNLET_API vekEvent {

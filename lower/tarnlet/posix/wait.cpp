@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ombmem.h"
+#include "pollwait.h"
 #include "vekevent.h"
 
 int vekWaitForAny(vekEvent** events, int count, int msec) {
@@ -18,6 +19,17 @@ int vekWaitForAny(vekEvent** events, int count, int msec) {
     fds[i].events = object.forWrite ? POLLOUT : POLLIN;
     fds[i].revents = 0;
   }
+  if (vekPollUntil(fds.data(), fds.size(), msec) <= 0) return -1;
+  for (int i = 0; i < count; ++i) {
+    if (fds[i].revents != 0) {
+      events[i]->GetBaseEvent()->OnWaitSatisfied();
+      return i;
+    }
+  }
+  return -1;
+}
+
+int vekPollUntil(pollfd* fds, nfds_t count, int msec) {
   auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(msec);
   for (;;) {
     int timeout = msec;
@@ -26,13 +38,8 @@ int vekWaitForAny(vekEvent** events, int count, int msec) {
           deadline - std::chrono::steady_clock::now());
       timeout = left.count() > 0 ? static_cast<int>(left.count()) : 0;
     }
-    int ready = ::poll(fds.data(), fds.size(), msec < 0 ? -1 : timeout);
-    if (ready > 0) {
-      for (int i = 0; i < count; ++i) {
-        if (fds[i].revents != 0) return i;
-      }
-    }
-    if (ready == 0) return -1;
+    int ready = ::poll(fds, count, msec < 0 ? -1 : timeout);
+    if (ready >= 0) return ready;
     if (errno != EINTR) {
       vekKeepSystemError();
       return -1;

@@ -1,0 +1,81 @@
+// quillon: locks and semaphores for callers.
+//
+// proMutex is a recursive lock that knows its owner: the owner may take it
+// again (each Lock or TryLock is one level, each Unlock gives one back), only
+// the owner can give it up, and TryLock never waits for another thread, not
+// even for one that is only waiting in Lock. proSimpleSem is a pool of units
+// that starts full.
+#ifndef PROSYNC_H
+#define PROSYNC_H
+
+#include "quillonbase.h"
+#include "vekthread.h"
+
+#include <atomic>
+#include <cstdint>
+
+class QUILLON_API proMutex {
+ public:
+  proMutex();
+  proMutex(proMutex const&) = delete;
+  proMutex& operator=(proMutex const&) = delete;
+  // Destroying a mutex that is owned or waited for is the caller's error.
+  ~proMutex();
+
+  // Makes the two locks of a mutex that has none. On a valid mutex it leaves
+  // the live locks and their owner alone. Always true.
+  bool Initialize();
+  // Blocks until the calling thread owns the mutex; false only if not valid.
+  bool Lock();
+  // True if the calling thread now owns the mutex; never waits for an owner.
+  bool TryLock();
+  // Gives up one level; false if not valid or the caller is not the owner.
+  bool Unlock();
+
+ private:
+  static std::uint32_t const noOwner = 0xFFFFFFFFu;
+
+  bool IsCurrentThreadOwner() const;
+  void LockTryHandle();
+  void UnlockTryHandle();
+
+  vekCriticalSection mainLock;  // held by the owner
+  void* ownerHandle;            // the owner's pseudo-handle; read by nobody
+  int depth;                    // levels the owner holds; 0 when free
+  bool valid;
+  // Written by the owner only; other threads read it without a lock just to
+  // learn that it is not their own id.
+  std::atomic<std::uint32_t> ownerId;
+  vekCriticalSection tryHandle;  // guards contenders, held only briefly
+  int contenders;                // threads that hold mainLock or are on their way into it
+};
+
+class QUILLON_API proSemaphoreBase {
+ public:
+  proSemaphoreBase() = default;
+  virtual ~proSemaphoreBase();
+  virtual bool Increment() = 0;
+  virtual bool Decrement() = 0;
+};
+
+class QUILLON_API proSimpleSem : public proSemaphoreBase {
+ public:
+  // A pool of `count` units, all free. A count of 0 gives no semaphore:
+  // Increment and Decrement then fail.
+  explicit proSimpleSem(unsigned int count);
+  proSimpleSem(proSimpleSem const&) = delete;
+  proSimpleSem& operator=(proSimpleSem const&) = delete;
+  ~proSimpleSem() override;
+
+  // Gives one unit back; false when the pool is already full.
+  bool Increment() override;
+  // Takes one unit, waiting without limit for one to be free.
+  bool Decrement() override;
+  // For callers that wait on it together with other objects (vekMOEvent).
+  void* GetHandle() const { return handle; }
+
+ private:
+  void* handle;
+};
+
+#endif

@@ -1,0 +1,101 @@
+// tarnlet: critical sections, thread identity, counting semaphores, threads
+// with a waitable handle, and the event that waits on such a handle.
+//
+// Contract:
+// - vekCriticalSection is a non-recursive lock of a size fixed in
+//   vekplatform.h, so that it can live inside an object without a heap block.
+//   Initialize before use, Delete once after the last use; Enter blocks until
+//   the caller holds it, Leave is called only by the holder.
+// - vekGetCurrentThread() is a pseudo-handle that stands for the calling
+//   thread: the same constant in every thread, meaningful only to its caller.
+//   vekGetCurrentThreadId() is the calling thread's id as the system knows it
+//   (the kernel thread id on Linux); no two live threads share one.
+// - uCreateSemaphore(attributes, initial, maximum, name) makes a counting
+//   semaphore that holds 0..maximum units and starts with `initial`.
+//   Attributes and name must be null. It fails (null, last error recorded)
+//   when maximum < 1, initial < 0 or initial > maximum.
+//   vekReleaseSemaphore gives back `count` units and fails, changing nothing,
+//   when that would pass the maximum. vekWaitForSingleObject takes one unit of
+//   a semaphore, or waits until a thread handle is signalled (that takes
+//   nothing: an ended thread stays signalled).
+// - vek_beginthreadex(start, argument) runs start(argument) on a new thread
+//   at once, with the default stack, and returns the thread's handle, or null
+//   (last error recorded) when no thread could be made. The handle becomes
+//   signalled when start returns; start's result is the thread's exit code.
+// - vekTerminateThread(handle, code) asks the thread to end at its next
+//   cancellation point (a wait, a sleep, a blocking read or write): the
+//   thread does not stop at once, and nothing it is doing is cleaned up
+//   beyond the destructors run by the unwinding. Its exit code is then
+//   `code`. It fails on a handle that is not a live thread handle.
+// - vekCloseHandle releases a thread or semaphore handle. The thread itself
+//   goes on; its resources go once it has ended and nothing refers to it.
+// - StrictThread_Launch(func, argument, done) is vek_beginthreadex for an int
+//   function, returning all ones (-1) on failure. When done is not null it is
+//   called on the new thread once func has ended, before the handle becomes
+//   signalled, with the argument and true (false when the thread was ended by
+//   vekTerminateThread). StrictThread_GetExitCode gives func's result once
+//   the thread has ended and otherwise returns false, leaving *code alone.
+//   StrictThread_Free releases the handle, like vekCloseHandle.
+// - vekMOEvent(handle, type) waits on a thread handle (moThread) or a
+//   semaphore handle (moSemaphore); it holds its own reference, so the handle
+//   may be released before the event. A wait that sees the thread ended also
+//   sees everything the thread did before it ended. Waiting on a semaphore
+//   takes no unit. A handle of another type gives an event that never fires.
+#ifndef VEKTHREAD_H
+#define VEKTHREAD_H
+
+#include "vekplatform.h"
+#include "vekevent.h"
+
+#include <cstdint>
+
+struct vekCriticalSection {
+  alignas(16) unsigned char opaque[VEK_CRITICAL_SECTION_BYTES];
+};
+
+TARNLET_API void vekInitializeCriticalSection(vekCriticalSection* section);
+TARNLET_API void vekDeleteCriticalSection(vekCriticalSection* section);
+TARNLET_API void vekEnterCriticalSection(vekCriticalSection* section);
+TARNLET_API void vekLeaveCriticalSection(vekCriticalSection* section);
+
+TARNLET_API void* vekGetCurrentThread();
+TARNLET_API std::uint32_t vekGetCurrentThreadId();
+
+// Results of vekWaitForSingleObject, with the values they have on Windows.
+enum : std::uint32_t {
+  vekWaitObject0 = 0,
+  vekWaitTimeout = 258,
+  vekWaitFailed = 0xFFFFFFFFu
+};
+// A wait without a time limit.
+constexpr int vekInfinite = -1;
+
+TARNLET_API void* uCreateSemaphore(void* attributes, std::int32_t initialCount,
+                                   std::int32_t maximumCount, char const* name);
+TARNLET_API bool vekReleaseSemaphore(void* semaphore, std::int32_t count,
+                                     std::int32_t* previousCount);
+TARNLET_API std::uint32_t vekWaitForSingleObject(void* handle, int msec);
+
+TARNLET_API void* vek_beginthreadex(unsigned int (*start)(void*), void* argument);
+TARNLET_API bool vekTerminateThread(void* thread, std::uint32_t exitCode);
+TARNLET_API bool vekCloseHandle(void* handle);
+
+TARNLET_API void* StrictThread_Launch(int (*func)(void*), void* argument,
+                                      void (*done)(void*, bool));
+TARNLET_API bool StrictThread_GetExitCode(void* thread, int* code);
+TARNLET_API void StrictThread_Free(void* thread);
+
+class TARNLET_API vekMOEvent : public vekBaseEvent {
+ public:
+  enum Type : int { moSemaphore = 1, moThread = 2 };
+
+  vekMOEvent(void* handle, Type type);
+  ~vekMOEvent() override;
+  vekWaitObject GetWaitObject() const override;
+  void OnWaitSatisfied() const override;
+
+ private:
+  void* record;  // a reference of our own on the handle's record, or null
+};
+
+#endif

@@ -1,0 +1,159 @@
+// Locks and semaphores with real threads; every wait is bounded.
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "quillon.h"
+#include "testsupport.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Runs body on another thread and gives its result, or fails the test if it
+// does not come back in time (a TryLock must never block).
+template <typename Body>
+auto OnOtherThread(Body body) {
+  auto result = std::async(std::launch::async, body);
+  EXPECT_EQ(result.wait_for(10s), std::future_status::ready);
+  return result.get();
+}
+
+TEST(SyncThreadIdentity, IdsAreKernelIdsAndDiffer) {
+  std::uint32_t mine = vekGetCurrentThreadId();
+  EXPECT_EQ(mine, static_cast<std::uint32_t>(::syscall(SYS_gettid)));
+  EXPECT_EQ(mine, vekGetCurrentThreadId());
+  std::uint32_t other = OnOtherThread([] { return vekGetCurrentThreadId(); });
+  EXPECT_NE(other, mine);
+  EXPECT_NE(vekGetCurrentThread(), badThreadHandle);
+}
+
+TEST(SyncMutex, RecursionCountsLevelsOfLockAndTryLock) {
+  proMutex mutex;
+  EXPECT_FALSE(mutex.Unlock());  // free: nobody's id matches
+  ASSERT_TRUE(mutex.Lock());
+  ASSERT_TRUE(mutex.TryLock());
+  ASSERT_TRUE(mutex.Lock());
+  for (int level = 0; level < 2; ++level) {
+    EXPECT_TRUE(mutex.Unlock());
+    EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
+  }
+  EXPECT_TRUE(mutex.Unlock());
+  EXPECT_FALSE(mutex.Unlock());
+  // Free again: another thread takes it with TryLock and then with Lock.
+  EXPECT_TRUE(OnOtherThread([&] {
+    bool taken = mutex.TryLock() && mutex.Lock();
+    return taken && mutex.Unlock() && mutex.Unlock() && !mutex.Unlock();
+  }));
+}
+
+TEST(SyncMutex, OnlyTheOwnerUnlocks) {
+  proMutex mutex;
+  ASSERT_TRUE(mutex.Lock());
+  EXPECT_FALSE(OnOtherThread([&] { return mutex.Unlock(); }));
+  // A second Initialize leaves the live lock and its owner alone.
+  EXPECT_TRUE(mutex.Initialize());
+  EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
+  EXPECT_TRUE(mutex.Unlock());
+  EXPECT_FALSE(mutex.Unlock());
+}
+
+TEST(SyncMutex, TryLockNeverWaitsForAnOwnerOrAWaiter) {
+  proMutex mutex;
+  ASSERT_TRUE(mutex.Lock());
+  std::atomic<int> stage{0};
+  std::thread waiter([&] {
+    stage = 1;
+    EXPECT_TRUE(mutex.Lock());  // blocks until the main thread lets go
+    stage = 2;
+    // Hold it until the main thread has seen TryLock fail against an owner.
+    EXPECT_TRUE(qtest::WaitUntil([&] { return stage == 3; }));
+    EXPECT_TRUE(mutex.Unlock());
+  });
+  ASSERT_TRUE(qtest::WaitUntil([&] { return stage == 1; }));
+  EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
+  EXPECT_TRUE(mutex.Unlock());
+  ASSERT_TRUE(qtest::WaitUntil([&] { return stage == 2; }));
+  EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
+  EXPECT_FALSE(mutex.Unlock());
+  stage = 3;
+  waiter.join();
+  EXPECT_TRUE(mutex.TryLock());
+  EXPECT_TRUE(mutex.Unlock());
+}
+
+TEST(SyncMutex, MixedLockAndTryLockKeepExclusion) {
+  proMutex mutex;
+  int inside = 0;      // guarded by mutex; ThreadSanitizer sees any breach
+  long long total = 0;
+  std::atomic<int> tryFailures{0};
+  std::vector<std::thread> workers;
+  for (int w = 0; w < 4; ++w) {
+    workers.emplace_back([&, w] {
+      for (int i = 0; i < 2000; ++i) {
+        bool useTry = (i + w) % 3 == 0;
+        if (useTry && !mutex.TryLock()) {
+          ++tryFailures;
+          continue;
+        }
+        if (!useTry) {
+          ASSERT_TRUE(mutex.Lock());
+        }
+        ASSERT_TRUE(mutex.Lock());  // one nested level
+        EXPECT_EQ(++inside, 1);
+        ++total;
+        --inside;
+        EXPECT_TRUE(mutex.Unlock());
+        EXPECT_TRUE(mutex.Unlock());
+      }
+    });
+  }
+  for (auto& worker : workers) worker.join();
+  EXPECT_EQ(total + tryFailures, 4 * 2000);
+  EXPECT_FALSE(mutex.Unlock());
+  EXPECT_TRUE(mutex.TryLock());  // contenders went back to 0
+  EXPECT_TRUE(mutex.Unlock());
+}
+
+TEST(SyncSemaphore, StartsFullAndIsAPoolOfUnits) {
+  proSimpleSem pool(2);
+  ASSERT_NE(pool.GetHandle(), nullptr);
+  EXPECT_FALSE(pool.Increment());  // already full
+  EXPECT_TRUE(pool.Decrement());
+  EXPECT_TRUE(pool.Decrement());
+  vekEvent free(new vekMOEvent(pool.GetHandle(), vekMOEvent::moSemaphore));
+  EXPECT_FALSE(free.Wait(20));
+  EXPECT_EQ(vekWaitForSingleObject(pool.GetHandle(), 20), vekWaitTimeout);
+
+  std::atomic<bool> passed{false};
+  std::thread taker([&] {
+    EXPECT_TRUE(pool.Decrement());  // blocks: the pool is empty
+    passed = true;
+  });
+  EXPECT_FALSE(passed);
+  EXPECT_TRUE(pool.Increment());
+  taker.join();
+  EXPECT_TRUE(passed);
+  EXPECT_TRUE(pool.Increment());
+  EXPECT_TRUE(free.Wait(5000));  // a unit is free; waiting took none
+  EXPECT_TRUE(pool.Increment());
+  EXPECT_FALSE(pool.Increment());
+}
+
+TEST(SyncSemaphore, EmptyMaximumGivesNoSemaphore) {
+  proSimpleSem none(0);
+  EXPECT_EQ(none.GetHandle(), nullptr);
+  EXPECT_FALSE(none.Increment());
+  EXPECT_FALSE(none.Decrement());
+  EXPECT_EQ(errMapError(), errSysBadHandle);
+  EXPECT_EQ(uCreateSemaphore(nullptr, 3, 2, nullptr), nullptr);
+  EXPECT_EQ(errMapError(), errSysInvalidArgument);
+}
+
+}  // namespace
