@@ -160,17 +160,26 @@ class InternTable {
   std::unordered_map<std::string, unsigned int> table;
 };
 
-// Making and dropping a string among state.range(1) other live strings; with
-// range(0) 1 its text is already held (a count goes up and down), with 0 it
-// is new every time (a cell is made, entered, taken out and deleted).
+// The text that UniqueMakeDrop makes: with range(0) 1 one that is already
+// held (a count goes up and down); with 0 a new one (a cell is made, entered,
+// taken out and deleted), which sorts into the middle of the held ones.
+std::string TextToMake(benchmark::State const& state, TextWorkload const& work) {
+  if (state.range(0) != 0) return work.texts[0];
+  std::vector<std::string> sorted = work.texts;
+  std::sort(sorted.begin(), sorted.end());
+  return sorted[sorted.size() / 2] + "+";
+}
+
+// Making and dropping a string among state.range(1) other live strings.
 void UniqueMakeDrop_quillon(benchmark::State& state) {
   TextWorkload work(static_cast<std::size_t>(state.range(1)));
   std::vector<dsUniqueString*> live;
   for (char const* key : work.keys) live.push_back(new dsUniqueString(key));
-  char const* const text = state.range(0) != 0 ? work.keys[0] : "a text nobody holds";
+  std::string const made = TextToMake(state, work);
+  char const* const text = made.c_str();
   for (auto _ : state) {
-    dsUniqueString made(text);
-    benchmark::DoNotOptimize(made.GiveString());
+    dsUniqueString string(text);
+    benchmark::DoNotOptimize(string.GiveString());
   }
   for (dsUniqueString* string : live) delete string;
 }
@@ -179,7 +188,8 @@ void UniqueMakeDrop_unordered_map(benchmark::State& state) {
   TextWorkload work(static_cast<std::size_t>(state.range(1)));
   InternTable table;
   for (char const* key : work.keys) table.Make(key);
-  char const* const text = state.range(0) != 0 ? work.keys[0] : "a text nobody holds";
+  std::string const made = TextToMake(state, work);
+  char const* const text = made.c_str();
   for (auto _ : state) {
     benchmark::DoNotOptimize(table.Make(text));
     table.Drop(text);
