@@ -5,5 +5,6 @@
 #include "quillonbase.h"
 #include "dsdatcol.h"
 #include "dsstring.h"
+#include "bdtstream.h"
 
 #endif
