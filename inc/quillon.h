@@ -6,5 +6,6 @@
 #include "dsdatcol.h"
 #include "dsstring.h"
 #include "bdtstream.h"
+#include "psock.h"
 
 #endif

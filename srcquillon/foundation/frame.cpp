@@ -4,6 +4,7 @@
 // within one file does C++ fix the order of static initialisers. Unload runs
 // the registered destructors in the reverse order. The exported values below
 // are constants in the library's data and need no initialiser at all.
+#include "psock.h"
 #include "quillonbase.h"
 
 int const SystemAssigned = 0;
@@ -27,5 +28,6 @@ void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 // 6. The kind of ptkStrictTaskEvent.
 
 // 7. The kind of vekSocketEvent.
+int vekSocketEvent::kind = vekSocketEvent::AllocEventKind();
 
 // 8. The interned-string database, with its destructor registered for unload.
