@@ -9,7 +9,8 @@
 //   Lengths of addresses are ints on every platform.
 // - Every socket these operations make (vek_socket, vek_accept) is
 //   close-on-exec, so no child process inherits it. An IPv6 socket is made
-//   dual-stack: bound to the wildcard it also hears IPv4.
+//   dual-stack: bound to the wildcard it also hears IPv4. TCP sockets send
+//   at once (no Nagle delay), since a framed message goes out in two sends.
 // - Interrupted calls are resumed; none of them fails for a signal.
 // - vek_recv and vek_send take a 64-bit length (more than INT_MAX bytes are
 //   handled as INT_MAX) and the flags below. vek_send never raises SIGPIPE: a

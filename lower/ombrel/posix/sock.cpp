@@ -1,6 +1,7 @@
 #include "ombsock.h"
 
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -27,6 +28,14 @@ std::size_t Clamp(long long length) {
   return length > INT_MAX ? static_cast<std::size_t>(INT_MAX) : static_cast<std::size_t>(length);
 }
 
+// Framed messages go out as a count and a payload in two sends; with Nagle's
+// algorithm the second would wait for the peer to acknowledge the first.
+// Fails harmlessly on sockets that are not TCP.
+void SendAtOnce(int fd) {
+  int on = 1;
+  (void)::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
 int PlatformFlags(int flags) { return (flags & vekMsgOob) != 0 ? MSG_OOB : 0; }
 
 }  // namespace
@@ -37,6 +46,7 @@ unsigned long long vek_socket(int family, int type, int protocol) {
     vekKeepSystemError();
     return vekInvalidSocket;
   }
+  if ((family == AF_INET || family == AF_INET6) && type == SOCK_STREAM) SendAtOnce(fd);
   if (family == AF_INET6) {
     int off = 0;
     // Best effort: a host without IPv4 keeps a plain IPv6 socket.
@@ -58,6 +68,7 @@ unsigned long long vek_accept(unsigned long long sock, sockaddr* address, int* l
   for (;;) {
     int fd = ::accept4(Fd(sock), address, length != nullptr ? &size : nullptr, SOCK_CLOEXEC);
     if (fd >= 0) {
+      SendAtOnce(fd);
       if (length != nullptr) *length = static_cast<int>(size);
       return static_cast<unsigned long long>(fd);
     }
