@@ -16,7 +16,8 @@
 //   handled as INT_MAX) and the flags below. vek_send never raises SIGPIPE: a
 //   send to a closed peer fails with the broken-pipe error. When vek_recv
 //   returns 0, the peer has closed the connection, and vekErrPeerClosed is
-//   recorded as the last error, so that errMapError() reports it.
+//   recorded as the last error, so that errMapError() reports it; a receive
+//   of 0 bytes returns 0 and records no error.
 // - vek_setsockopt takes the level and the option by meaning (the constants
 //   below, the same numbers on every platform); the implementation hands the
 //   platform's own values to the system.

@@ -102,7 +102,7 @@ int vek_recv(unsigned long long sock, void* buffer, long long length, int flags)
     if (got > 0) return static_cast<int>(got);
     if (got == 0) {
       // Nothing asked for is nothing received; only a real end is the peer's close.
-      if (Clamp(length) != 0) vekSetLastError(vekErrPeerClosed);
+      vekSetLastError(Clamp(length) != 0 ? vekErrPeerClosed : 0);
       return 0;
     }
     if (errno != EINTR) return Fail();
