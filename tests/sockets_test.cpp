@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -340,6 +341,23 @@ TEST(SocketServer, BusyPortFailsWithItsMessage) {
   testing::internal::CaptureStderr();
   EXPECT_FALSE(second.Initialize(first.GetPort()));
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: port is busy.\n");
+}
+
+TEST(SocketServer, NoSocketToBeHadFailsWithItsMessage) {
+  Counting<psockNonBlockingServer> server;
+  testing::internal::CaptureStderr();
+  rlimit old{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &old), 0);
+  int lowest = ::dup(0);
+  ::close(lowest);
+  rlimit none = old;
+  none.rlim_cur = static_cast<rlim_t>(lowest);  // no further descriptor can be made
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  bool listening = server.Initialize(SystemAssigned);
+  ::setrlimit(RLIMIT_NOFILE, &old);
+  EXPECT_FALSE(listening);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: OS could not create socket.\n");
+  EXPECT_EQ(server.GetPort(), -1);
 }
 
 TEST(SocketServer, FailedWaitPrintsItsDiagnosticsAndEndsTheLoop) {
