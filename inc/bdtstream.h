@@ -25,6 +25,7 @@
 #include <streambuf>
 
 #include "quillonbase.h"
+#include "dsstring.h"
 
 class QUILLON_API bdtBase {
  public:
@@ -49,6 +50,10 @@ class QUILLON_API bdtBase {
   static unsigned int Length(float value, int portable);
   static unsigned int Length(double value, int portable);
   static unsigned int Length(char const* text, int portable);  // 4 for null, else strlen + 4
+  // 4 for null, else 4 + the native multibyte count + the terminator.
+  static unsigned int Length(wchar_t const* text, int portable);
+  // With both flags set, 4 + the multibyte count of the character; else 2.
+  static unsigned int Length(wchar_t character, int portable, int multibyte);
 
  protected:
   // The byte-order latch: set by the first construction of any stream, read
@@ -65,11 +70,23 @@ class QUILLON_API bdtStream : public bdtBase {
 
   int rdstate() const { return state; }
   void setstate(int bits) { state |= bits; }
+  // Non-zero, on a portable stream: unsigned short values travel as
+  // multibyte characters of the current locale (an int32 count, then the
+  // bytes). Off after construction.
+  void setMultibyte(int on) { multibyte = on; }
 
   // The buffer's sgetn and sputn; a count other than n adds 3 (reading) or 4
   // (writing) to the state. A stream without a buffer moves no bytes.
-  int sgetn(char* bytes, int n);
-  int sputn(char const* bytes, int n);
+  int sgetn(char* bytes, int n) {
+    int got = buffer != nullptr && n > 0 ? static_cast<int>(buffer->sgetn(bytes, n)) : 0;
+    if (got != n) setstate(3);
+    return got;
+  }
+  int sputn(char const* bytes, int n) {
+    int put = buffer != nullptr && n > 0 ? static_cast<int>(buffer->sputn(bytes, n)) : 0;
+    if (put != n) setstate(4);
+    return put;
+  }
 
   void Swap4(char* bytes) { bdtBase::Swap4(bytes); }
   void Swap8(char* bytes) { bdtBase::Swap8(bytes); }
@@ -100,6 +117,9 @@ class QUILLON_API bdtIStream : public virtual bdtStream {
   bdtIStream& operator>>(unsigned long& value);  // 4 bytes, zero-extended
   bdtIStream& operator>>(float& value);
   bdtIStream& operator>>(double& value);
+  // Text in either string form. A negative prefix (a null string) empties
+  // the target; text that does not convert adds 2 and leaves it alone.
+  bdtIStream& operator>>(dsString& value);
 
   // A raw block: count receives the prefix, block a new[] array of that many
   // bytes (non-null also for 0 bytes), released by the caller with delete[].
@@ -120,6 +140,8 @@ class QUILLON_API bdtIStream : public virtual bdtStream {
  private:
   template <class T>
   bool ReadNumber(T& value);
+  // An unsigned short sent as one multibyte character with its count.
+  void ReadCharacter(unsigned short& value);
 };
 
 class QUILLON_API bdtOStream : public virtual bdtStream {
@@ -137,6 +159,15 @@ class QUILLON_API bdtOStream : public virtual bdtStream {
   bdtOStream& operator<<(unsigned long value);  // as unsigned int
   bdtOStream& operator<<(float value);
   bdtOStream& operator<<(double value);
+  // An int32 count, then the bytes, with no terminator; null: the count -1.
+  // Portable: the neutral text, and text with no neutral form goes out as a
+  // null string.
+  bdtOStream& operator<<(char const* text);
+  // An int32 count, then the multibyte text and a terminator byte, which the
+  // count includes; null: the count -1. Portable: the neutral text, and text
+  // with no neutral form goes out as the count 0. Text that the locale
+  // cannot express adds 2 and writes no text.
+  bdtOStream& operator<<(wchar_t const* text);
   bdtOStream& operator<<(bdtOStream& (*manipulator)(bdtOStream&)) { return manipulator(*this); }
 
   // A raw block: the int32 prefix count, then the bytes as they are.
@@ -148,6 +179,7 @@ class QUILLON_API bdtOStream : public virtual bdtStream {
  private:
   template <class T>
   void WriteNumber(T value);
+  void WriteCharacter(unsigned short value);
 };
 
 // Both directions on one buffer, with one state word.

@@ -5,7 +5,18 @@
 #include "quillonbase.h"
 #include "dsdatcol.h"
 #include "dsstring.h"
+#include "mbxtext.h"
+#include "pfupath.h"
+#include "pfudir.h"
+#include "pfufs.h"
+#include "pfulock.h"
+#include "dsortmap.h"
+#include "dsunique.h"
+#include "dsbitset.h"
+#include "cmdargxp.h"
+#include "profiler.h"
 #include "bdtstream.h"
+#include "memstream.h"
 #include "psock.h"
 
 #endif

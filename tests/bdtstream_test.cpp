@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <climits>
+#include <clocale>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -49,6 +50,32 @@ bool BigEndianHost() {
   return reinterpret_cast<unsigned char const*>(&probe)[0] == 0;
 }
 
+// Switches the process to a locale for one test and back.
+class Locale {
+ public:
+  explicit Locale(char const* name) : saved(std::setlocale(LC_ALL, nullptr)) {
+    ok = std::setlocale(LC_ALL, name) != nullptr;
+  }
+  ~Locale() { std::setlocale(LC_ALL, saved.c_str()); }
+  bool ok;
+
+ private:
+  std::string saved;
+};
+
+#define UTF8_LOCALE(guard)   \
+  Locale guard("C.UTF-8");   \
+  ASSERT_TRUE(guard.ok) << "the C.UTF-8 locale is missing"
+
+// The wire image of an int32 prefix in either form.
+std::string Prefix(std::int32_t n, int portable) {
+  if (portable == 0) return Image(n);
+  std::uint32_t const u = static_cast<std::uint32_t>(n);
+  char const bytes[4] = {static_cast<char>(u >> 24), static_cast<char>(u >> 16),
+                         static_cast<char>(u >> 8), static_cast<char>(u)};
+  return std::string(bytes, 4);
+}
+
 // A buffer that takes at most `room` bytes and counts its synchronisations.
 class SmallBuf : public std::streambuf {
  public:
@@ -88,40 +115,31 @@ void ReadAll(bdtIStream& in, AllNumbers& v) {
   in >> v.c >> v.uc >> v.s >> v.us >> v.i >> v.ui >> v.l >> v.ul >> v.f >> v.d;
 }
 
-unsigned int LengthOfAll(AllNumbers const& v, int portable) {
-  return bdtBase::Length(v.c, portable) + bdtBase::Length(v.uc, portable) +
-         bdtBase::Length(v.s, portable) + bdtBase::Length(v.us, portable) +
-         bdtBase::Length(v.i, portable) + bdtBase::Length(v.ui, portable) +
-         bdtBase::Length(static_cast<int>(v.l), portable) +
-         bdtBase::Length(static_cast<unsigned int>(v.ul), portable) +
-         bdtBase::Length(v.f, portable) + bdtBase::Length(v.d, portable);
-}
-
 AllNumbers const sample{'A', 0xFE, -2, 65534, 1, 0xDEADBEEFu, -3L, 0xFFFFFFFFul, 1.0f, -2.0};
 
-TEST(BdtNumbers, PortableFormIsBigEndianWithWideShorts) {
-  std::stringbuf buf;
-  bdtOStream out(&buf, 1);
-  WriteAll(out, sample);
-  EXPECT_EQ(out.rdstate(), 0);
-  EXPECT_EQ(Hex(buf.str()),
+TEST(BdtNumbers, WireBytesInBothForms) {
+  std::stringbuf portable, native;
+  bdtOStream portableOut(&portable, 1), nativeOut(&native, 0);
+  WriteAll(portableOut, sample);
+  WriteAll(nativeOut, sample);
+  EXPECT_EQ(portableOut.rdstate() | nativeOut.rdstate(), 0);
+  EXPECT_EQ(Hex(portable.str()),
             "41 FE FF FF FF FE 00 00 FF FE 00 00 00 01 DE AD BE EF FF FF FF FD FF FF FF FF "
             "3F 80 00 00 C0 00 00 00 00 00 00 00");
-  EXPECT_EQ(LengthOfAll(sample, 1), buf.str().size());
-}
+  // Native: the host's own images, with long and unsigned long in 4 bytes.
+  EXPECT_EQ(Hex(native.str()),
+            Hex(Image(sample.c) + Image(sample.uc) + Image(sample.s) + Image(sample.us) +
+                Image(sample.i) + Image(sample.ui) + Image(static_cast<std::int32_t>(sample.l)) +
+                Image(static_cast<std::uint32_t>(sample.ul)) + Image(sample.f) + Image(sample.d)));
+  EXPECT_EQ(bdtBase::Length(sample.s, 1), 4u);
+  EXPECT_EQ(bdtBase::Length(sample.us, 0), 2u);
 
-TEST(BdtNumbers, NativeFormIsTheHostImageWithFourByteLongs) {
-  std::stringbuf buf;
-  bdtOStream out(&buf, 0);
-  WriteAll(out, sample);
-  EXPECT_EQ(out.rdstate(), 0);
-  std::string const expected = Image(sample.c) + Image(sample.uc) + Image(sample.s) +
-                               Image(sample.us) + Image(sample.i) + Image(sample.ui) +
-                               Image(static_cast<std::int32_t>(sample.l)) +
-                               Image(static_cast<std::uint32_t>(sample.ul)) + Image(sample.f) +
-                               Image(sample.d);
-  EXPECT_EQ(Hex(buf.str()), Hex(expected));
-  EXPECT_EQ(LengthOfAll(sample, 0), buf.str().size());
+  EXPECT_EQ(bdtBase::IsByteOrderOK(), BigEndianHost() ? 1 : 0);
+  char four[] = "abcd", eight[] = "abcdefgh";
+  bdtBase::Swap4(four);
+  bdtBase::Swap8(eight);
+  EXPECT_STREQ(four, BigEndianHost() ? "abcd" : "dcba");
+  EXPECT_STREQ(eight, BigEndianHost() ? "abcdefgh" : "hgfedcba");
   if (!BigEndianHost()) {
     std::stringbuf one;
     bdtOStream(&one, 0) << 1;
@@ -159,18 +177,16 @@ TEST(BdtNumbers, EveryTypeRoundTripsInBothForms) {
 }
 
 TEST(BdtNumbers, LongTravelsAsThirtyTwoBits) {
-  for (int portable : {0, 1}) {
-    std::stringbuf buf;
-    bdtIOStream io(&buf, portable != 0);
-    io << static_cast<long>(0x100000005LL) << static_cast<unsigned long>(0x1FFFFFFFEULL) << -7L;
-    EXPECT_EQ(buf.str().size(), 12u);
-    long l = 0, negative = 0;
-    unsigned long ul = 0;
-    io >> l >> ul >> negative;
-    EXPECT_EQ(l, 5);
-    EXPECT_EQ(ul, 0xFFFFFFFEul);  // zero-extended
-    EXPECT_EQ(negative, -7);      // sign-extended
-  }
+  std::stringbuf buf;
+  bdtIOStream io(&buf, false);
+  io << static_cast<long>(0x100000005LL) << static_cast<unsigned long>(0x1FFFFFFFEULL) << -7L;
+  EXPECT_EQ(buf.str().size(), 12u);
+  long l = 0, negative = 0;
+  unsigned long ul = 0;
+  io >> l >> ul >> negative;
+  EXPECT_EQ(l, 5);
+  EXPECT_EQ(ul, 0xFFFFFFFEul);  // zero-extended
+  EXPECT_EQ(negative, -7);      // sign-extended
 }
 
 TEST(BdtNumbers, PortableShortIsRangeCheckedUnsignedShortIsNot) {
@@ -235,7 +251,7 @@ TEST(BdtState, ShortReadDrainsBufferKeepsTargetAndStaysSet) {
   EXPECT_EQ(in.rdstate(), 3);
 }
 
-TEST(BdtState, ShortWriteOnAFullBufferBreaksTheStream) {
+TEST(BdtState, ShortWriteBreaksTheStreamAndFlushDoesNothing) {
   SmallBuf buf(6);
   bdtOStream out(&buf, 1);
   out << 0x01020304;
@@ -243,6 +259,8 @@ TEST(BdtState, ShortWriteOnAFullBufferBreaksTheStream) {
   out << static_cast<short>(5);  // needs 4 bytes, 2 are left
   EXPECT_EQ(out.rdstate(), 4);
   EXPECT_EQ(Hex(buf.Written()), "01 02 03 04 00 00");
+  EXPECT_EQ(&(out << flush), &out);
+  EXPECT_EQ(buf.syncs, 0) << "flush does not synchronise the buffer";
 
   SmallBuf none(0);
   bdtOStream raw(&none, 0);
@@ -255,15 +273,6 @@ TEST(BdtState, ShortWriteOnAFullBufferBreaksTheStream) {
   unbound >> i;
   EXPECT_EQ(i, 3);
   EXPECT_EQ(unbound.rdstate(), 7);
-}
-
-TEST(BdtState, FlushReturnsTheStreamAndDoesNotSynchronise) {
-  SmallBuf buf(16);
-  bdtOStream out(&buf, 1);
-  bdtOStream& same = out << 1 << flush << 2;
-  EXPECT_EQ(&same, &out);
-  EXPECT_EQ(buf.syncs, 0);
-  EXPECT_EQ(buf.Written().size(), 8u);
 }
 
 TEST(BdtBlocks, RawBlocksRoundTripIncludingEmptyAndLargerThanOneStep) {
@@ -328,7 +337,14 @@ TEST(BdtBlocks, HostileAndShortPrefixes) {
   EXPECT_EQ(block, nullptr);
   EXPECT_EQ(count, INT_MAX);
   EXPECT_EQ(hugeIn.rdstate(), 3);
-  EXPECT_LE(largestArray, 64u * 1024u);
+  // The same for text: the target keeps its value.
+  std::stringbuf hugeText(std::string("\x7F\xFF\xFF\xFF" "abcdef", 10));
+  bdtIStream textIn(&hugeText, 1);
+  dsString text("keep");
+  textIn >> text;
+  EXPECT_EQ(textIn.rdstate(), 3);
+  EXPECT_STREQ(text, "keep");
+  EXPECT_LE(largestArray, 64u * 1024u + 1u);
 
   // A payload cut short: the prefix is kept, the array is gone.
   std::stringbuf shortPayload(std::string("\x00\x00\x00\x0A" "abc", 7));
@@ -337,19 +353,137 @@ TEST(BdtBlocks, HostileAndShortPrefixes) {
   EXPECT_EQ(block, nullptr);
   EXPECT_EQ(count, 10);
   EXPECT_EQ(shortIn.rdstate(), 3);
+
+  // Any negative count reads as a null string.
+  std::stringbuf negativeText(Prefix(-7, 1));
+  bdtIStream negTextIn(&negativeText, 1);
+  negTextIn >> text;
+  EXPECT_EQ(negTextIn.rdstate(), 0);
+  EXPECT_STREQ(text, "");
 }
 
-TEST(BdtBase, ByteOrderAndSwaps) {
-  bdtIOStream latch;  // the first construction has set the latch, if nothing did before
-  EXPECT_EQ(bdtBase::IsByteOrderOK(), BigEndianHost() ? 1 : 0);
-  char four[] = "abcd";
-  char eight[] = "abcdefgh";
-  bdtBase::Swap4(four);
-  bdtBase::Swap8(eight);
-  EXPECT_STREQ(four, BigEndianHost() ? "abcd" : "dcba");
-  EXPECT_STREQ(eight, BigEndianHost() ? "abcdefgh" : "hgfedcba");
-  EXPECT_EQ(bdtBase::Length(static_cast<short>(1), 1), 4u);
-  EXPECT_EQ(bdtBase::Length(static_cast<unsigned short>(1), 0), 2u);
+TEST(BdtText, BothStringFormsOnTheWireAndBack) {
+  char const* const noText = nullptr;
+  wchar_t const* const noWide = nullptr;
+  for (int portable : {0, 1}) {
+    std::stringbuf buf;
+    bdtIOStream io(&buf, portable != 0);
+    io << "abc" << L"abc" << noText << noWide << "" << L"";
+    EXPECT_EQ(io.rdstate(), 0);
+    std::string const expected = Prefix(3, portable) + "abc" + Prefix(4, portable) +
+                                 std::string("abc\0", 4) + Prefix(-1, portable) +
+                                 Prefix(-1, portable) + Prefix(0, portable) +
+                                 Prefix(1, portable) + std::string(1, '\0');
+    EXPECT_EQ(Hex(buf.str()), Hex(expected)) << "portable " << portable;
+
+    EXPECT_EQ(bdtBase::Length("abc", portable), 7u);
+    EXPECT_EQ(bdtBase::Length(L"abc", portable), 8u);
+    EXPECT_EQ(bdtBase::Length(noText, portable), 4u);
+    EXPECT_EQ(bdtBase::Length(noWide, portable), 4u);
+    EXPECT_EQ(bdtBase::Length(L"", portable), 5u);
+
+    char const* const read[] = {"abc", "abc", "", "", "", ""};
+    for (char const* want : read) {
+      dsString text("previous");
+      io >> text;
+      EXPECT_STREQ(text, want);
+    }
+    EXPECT_EQ(io.rdstate(), 0);
+    EXPECT_EQ(buf.in_avail(), 0);
+  }
+}
+
+TEST(BdtText, NonAsciiTextRoundTrips) {
+  UTF8_LOCALE(guard);
+  char const* const text = "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80";  // é € and a 4-byte character
+  wchar_t const wide[] = {0xE9, L' ', 0x20AC, L' ', static_cast<wchar_t>(0x1F600), 0};
+  for (int portable : {0, 1}) {
+    std::stringbuf buf;
+    bdtIOStream io(&buf, portable != 0);
+    io << text << wide;
+    EXPECT_EQ(Hex(buf.str()), Hex(Prefix(11, portable) + text + Prefix(12, portable) + text +
+                                  std::string(1, '\0')));
+    EXPECT_EQ(bdtBase::Length(wide, portable), 16u);
+    dsString narrowBack, wideBack;
+    io >> narrowBack >> wideBack;
+    EXPECT_STREQ(narrowBack, text);
+    EXPECT_STREQ(wideBack, text);
+    EXPECT_EQ(io.rdstate(), 0);
+  }
+}
+
+// Reads a string that cannot convert: 2, the target keeps its text, and the
+// stream goes on with the next value.
+void ExpectRejectedText(std::string const& bytes, int portable) {
+  std::stringbuf buf(Prefix(static_cast<std::int32_t>(bytes.size()), portable) + bytes +
+                     Prefix(1, portable) + "z");
+  bdtIStream in(&buf, portable);
+  dsString text("keep");
+  in >> text;
+  EXPECT_STREQ(text, "keep");
+  EXPECT_EQ(in.rdstate(), 2) << Hex(bytes) << " portable " << portable;
+  in >> text;
+  EXPECT_STREQ(text, "z");
+}
+
+TEST(BdtText, TextThatDoesNotConvertOrDoesNotFit) {
+  // The C locale has no multibyte form for é: a wide writer sends nothing,
+  // and neutral é cannot be read into native text.
+  std::stringbuf buf;
+  bdtOStream out(&buf, 1);
+  wchar_t const accented[] = {0xE9, 0};
+  out << accented;
+  EXPECT_EQ(out.rdstate(), 2);
+  EXPECT_EQ(buf.str(), "");
+  ExpectRejectedText("\xC3\xA9", 1);
+
+  UTF8_LOCALE(guard);
+  // Native bytes with no neutral form travel as a null string, silently.
+  std::stringbuf invalid;
+  bdtOStream invalidOut(&invalid, 1);
+  invalidOut << "ok\xFF";
+  EXPECT_EQ(invalidOut.rdstate(), 0);
+  EXPECT_EQ(Hex(invalid.str()), "FF FF FF FF");
+  SmallBuf full(6);
+  bdtOStream shortOut(&full, 0);
+  shortOut << L"abc";
+  EXPECT_EQ(shortOut.rdstate(), 4);
+  // A native reader checks its bytes against the locale.
+  ExpectRejectedText("a\xC3(", 0);
+}
+
+TEST(BdtText, UnsignedShortAsMultibyteCharacter) {
+  UTF8_LOCALE(guard);
+  std::stringbuf buf;
+  bdtIOStream io(&buf, true);
+  io.setMultibyte(1);
+  io << static_cast<unsigned short>(0xE9) << static_cast<unsigned short>(0x20AC)
+     << static_cast<unsigned short>('A');
+  EXPECT_EQ(Hex(buf.str()), "00 00 00 02 C3 A9 00 00 00 03 E2 82 AC 00 00 00 01 41");
+  EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 1, 1), 7u);
+  EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 1, 0), 2u);
+  EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 0, 1), 2u);
+  unsigned short a = 0, b = 0, c = 0;
+  io >> a >> b >> c;
+  EXPECT_EQ(a, 0xE9);
+  EXPECT_EQ(b, 0x20AC);
+  EXPECT_EQ(c, 'A');
+  EXPECT_EQ(io.rdstate(), 0);
+
+  // A count that is not the character's length fails the value.
+  std::stringbuf wrong(std::string("\x00\x00\x00\x03\xC3\xA9\x41", 7));
+  bdtIStream in(&wrong, 1);
+  in.setMultibyte(1);
+  unsigned short value = 0;
+  in >> value;
+  EXPECT_EQ(in.rdstate(), 2);
+
+  // The native form ignores the mode.
+  std::stringbuf native;
+  bdtOStream nativeOut(&native, 0);
+  nativeOut.setMultibyte(1);
+  nativeOut << static_cast<unsigned short>(0x20AC);
+  EXPECT_EQ(Hex(native.str()), Hex(Image(static_cast<unsigned short>(0x20AC))));
 }
 
 }  // namespace

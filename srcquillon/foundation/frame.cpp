@@ -4,8 +4,9 @@
 // within one file does C++ fix the order of static initialisers. Unload runs
 // the registered destructors in the reverse order. The exported values below
 // are constants in the library's data and need no initialiser at all.
-#include "psock.h"
 #include "quillonbase.h"
+#include "dsunique.h"
+#include "psock.h"
 
 int const SystemAssigned = 0;
 void* const badThreadHandle = nullptr;
@@ -31,3 +32,5 @@ void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 int vekSocketEvent::kind = vekSocketEvent::AllocEventKind();
 
 // 8. The interned-string database, with its destructor registered for unload.
+// It starts without a block, and its destructor releases the block only.
+dsNonOwnerStringMap<dsStringCell*> dsStringCell::database;

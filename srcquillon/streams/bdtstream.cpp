@@ -1,5 +1,5 @@
 // The binary stream tree: the byte-order latch, numbers in both wire forms,
-// and raw blocks. Text lives in bdttext.cpp.
+// and raw blocks. Text, and 16-bit values as characters, live in bdttext.cpp.
 #include "bdtstream.h"
 
 #include <cstdint>
@@ -28,15 +28,21 @@ std::uint32_t Reversed(std::uint32_t v) {
   return (v >> 24) | ((v >> 8) & 0xff00u) | ((v << 8) & 0xff0000u) | (v << 24);
 }
 
-// The portable image of a number of 4 or 8 bytes, in place: big-endian.
+// Reverses the 4 or 8 bytes of a number in place. Kept here, inline, so that
+// a number costs no call beyond the buffer's own.
 template <std::size_t N>
-void ToPortable(char* bytes) {
-  static_assert(N == 4 || N == 8, "only 32- and 64-bit values travel swapped");
+void Reverse(char* bytes) {
+  static_assert(N == 4 || N == 8, "only 32- and 64-bit values are swapped");
+  std::uint32_t halves[N / 4];
+  std::memcpy(halves, bytes, N);
   if constexpr (N == 4) {
-    bdtBase::Swap4(bytes);
+    halves[0] = Reversed(halves[0]);
   } else {
-    bdtBase::Swap8(bytes);
+    std::uint32_t const low = halves[0];
+    halves[0] = Reversed(halves[1]);
+    halves[1] = Reversed(low);
   }
+  std::memcpy(bytes, halves, N);
 }
 
 }  // namespace
@@ -62,19 +68,11 @@ int bdtBase::IsByteOrderOK() {
 }
 
 void bdtBase::Swap4(char* bytes) {
-  if (byteOrderOK.load(std::memory_order_relaxed) != 0) return;
-  std::uint32_t v;
-  std::memcpy(&v, bytes, 4);
-  v = Reversed(v);
-  std::memcpy(bytes, &v, 4);
+  if (byteOrderOK.load(std::memory_order_relaxed) == 0) Reverse<4>(bytes);
 }
 
 void bdtBase::Swap8(char* bytes) {
-  if (byteOrderOK.load(std::memory_order_relaxed) != 0) return;
-  std::uint32_t halves[2];
-  std::memcpy(halves, bytes, 8);
-  std::uint32_t const swapped[2] = {Reversed(halves[1]), Reversed(halves[0])};
-  std::memcpy(bytes, swapped, 8);
+  if (byteOrderOK.load(std::memory_order_relaxed) == 0) Reverse<8>(bytes);
 }
 
 unsigned int bdtBase::Length(char, int) { return 1; }
@@ -100,18 +98,6 @@ bdtStream::bdtStream() : state(0), portable(1), multibyte(0), buffer(nullptr) {}
 
 bdtStream::~bdtStream() {}
 
-int bdtStream::sgetn(char* bytes, int n) {
-  int got = buffer != nullptr && n > 0 ? static_cast<int>(buffer->sgetn(bytes, n)) : 0;
-  if (got != n) setstate(3);
-  return got;
-}
-
-int bdtStream::sputn(char const* bytes, int n) {
-  int put = buffer != nullptr && n > 0 ? static_cast<int>(buffer->sputn(bytes, n)) : 0;
-  if (put != n) setstate(4);
-  return put;
-}
-
 // ---------------------------------------------------------------------------
 // bdtIStream
 
@@ -127,7 +113,7 @@ bool bdtIStream::ReadNumber(T& value) {
   char bytes[sizeof(T)];
   if (sgetn(bytes, sizeof(T)) != static_cast<int>(sizeof(T))) return false;
   if constexpr (sizeof(T) > 2) {
-    if (portable != 0) ToPortable<sizeof(T)>(bytes);
+    if (portable != 0 && byteOrderOK.load(std::memory_order_relaxed) == 0) Reverse<sizeof(T)>(bytes);
   }
   std::memcpy(&value, bytes, sizeof(T));
   return true;
@@ -160,6 +146,10 @@ bdtIStream& bdtIStream::operator>>(short& value) {
 bdtIStream& bdtIStream::operator>>(unsigned short& value) {
   if (portable == 0) {
     ReadNumber(value);
+    return *this;
+  }
+  if (multibyte != 0) {
+    ReadCharacter(value);
     return *this;
   }
   std::uint32_t wide;
@@ -251,7 +241,7 @@ void bdtOStream::WriteNumber(T value) {
   char bytes[sizeof(T)];
   std::memcpy(bytes, &value, sizeof(T));
   if constexpr (sizeof(T) > 2) {
-    if (portable != 0) ToPortable<sizeof(T)>(bytes);
+    if (portable != 0 && byteOrderOK.load(std::memory_order_relaxed) == 0) Reverse<sizeof(T)>(bytes);
   }
   sputn(bytes, sizeof(T));
 }
@@ -277,7 +267,9 @@ bdtOStream& bdtOStream::operator<<(short value) {
 }
 
 bdtOStream& bdtOStream::operator<<(unsigned short value) {
-  if (portable != 0) {
+  if (portable != 0 && multibyte != 0) {
+    WriteCharacter(value);
+  } else if (portable != 0) {
     WriteNumber(static_cast<std::uint32_t>(value));
   } else {
     WriteNumber(value);

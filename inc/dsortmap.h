@@ -1,0 +1,345 @@
+// quillon collections: sorted maps.
+//
+// A sorted map keeps its entries (key and value) in one growing array, in
+// strictly ascending key order, and finds them by bisection: no tree nodes,
+// no hashing. A lookup costs O(log n) calls of Compare; an insertion or a
+// removal shifts the tail of the array with one memmove. The entries array
+// grows in steps of 16 entries and never shrinks.
+//
+// Keys are small values that belong to somebody else: a pointer, or a string
+// that the caller keeps alive and unchanged while it is in the map (the order
+// is fixed at insertion and never restored). Values are plain data too; the
+// map deletes nothing, neither keys nor values.
+//
+// Nothing tests an index. operator[] with a key that is not in the map stops
+// the process; Contains and Find are the tests a caller has.
+#ifndef DSORTMAP_H
+#define DSORTMAP_H
+
+#include <cstdint>
+#include <new>
+#include <type_traits>
+
+#include "dsdatcol.h"
+
+// One entry of a sorted map: plain data, moved as bytes like any element.
+template <class V, class K>
+struct VEK_TEMPLATE_VISIBLE dsSortedMapEntry {
+  K key;
+  V value;
+
+  // Stores key and has collection copy the one value.
+  dsSortedMapEntry(K key, V const& value, dsDataCollection<V>& collection);
+};
+
+// Walks the values of a map in ascending key order.
+template <class V, class K>
+class VEK_TEMPLATE_VISIBLE dsSortedMapIter : public dsBaseIter<V> {
+ public:
+  // Takes iter over; it is deleted with this object.
+  explicit dsSortedMapIter(dsBaseIter<dsSortedMapEntry<V, K>>* iter);
+  dsSortedMapIter(dsSortedMapIter const&) = delete;
+  dsSortedMapIter& operator=(dsSortedMapIter const&) = delete;
+  ~dsSortedMapIter() override;
+
+  // A new iterator at the same place, independent of this one; null if an
+  // allocation fails.
+  dsBaseIter<V>* Reproduce() override;
+  void SetAtFirst() override;
+  bool Finished() const override;
+  void MoveToNext() override;
+  V& Current() const override;
+
+ private:
+  dsBaseIter<dsSortedMapEntry<V, K>>* iter;
+};
+
+// The map itself, for any key order: subclasses give Compare.
+template <class A, class V, class K>
+class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
+ public:
+  dsBaseSortedMap();  // empty; allocates nothing
+  dsBaseSortedMap(dsBaseSortedMap const&) = delete;
+  dsBaseSortedMap& operator=(dsBaseSortedMap const&) = delete;
+  // Releases the entries block only.
+  ~dsBaseSortedMap() override {}
+
+  // The value of key, writable, good until the map next changes. Stops the
+  // process if key is not in the map; never inserts.
+  V& operator[](K key) const override;
+  bool Contains(K key) const override;
+  // False, changing nothing, if key is present: Add never overwrites.
+  bool Add(K key, V const& value) override;
+  bool Remove(K key) override;
+  // False, leaving value alone, if key is absent.
+  bool Find(K key, V& value) const override;
+  // Empties the map; the block stays. Keys are not released.
+  virtual void Clear();
+
+  // A new iterator over the values in key order; the caller deletes it. Null
+  // if an allocation fails.
+  dsBaseIter<V>* GetIter() const override;
+  unsigned int GetSize() const override;
+
+  // True and the entry's position if key is present; otherwise false and the
+  // position at which it belongs (every entry before it is below key).
+  bool FindIndex(K key, unsigned int& index) const;
+  V& GetByIndex(unsigned int index) const;  // in key order; no test
+  void RemoveByIndex(unsigned int index);   // no test
+
+ protected:
+  // Negative, 0 or positive as first is below, equal to or above second.
+  virtual int Compare(K first, K second) const = 0;
+  // Where a map that owned its keys would copy and release them. CopyKey runs
+  // once per added entry, FreeKey once per entry that Remove or RemoveByIndex
+  // takes out; Clear and the destructor release no key.
+  virtual K CopyKey(K key) const;
+  virtual void FreeKey(K key) const;
+
+  // The map's storage: shrink false, grain 16.
+  A entries;
+
+ private:
+  explicit dsBaseSortedMap(dsXACtrl const& control);
+};
+
+// Keys that are scalars (integers, pointers), ordered as unsigned numbers;
+// pointers by address.
+template <class A, class V, class K>
+class VEK_TEMPLATE_VISIBLE dsBaseScalarMap : public dsBaseSortedMap<A, V, K> {
+ protected:
+  int Compare(K first, K second) const override;
+
+ private:
+  static auto Unsigned(K key);
+};
+
+template <class V, class K>
+class VEK_TEMPLATE_VISIBLE dsScalarMap
+    : public dsBaseScalarMap<dsXArray<dsSortedMapEntry<V, K>>, V, K> {};
+
+// A map whose order the subclass gives.
+template <class V, class K>
+class VEK_TEMPLATE_VISIBLE dsSortedMap
+    : public dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K> {};
+
+// Keys are texts that the map does not own: it stores the pointer only, and
+// the text must outlive the entry unchanged. Order is plain byte order
+// (bytes as unsigned values, not the locale's order); a null key sorts before
+// every text, the empty one included. Two pointers to equal texts are the
+// same key.
+template <class V>
+class VEK_TEMPLATE_VISIBLE dsNonOwnerStringMap : public dsSortedMap<V, char const*> {
+ protected:
+  int Compare(char const* first, char const* second) const override;
+};
+
+// ---------------------------------------------------------------------------
+
+template <class V, class K>
+dsSortedMapEntry<V, K>::dsSortedMapEntry(K key, V const& value, dsDataCollection<V>& collection)
+    : key(key) {
+  collection.CopyElems(&value, &this->value, 1);
+}
+
+template <class V, class K>
+dsSortedMapIter<V, K>::dsSortedMapIter(dsBaseIter<dsSortedMapEntry<V, K>>* iter) : iter(iter) {}
+
+template <class V, class K>
+dsSortedMapIter<V, K>::~dsSortedMapIter() {
+  delete iter;
+}
+
+template <class V, class K>
+dsBaseIter<V>* dsSortedMapIter<V, K>::Reproduce() {
+  dsBaseIter<dsSortedMapEntry<V, K>>* copy = iter->Reproduce();
+  if (copy == nullptr) return nullptr;
+  dsBaseIter<V>* result = new (std::nothrow) dsSortedMapIter<V, K>(copy);
+  if (result == nullptr) delete copy;
+  return result;
+}
+
+template <class V, class K>
+void dsSortedMapIter<V, K>::SetAtFirst() {
+  iter->SetAtFirst();
+}
+
+template <class V, class K>
+bool dsSortedMapIter<V, K>::Finished() const {
+  return iter->Finished();
+}
+
+template <class V, class K>
+void dsSortedMapIter<V, K>::MoveToNext() {
+  iter->MoveToNext();
+}
+
+template <class V, class K>
+V& dsSortedMapIter<V, K>::Current() const {
+  return iter->Current().value;
+}
+
+template <class A, class V, class K>
+dsBaseSortedMap<A, V, K>::dsBaseSortedMap() : dsBaseSortedMap(dsXACtrl(16, false)) {}
+
+template <class A, class V, class K>
+dsBaseSortedMap<A, V, K>::dsBaseSortedMap(dsXACtrl const& control) : entries(&control) {}
+
+template <class A, class V, class K>
+bool dsBaseSortedMap<A, V, K>::FindIndex(K key, unsigned int& index) const {
+  dsSortedMapEntry<V, K> const* const data = entries.GetDataPtr();
+  unsigned int const size = entries.GetSize();
+  index = 0;
+  if (size == 0 || data == nullptr) return false;
+  std::int32_t low = 0;
+  std::int32_t high = static_cast<std::int32_t>(size) - 1;
+  while (low <= high) {
+    std::int32_t const middle = (high + low) / 2;
+    int const c = Compare(key, data[middle].key);
+    if (c > 0) {
+      low = middle + 1;
+      index = static_cast<unsigned int>(middle) + 1;
+    } else {
+      index = static_cast<unsigned int>(middle);
+      if (c == 0) return true;
+      high = middle - 1;
+    }
+  }
+  return false;
+}
+
+template <class A, class V, class K>
+V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
+  unsigned int index;
+  if (!FindIndex(key, index)) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
+  return GetByIndex(index);
+}
+
+template <class A, class V, class K>
+bool dsBaseSortedMap<A, V, K>::Contains(K key) const {
+  unsigned int index;
+  return FindIndex(key, index);
+}
+
+template <class A, class V, class K>
+bool dsBaseSortedMap<A, V, K>::Add(K key, V const& value) {
+  unsigned int index;
+  if (FindIndex(key, index)) return false;
+  dsSortedMapEntry<V, K> const entry(CopyKey(key), value, *this);
+  entries.Insert(index, 1, &entry);  // grows, shifts the tail up, copies the entry in
+  return true;
+}
+
+template <class A, class V, class K>
+bool dsBaseSortedMap<A, V, K>::Remove(K key) {
+  unsigned int index;
+  if (!FindIndex(key, index)) return false;
+  RemoveByIndex(index);
+  return true;
+}
+
+template <class A, class V, class K>
+bool dsBaseSortedMap<A, V, K>::Find(K key, V& value) const {
+  unsigned int index;
+  if (!FindIndex(key, index)) return false;
+  this->CopyElems(&GetByIndex(index), &value, 1);
+  return true;
+}
+
+template <class A, class V, class K>
+void dsBaseSortedMap<A, V, K>::Clear() {
+  entries.Clear();
+}
+
+template <class A, class V, class K>
+dsBaseIter<V>* dsBaseSortedMap<A, V, K>::GetIter() const {
+  dsBaseIter<dsSortedMapEntry<V, K>>* const inner = entries.GetIter();
+  if (inner == nullptr) return nullptr;
+  dsBaseIter<V>* const result = new (std::nothrow) dsSortedMapIter<V, K>(inner);
+  if (result == nullptr) delete inner;
+  return result;
+}
+
+template <class A, class V, class K>
+unsigned int dsBaseSortedMap<A, V, K>::GetSize() const {
+  return entries.GetSize();
+}
+
+template <class A, class V, class K>
+V& dsBaseSortedMap<A, V, K>::GetByIndex(unsigned int index) const {
+  return entries.GetDataPtr()[index].value;
+}
+
+template <class A, class V, class K>
+void dsBaseSortedMap<A, V, K>::RemoveByIndex(unsigned int index) {
+  FreeKey(entries.GetDataPtr()[index].key);
+  entries.RemoveAt(index, 1, nullptr);  // shifts the tail down; the block stays
+}
+
+template <class A, class V, class K>
+K dsBaseSortedMap<A, V, K>::CopyKey(K key) const {
+  return key;
+}
+
+template <class A, class V, class K>
+void dsBaseSortedMap<A, V, K>::FreeKey(K) const {}
+
+template <class A, class V, class K>
+auto dsBaseScalarMap<A, V, K>::Unsigned(K key) {
+  static_assert(std::is_scalar<K>::value, "a scalar map needs a scalar key");
+  if constexpr (std::is_pointer<K>::value) {
+    return reinterpret_cast<std::uintptr_t>(key);
+  } else {
+    return static_cast<std::make_unsigned_t<K>>(key);
+  }
+}
+
+template <class A, class V, class K>
+int dsBaseScalarMap<A, V, K>::Compare(K first, K second) const {
+  auto const a = Unsigned(first);
+  auto const b = Unsigned(second);
+  return a > b ? 1 : (a < b ? -1 : 0);
+}
+
+template <class V>
+int dsNonOwnerStringMap<V>::Compare(char const* first, char const* second) const {
+  if (first == second) return 0;
+  if (first == nullptr) return -1;
+  if (second == nullptr) return 1;
+  unsigned char const* a = reinterpret_cast<unsigned char const*>(first);
+  unsigned char const* b = reinterpret_cast<unsigned char const*>(second);
+  while (*a == *b && *a != 0) {
+    ++a;
+    ++b;
+  }
+  return *a < *b ? -1 : (*a > *b ? 1 : 0);
+}
+
+// The instantiations that the library exports: the task registry and the
+// interned-string database. Both pairs are two pointer-wide types, so only
+// Compare differs between them. The two value classes are exported, and so
+// must be declared here: a hidden template argument would hide the instance.
+class QUILLON_API pmManageTask;
+class QUILLON_API dsStringCell;
+
+#define QUILLON_COMMA ,
+#define QUILLON_SORTED_MAP_INSTANCES(EXTERN, V, K)                                          \
+  EXTERN template class QUILLON_INSTANCE_API dsDataCollection<V>;                           \
+  EXTERN template class QUILLON_INSTANCE_API dsBaseIter<V>;                                 \
+  EXTERN template class QUILLON_INSTANCE_API dsDataMap<V, K>;                               \
+  QUILLON_ARRAY_INSTANCES(EXTERN, dsSortedMapEntry<V QUILLON_COMMA K>)                      \
+  EXTERN template struct QUILLON_INSTANCE_API dsSortedMapEntry<V, K>;                       \
+  EXTERN template class QUILLON_INSTANCE_API dsSortedMapIter<V, K>;                         \
+  EXTERN template class QUILLON_INSTANCE_API                                                \
+      dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K>;
+
+QUILLON_SORTED_MAP_INSTANCES(extern, pmManageTask*, void*)
+extern template class QUILLON_INSTANCE_API
+    dsBaseScalarMap<dsXArray<dsSortedMapEntry<pmManageTask*, void*>>, pmManageTask*, void*>;
+extern template class QUILLON_INSTANCE_API dsScalarMap<pmManageTask*, void*>;
+
+QUILLON_SORTED_MAP_INSTANCES(extern, dsStringCell*, char const*)
+extern template class QUILLON_INSTANCE_API dsSortedMap<dsStringCell*, char const*>;
+extern template class QUILLON_INSTANCE_API dsNonOwnerStringMap<dsStringCell*>;
+
+#endif

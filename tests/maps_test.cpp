@@ -1,0 +1,241 @@
+// Sorted maps: order, lookups, insertion and removal, iteration, key hooks.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "quillon.h"
+
+namespace {
+
+template <class V>
+std::vector<V> Values(dsDataCollection<V> const& map) {
+  std::vector<V> values;
+  std::unique_ptr<dsBaseIter<V>> iter(map.GetIter());
+  for (iter->SetAtFirst(); !iter->Finished(); iter->MoveToNext()) values.push_back(iter->Current());
+  return values;
+}
+
+// Lets a test see the entries array of a map.
+template <class Map>
+class Inspected : public Map {
+ public:
+  unsigned int Capacity() const { return this->entries.GetCapacity(); }
+};
+
+TEST(MapsScalar, KeepsKeyOrderWhateverTheInsertionOrder) {
+  dsScalarMap<int, int> map;
+  unsigned int index = 99;
+  EXPECT_FALSE(map.FindIndex(7, index));
+  EXPECT_EQ(index, 0u);
+  EXPECT_EQ(map.GetSize(), 0u);
+  EXPECT_TRUE(Values(map).empty());
+
+  EXPECT_TRUE(map.Add(5, 50));
+  EXPECT_TRUE(map.Add(1, 10));
+  EXPECT_TRUE(map.Add(3, 30));
+  EXPECT_EQ(Values(map), (std::vector<int>{10, 30, 50}));
+  EXPECT_EQ(map.GetByIndex(0), 10);
+
+  EXPECT_FALSE(map.FindIndex(0, index));
+  EXPECT_EQ(index, 0u);
+  EXPECT_FALSE(map.FindIndex(4, index));
+  EXPECT_EQ(index, 2u);
+  EXPECT_FALSE(map.FindIndex(6, index));
+  EXPECT_EQ(index, 3u);
+  EXPECT_TRUE(map.FindIndex(3, index));
+  EXPECT_EQ(index, 1u);
+}
+
+TEST(MapsScalar, KeysCompareAsUnsignedNumbers) {
+  dsScalarMap<int, int> numbers;
+  numbers.Add(-1, 1);
+  numbers.Add(5, 2);
+  numbers.Add(0, 3);
+  EXPECT_EQ(Values(numbers), (std::vector<int>{3, 2, 1}));  // -1 is the largest
+
+  dsScalarMap<int, void*> addresses;
+  void* const high = reinterpret_cast<void*>(~std::uintptr_t{0} - 15);
+  void* const low = reinterpret_cast<void*>(std::uintptr_t{16});
+  addresses.Add(high, 1);
+  addresses.Add(nullptr, 2);
+  addresses.Add(low, 3);
+  EXPECT_EQ(Values(addresses), (std::vector<int>{2, 3, 1}));
+}
+
+TEST(MapsScalar, AddNeverOverwritesAndLookupsReportAbsence) {
+  dsScalarMap<int, int> map;
+  EXPECT_TRUE(map.Add(4, 40));
+  EXPECT_FALSE(map.Add(4, 41));
+  EXPECT_EQ(map[4], 40);
+  EXPECT_EQ(map.GetSize(), 1u);
+
+  int value = -7;
+  EXPECT_FALSE(map.Find(5, value));
+  EXPECT_EQ(value, -7);
+  EXPECT_TRUE(map.Find(4, value));
+  EXPECT_EQ(value, 40);
+  EXPECT_TRUE(map.Contains(4));
+  EXPECT_FALSE(map.Contains(5));
+  EXPECT_FALSE(map.Remove(5));
+  EXPECT_EQ(map.GetSize(), 1u);
+
+  map[4] = 44;  // a writable reference into the entry
+  EXPECT_TRUE(map.Find(4, value));
+  EXPECT_EQ(value, 44);
+}
+
+TEST(MapsStorage, GrowsBySixteenEntriesAndKeepsItsBlockUntilDestroyed) {
+  long long const before = vekLiveBlocks();
+  {
+    Inspected<dsScalarMap<int, int>> map;
+    EXPECT_EQ(vekLiveBlocks(), before);  // an empty map holds no block
+    for (int key = 0; key < 16; ++key) map.Add(key, key);
+    EXPECT_EQ(map.Capacity(), 16u);
+    map.Add(16, 16);
+    EXPECT_EQ(map.Capacity(), 32u);
+    EXPECT_EQ(vekLiveBlocks(), before + 1);
+
+    map.Clear();
+    EXPECT_EQ(map.GetSize(), 0u);
+    EXPECT_EQ(map.Capacity(), 32u);
+    map.Add(1, 1);
+    EXPECT_TRUE(map.Remove(1));
+    EXPECT_EQ(map.GetSize(), 0u);
+    EXPECT_EQ(vekLiveBlocks(), before + 1);
+    std::unique_ptr<dsBaseIter<int>> iter(map.GetIter());
+    iter->SetAtFirst();
+    EXPECT_TRUE(iter->Finished());
+  }
+  EXPECT_EQ(vekLiveBlocks(), before);
+}
+
+TEST(MapsStrings, ByteOrderWithNullFirstAndEqualTextsAsOneKey) {
+  dsNonOwnerStringMap<int> map;
+  char const high[] = {'\xe9', 0};  // above 127: sorts after every ASCII letter
+  char copyOfAb[] = "ab";
+  EXPECT_TRUE(map.Add("b", 1));
+  EXPECT_TRUE(map.Add(high, 2));
+  EXPECT_TRUE(map.Add("ab", 3));
+  EXPECT_TRUE(map.Add("", 4));
+  EXPECT_TRUE(map.Add("z", 5));
+  EXPECT_TRUE(map.Add(nullptr, 6));
+  EXPECT_TRUE(map.Add("a", 7));
+  EXPECT_TRUE(map.Add("B", 8));
+  EXPECT_EQ(Values(map), (std::vector<int>{6, 4, 8, 7, 3, 1, 5, 2}));
+
+  EXPECT_FALSE(map.Add(copyOfAb, 9));
+  EXPECT_EQ(map[copyOfAb], 3);
+  EXPECT_TRUE(map.Contains(nullptr));
+  EXPECT_TRUE(map.Remove(nullptr));
+  EXPECT_FALSE(map.Contains(nullptr));
+  EXPECT_TRUE(map.Contains(""));
+}
+
+TEST(MapsIter, ReproduceGivesAnIndependentIterator) {
+  dsScalarMap<int, int> map;
+  for (int key : {3, 1, 2}) map.Add(key, key * 10);
+  std::unique_ptr<dsBaseIter<int>> first(map.GetIter());
+  first->SetAtFirst();
+  first->MoveToNext();
+  std::unique_ptr<dsBaseIter<int>> second(first->Reproduce());
+  ASSERT_NE(second, nullptr);
+  EXPECT_EQ(second->Current(), 20);
+  second->MoveToNext();
+  EXPECT_EQ(second->Current(), 30);
+  EXPECT_EQ(first->Current(), 20);
+  second->Current() = 33;  // values are given by reference
+  EXPECT_EQ(map[3], 33);
+  second->MoveToNext();
+  EXPECT_TRUE(second->Finished());
+  EXPECT_FALSE(first->Finished());
+}
+
+// Counts the key hooks; orders keys as the scalar map does.
+class CountingMap : public dsSortedMap<int, int> {
+ public:
+  mutable int copied = 0;
+  mutable std::vector<int> freed;
+
+ protected:
+  int Compare(int first, int second) const override { return first < second ? -1 : first > second; }
+  int CopyKey(int key) const override {
+    ++copied;
+    return key;
+  }
+  void FreeKey(int key) const override { freed.push_back(key); }
+};
+
+TEST(MapsKeys, CopiedOncePerEntryAndFreedOnlyOnRemoval) {
+  CountingMap map;
+  for (int key : {1, 2, 3, 4}) map.Add(key, key);
+  map.Add(2, 0);
+  EXPECT_EQ(map.copied, 4);
+  map.Remove(3);
+  map.Remove(9);
+  unsigned int index = 0;
+  ASSERT_TRUE(map.FindIndex(1, index));
+  map.RemoveByIndex(index);
+  EXPECT_EQ(map.freed, (std::vector<int>{3, 1}));
+  map.Clear();
+  EXPECT_EQ(map.freed.size(), 2u);
+}
+
+TEST(MapsRandom, AgreesWithASortedVectorUnderMixedChanges) {
+  Inspected<dsScalarMap<unsigned int, unsigned int>> map;
+  std::map<unsigned int, unsigned int> model;
+  std::mt19937 random(12345);
+  for (int step = 0; step < 4000; ++step) {
+    unsigned int const key = random() % 500;
+    if (random() % 3 == 0) {
+      EXPECT_EQ(map.Remove(key), model.erase(key) == 1) << key;
+    } else {
+      EXPECT_EQ(map.Add(key, key * 3), model.emplace(key, key * 3).second) << key;
+    }
+    std::vector<unsigned int> keys;
+    for (auto const& entry : model) keys.push_back(entry.first);
+    unsigned int const probe = random() % 520;
+    unsigned int index = 0;
+    bool const found = map.FindIndex(probe, index);
+    auto const place = std::lower_bound(keys.begin(), keys.end(), probe);
+    EXPECT_EQ(found, place != keys.end() && *place == probe);
+    EXPECT_EQ(index, static_cast<unsigned int>(place - keys.begin()));
+  }
+  std::vector<unsigned int> expected;
+  for (auto const& entry : model) expected.push_back(entry.second);
+  EXPECT_EQ(Values(map), expected);
+  EXPECT_EQ(map.Capacity() % 16, 0u);
+  EXPECT_GE(map.Capacity(), map.GetSize());
+}
+
+TEST(MapsExported, LibraryInstancesServeTheRegistryAndTheDatabase) {
+  char slots[4];
+  auto task = [&](int i) { return reinterpret_cast<pmManageTask*>(&slots[i]); };
+  dsScalarMap<pmManageTask*, void*> registry;
+  EXPECT_TRUE(registry.Add(&slots[2], task(2)));
+  EXPECT_TRUE(registry.Add(&slots[0], task(0)));
+  pmManageTask* found = nullptr;
+  EXPECT_TRUE(registry.Find(&slots[2], found));
+  EXPECT_EQ(found, task(2));
+  EXPECT_EQ(registry.GetByIndex(0), task(0));
+
+  auto cell = [&](int i) { return reinterpret_cast<dsStringCell*>(&slots[i]); };
+  dsNonOwnerStringMap<dsStringCell*> database;
+  EXPECT_TRUE(database.Add("beta", cell(1)));
+  EXPECT_TRUE(database.Add("alpha", cell(3)));
+  EXPECT_EQ(Values(database), (std::vector<dsStringCell*>{cell(3), cell(1)}));
+}
+
+TEST(MapsStopDeathTest, IndexingAnAbsentKeyStops) {
+  dsNonOwnerStringMap<int> map;
+  map.Add("present", 1);
+  EXPECT_DEATH(map["absent"], "dsSortedMap::operator \\[\\] failed.*inc/dsortmap:");
+  dsScalarMap<int, int> empty;
+  EXPECT_DEATH(empty[0], "dsSortedMap::operator \\[\\] failed");
+}
+
+}  // namespace

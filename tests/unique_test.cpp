@@ -1,0 +1,128 @@
+// Interned strings: sharing by text, counting of users, release of cells.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "quillon.h"
+#include "testsupport.h"
+
+namespace {
+
+// True if no user holds the cell of text: taking one and giving it back
+// then destroys the cell.
+bool NoCellFor(char const* text) {
+  dsStringCell* cell = nullptr;
+  dsStringCell::AddToDatabase(text, cell);
+  dsStringCell::Release(cell);
+  return cell == nullptr;
+}
+
+TEST(UniqueSharing, EqualTextsShareOneCellAndItsText) {
+  char buffer[] = "shared text";
+  dsUniqueString first(buffer);
+  dsUniqueString second("shared text");
+  EXPECT_TRUE(first == second);
+  EXPECT_FALSE(first != second);
+  EXPECT_EQ(first.GiveString(), second.GiveString());
+  EXPECT_EQ(static_cast<char const*>(first), first.GiveString());
+  EXPECT_NE(first.GiveString(), buffer);  // the cell holds its own copy
+  buffer[0] = 'S';
+  EXPECT_STREQ(first.GiveString(), "shared text");
+  EXPECT_EQ(first.GetLength(), 11u);
+
+  dsUniqueString upper("Shared text");
+  EXPECT_TRUE(upper != first);
+  EXPECT_NE(upper.GiveString(), first.GiveString());
+
+  dsUniqueString fromNull(nullptr);
+  dsUniqueString fromEmpty("");
+  EXPECT_TRUE(fromNull == fromEmpty);
+  EXPECT_TRUE(fromNull.IsEmpty());
+  EXPECT_EQ(fromEmpty.GetLength(), 0u);
+  EXPECT_STREQ(fromNull.GiveString(), "");
+}
+
+TEST(UniqueCounting, CopiesCountAndTheLastUserTakesTheCellAway) {
+  EXPECT_TRUE(NoCellFor("alpha"));
+  std::unique_ptr<dsUniqueString> original(new dsUniqueString("alpha"));
+  dsUniqueString copy(*original);
+  EXPECT_TRUE(copy == *original);
+  original.reset();
+  EXPECT_STREQ(copy.GiveString(), "alpha");  // the copy still holds the cell
+  EXPECT_FALSE(NoCellFor("alpha"));
+
+  dsUniqueString other("beta");
+  copy = other;  // gives up the last hold on "alpha"
+  EXPECT_TRUE(copy == other);
+  EXPECT_TRUE(NoCellFor("alpha"));
+  copy = copy;
+  other = copy;
+  EXPECT_STREQ(other.GiveString(), "beta");
+  {
+    dsUniqueString again("beta");
+    EXPECT_TRUE(again == other);
+  }
+  EXPECT_FALSE(NoCellFor("beta"));
+}
+
+TEST(UniqueCounting, LockHoldsTheCellPastItsStrings) {
+  dsStringCell* held = nullptr;
+  char const* text = nullptr;
+  {
+    dsUniqueString user("gamma");
+    dsStringCell::AddToDatabase("gamma", held);
+    EXPECT_EQ(held->GetString(), user.GiveString());
+    held->Lock();
+    dsStringCell::Release(held);  // not the last user: the pointer stays
+    ASSERT_NE(held, nullptr);
+    text = held->GetString();
+  }
+  {
+    dsUniqueString later("gamma");
+    EXPECT_EQ(later.GiveString(), text);  // the same cell, still in the database
+  }
+  dsStringCell::Release(held);
+  EXPECT_EQ(held, nullptr);
+  EXPECT_TRUE(NoCellFor("gamma"));
+}
+
+TEST(UniqueDatabase, ManyTextsStayDistinctAndAreFoundAgain) {
+  std::mt19937 random(99);
+  std::vector<std::string> texts;
+  for (int i = 0; i < 300; ++i) {
+    std::string text;
+    for (unsigned int length = random() % 6; length > 0; --length) {
+      text += static_cast<char>(1 + random() % 255);  // bytes above 127 too
+    }
+    texts.push_back(text);
+  }
+  std::vector<std::unique_ptr<dsUniqueString>> strings;
+  for (auto const& text : texts) strings.emplace_back(new dsUniqueString(text.c_str()));
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    EXPECT_EQ(strings[i]->GiveString(), texts[i]);
+    dsUniqueString again(std::string(texts[i]).c_str());
+    EXPECT_EQ(again.GiveString(), strings[i]->GiveString());
+    std::size_t const j = random() % texts.size();
+    EXPECT_EQ(*strings[i] == *strings[j], texts[i] == texts[j]) << i << " " << j;
+  }
+  for (std::size_t i = 0; i < strings.size(); i += 2) strings[i].reset();
+  for (std::size_t i = 1; i < strings.size(); i += 2) {
+    EXPECT_EQ(strings[i]->GiveString(), texts[i]);
+  }
+  strings.clear();
+  for (auto const& text : texts) EXPECT_TRUE(NoCellFor(text.c_str())) << text;
+}
+
+TEST(UniqueUnload, DatabaseInUseReleasesItsBlockAtUnload) {
+  std::string output;
+  int const status = qtest::RunProgram(
+      {QUILLON_LOAD_PROBE, QUILLON_LIBRARY_FILE, QUILLON_PROBE_USER}, &output);
+  EXPECT_EQ(status, 0) << output;
+  // The strings are gone, the database keeps its block until unload.
+  EXPECT_NE(output.find("use: 0, blocks after use: 1"), std::string::npos) << output;
+}
+
+}  // namespace
