@@ -8,6 +8,7 @@
 #include "pmprocess.h"
 #include "quillonbase.h"
 #include "dsunique.h"
+#include "psock.h"
 
 int const SystemAssigned = 0;
 void* const badThreadHandle = nullptr;
@@ -32,6 +33,7 @@ int ptkExecProcessEvent::kind = ptkExecProcessEvent::AllocEventKind();
 // 6. The kind of ptkStrictTaskEvent.
 
 // 7. The kind of vekSocketEvent.
+int vekSocketEvent::kind = vekSocketEvent::AllocEventKind();
 
 // 8. The interned-string database, with its destructor registered for unload.
 // It starts without a block, and its destructor releases the block only.
