@@ -12,6 +12,9 @@ namespace {
 // The frame's count: an int in the portable form.
 int const kPortable = 1;
 int const kChunk = 4096;
+// Past this many payload bytes a frame is received straight into its array.
+unsigned int const kDirectAfter = 64 * 1024;
+int const kLargestReceive = 1 << 20;
 
 int Low32(unsigned long long sock) { return static_cast<int>(static_cast<std::uint32_t>(sock)); }
 
@@ -135,9 +138,9 @@ errstatus Write(psockStream& s, dsXArray<char>& a) {
 }
 
 errstatus Read(psockStream& s, dsXArray<char>& a) {
-  char chunk[kChunk];
+  char header[4];
   int const headerLength = static_cast<int>(bdtBase::Length(0, kPortable));
-  char* next = chunk;
+  char* next = header;
   for (int h = headerLength; h > 0;) {
     errstatus e = s.getErr();
     if (e != errOK) return e;
@@ -146,22 +149,34 @@ errstatus Read(psockStream& s, dsXArray<char>& a) {
     h -= g;
     next += g;
   }
-  std::strstreambuf headerBuffer(static_cast<char const*>(chunk), headerLength);
+  std::strstreambuf headerBuffer(static_cast<char const*>(header), headerLength);
   bdtIStream decoder(&headerBuffer, kPortable);
   int length = 0;
   decoder >> length;
 
   errstatus e = s.getErr();
   if (e != errOK) return e;
-  // The array grows only with what arrives, whatever the count announces.
+  // The array grows only with what arrives, whatever the count announces. A
+  // payload is gathered in chunks; once a large one has proved itself, it is
+  // received straight into the array, offering each receive as much room as
+  // has arrived so far, so the array is never more than twice what came.
+  unsigned int const start = a.GetSize();
+  char chunk[kChunk];
   while (length > 0) {
-    int g = s.Read(chunk, std::min(kChunk, length), false);
-    if (g > 0) {
-      a.Append(static_cast<unsigned int>(g), chunk);
-      length -= g;
-    } else if (g < 0) {
-      return errFramedReceive;
+    unsigned int arrived = a.GetSize() - start;
+    int g;
+    if (arrived < kDirectAfter) {
+      g = s.Read(chunk, std::min(kChunk, length), false);
+      if (g > 0) a.Append(static_cast<unsigned int>(g), chunk);
+    } else {
+      int room = std::min({length, kLargestReceive, static_cast<int>(arrived)});
+      unsigned int have = a.GetSize();
+      a.Resize(have + static_cast<unsigned int>(room));
+      g = s.Read(a.GetDataPtr() + have, room, false);
+      a.Resize(have + static_cast<unsigned int>(std::max(g, 0)));
     }
+    if (g > 0) length -= g;
+    if (g < 0) return errFramedReceive;
     e = s.getErr();
     if (e != errOK) return e;
   }
