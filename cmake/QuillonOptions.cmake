@@ -20,3 +20,12 @@ if(QUILLON_SANITIZE)
                       -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QUILLON_SANITIZE})
 endif()
+
+# The libraries' own exported functions are not meant to be replaced from
+# outside; saying so lets calls inside a library be bound and inlined directly
+# instead of going through the procedure linkage table.
+function(quillon_library_options target)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+  endif()
+endfunction()
