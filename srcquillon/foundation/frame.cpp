@@ -6,6 +6,7 @@
 // are constants in the library's data and need no initialiser at all.
 #include "quillonbase.h"
 #include "dsunique.h"
+#include "pmtask.h"
 
 int const SystemAssigned = 0;
 void* const badThreadHandle = nullptr;
@@ -18,14 +19,19 @@ void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 // 1. The kind of vekIPipeEvent.
 
 // 2. The copy of badThreadHandle that pmManageTask takes as its first registry key.
+void* const pmManageTask::firstRegistryKey = badThreadHandle;
 
 // 3. The task registry, with its destructor registered for unload.
+// It starts without a block, and its destructor releases the block only.
+dsScalarMap<pmManageTask*, void*> pmManageTask::registry;
 
 // 4. The kind of ptkExecProcessEvent.
 
 // 5. The kind of ptkAsyncCallEvent.
+int const ptkAsyncCallEvent::kind = vekEvent::AllocEventKind();
 
 // 6. The kind of ptkStrictTaskEvent.
+int const ptkStrictTaskEvent::kind = vekEvent::AllocEventKind();
 
 // 7. The kind of vekSocketEvent.
 
