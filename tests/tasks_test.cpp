@@ -1,5 +1,6 @@
 // Tasks on real threads. Every wait is bounded; a task object outlives its body.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/resource.h>
 
 #include <atomic>
@@ -137,7 +138,14 @@ QTEST_HELPER(start_without_room) {
   statm >> pages;
   rlimit limit{};
   getrlimit(RLIMIT_AS, &limit);
-  limit.rlim_cur = pages * static_cast<unsigned long>(sysconf(_SC_PAGESIZE)) + (1u << 20);
+  // Room for half a default thread stack: enough for small allocations, not
+  // for the stack of a new thread.
+  pthread_attr_t defaults;
+  std::size_t stack = 0;
+  if (pthread_getattr_default_np(&defaults) != 0) return 2;
+  pthread_attr_getstacksize(&defaults, &stack);
+  pthread_attr_destroy(&defaults);
+  limit.rlim_cur = pages * static_cast<unsigned long>(sysconf(_SC_PAGESIZE)) + stack / 2;
   if (setrlimit(RLIMIT_AS, &limit) != 0) return 2;
   Worker<pmThread> task;
   if (task.Start()) return 3;
