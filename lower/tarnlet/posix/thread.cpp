@@ -195,9 +195,13 @@ void vekLeaveCriticalSection(vekCriticalSection* section) {
 
 void* vekGetCurrentThread() { return currentThreadPseudoHandle; }
 
+// Asked on every lock operation, so kept per thread after the first system
+// call. Initial-exec: a plain load from the thread pointer, no look-up call.
+__attribute__((tls_model("initial-exec"))) thread_local std::uint32_t currentThreadId = 0;
+
 std::uint32_t vekGetCurrentThreadId() {
-  thread_local std::uint32_t const id = static_cast<std::uint32_t>(::gettid());
-  return id;
+  if (currentThreadId == 0) currentThreadId = static_cast<std::uint32_t>(::gettid());
+  return currentThreadId;
 }
 
 void* uCreateSemaphore(void* attributes, std::int32_t initialCount, std::int32_t maximumCount,
