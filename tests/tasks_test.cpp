@@ -57,20 +57,14 @@ class Worker : public Base {
   }
 };
 
-TEST(TasksExitStatus, EachSetterWritesItsPartOfTheRecord) {
+TEST(TasksExitStatus, StatusAndExitCodeAreSetApart) {
   pmExitStatus status;
-  EXPECT_FALSE(status.IsAlive());
-  EXPECT_EQ(status.GetExitCode(), errNothingYet);
   status.setAlive();
-  EXPECT_TRUE(status.IsAlive());
   status.setStatus(errSysNotFound);
-  EXPECT_FALSE(status.IsAlive());
-  EXPECT_EQ(status.GetExitCode(), errSysNotFound);
   status.setExitCode(42);  // leaves the status as it was
-  EXPECT_EQ(status.GetExitCode(), errSysNotFound);
-  status.setAlive();
-  status.setKilled();
   EXPECT_FALSE(status.IsAlive());
+  EXPECT_EQ(status.GetExitCode(), errSysNotFound);
+  status.setKilled();
   EXPECT_EQ(status.GetExitCode(), errNothingYet);
 }
 
@@ -93,6 +87,9 @@ TEST(TasksThread, RunsItsBodyAndRecordsOnlyWhatTheBodyWrites) {
 
 TEST(TasksThread, KillEndsTheThreadAtItsNextCancellationPoint) {
   Worker<pmThread> task;
+  EXPECT_FALSE(task.Kill());  // no thread yet: fails, and marks killed all the same
+  EXPECT_EQ(errMapError(), errSysBadHandle);
+  EXPECT_FALSE(task.GetExitStatus().IsAlive());
   ASSERT_TRUE(task.Start());
   void* handle = task.Handle();
   vekEvent end(new vekMOEvent(handle, vekMOEvent::moThread));  // keeps its own reference
@@ -106,14 +103,6 @@ TEST(TasksThread, KillEndsTheThreadAtItsNextCancellationPoint) {
   // There is nothing left to end.
   EXPECT_FALSE(task.Kill());
   EXPECT_FALSE(task.GetExitStatus().IsAlive());
-}
-
-TEST(TasksThread, KillBeforeStartFailsButMarksKilled) {
-  Worker<pmThread> task;
-  EXPECT_FALSE(task.Kill());
-  EXPECT_EQ(errMapError(), errSysBadHandle);
-  EXPECT_FALSE(task.GetExitStatus().IsAlive());
-  EXPECT_FALSE(task.Kill());
 }
 
 TEST(TasksThread, ASecondStartMakesASecondThread) {
@@ -170,6 +159,9 @@ TEST(TasksStart, FailedStartRecordsThreadCreationInEveryKindOfTask) {
 TEST(TasksStrict, KillOnlyMarksTheRecordAndTheEventSeesTheRealEnd) {
   Worker<pmStrictTask> task;
   EXPECT_FALSE(task.GetExitStatus().IsAlive());  // not alive until Start
+  EXPECT_FALSE(pmStrictTask::IsNoForkSet());
+  pmStrictTask::SetNoFork();                     // a note only: Start ignores it
+  EXPECT_TRUE(pmStrictTask::IsNoForkSet());
   ASSERT_TRUE(task.Start());
   EXPECT_TRUE(task.GetExitStatus().IsAlive());
   EXPECT_EQ(task.GetExitStatus().GetExitCode(), errNothingYet);
@@ -190,18 +182,6 @@ TEST(TasksStrict, KillOnlyMarksTheRecordAndTheEventSeesTheRealEnd) {
   ASSERT_TRUE(end.Wait(10000));
   EXPECT_TRUE(task.ended);
   EXPECT_EQ(task.GetExitStatus().GetExitCode(), errOK);  // the body's own record
-}
-
-TEST(TasksStrict, NoForkIsANoteThatStartIgnores) {
-  EXPECT_FALSE(pmStrictTask::IsNoForkSet());
-  pmStrictTask::SetNoFork();
-  EXPECT_TRUE(pmStrictTask::IsNoForkSet());
-  Worker<pmStrictTask> task;
-  task.release = true;
-  ASSERT_TRUE(task.Start());
-  ptkStrictTaskEvent end(&task);
-  EXPECT_TRUE(end.Wait(10000));
-  EXPECT_EQ(task.runs, 1);
   EXPECT_TRUE(pmStrictTask::IsNoForkSet());
 }
 
@@ -302,19 +282,6 @@ TEST(TasksAsync, DeletingTheEventEarlyLeavesTheCallRunning) {
       call.get());
   call->first = true;
   EXPECT_TRUE(qtest::WaitUntil([&] { return returned.load(); }));
-}
-
-TEST(TasksInfoBridge, CarriesNothingAndKeepsItsMutexUsable) {
-  pmInfoBridge bridge(true, false);
-  void* const partner = GetTaskSelfHandle();
-  EXPECT_EQ(partner, vekGetCurrentThread());
-  EXPECT_TRUE(bridge.Initialize(partner));
-  EXPECT_TRUE(bridge.Initialize(partner));
-  EXPECT_TRUE(bridge.TurnOn());
-  char buffer[4] = {'a', 'b', 'c', 'd'};
-  EXPECT_TRUE(bridge.Send(buffer, 4));
-  EXPECT_TRUE(bridge.Receive(buffer, 4));
-  EXPECT_EQ(std::string(buffer, 4), "abcd");
 }
 
 }  // namespace
