@@ -5,6 +5,8 @@
 #include "quillonbase.h"
 #include "dsdatcol.h"
 #include "dsstring.h"
+#include "mbxtext.h"
+#include "pfupath.h"
 #include "dsortmap.h"
 #include "dsunique.h"
 #include "prosync.h"

@@ -2,8 +2,24 @@
 //
 // Contract: each operation is the C library's function of the same name
 // without the prefix, in the calling thread's current locale, with the same
-// results (including (size_t)-1 for text that cannot be converted). The
+// results: a null destination asks for a count only, and text that cannot be
+// converted gives -1 ((size_t)-1 for the string forms), with the system error
+// kept. An incomplete character counts as one that cannot be converted. The
 // library never changes the locale itself.
+//
+// The single-character forms keep no shift state between calls (they use a
+// fresh conversion state each time), so they may run on any thread at once;
+// with a null source or destination they report a stateless encoding (0).
+// - vek_mblen(source, count): bytes of the first character, at most count
+//   looked at; 0 at a terminator.
+// - vek_mbtowc(destination, source, count): the same, storing the wide
+//   character when destination is not null.
+// - vek_wctomb(destination, character): bytes written for one wide character
+//   (at most MB_CUR_MAX); a wide terminator writes one byte 0.
+// - vek_mbstowcs(destination, source, count): wide characters produced from
+//   source, at most count stored; the terminator is stored if there is room.
+// - vek_wcstombs(destination, wide, limit): bytes produced from wide, at most
+//   limit stored; the terminator is stored if there is room.
 #ifndef OMBTEXT_H
 #define OMBTEXT_H
 
@@ -11,6 +27,10 @@
 
 #include <cstddef>
 
+OMBREL_API int vek_mblen(char const* source, std::size_t count);
+OMBREL_API int vek_mbtowc(wchar_t* destination, char const* source, std::size_t count);
+OMBREL_API int vek_wctomb(char* destination, wchar_t character);
+OMBREL_API std::size_t vek_mbstowcs(wchar_t* destination, char const* source, std::size_t count);
 OMBREL_API std::size_t vek_wcstombs(char* destination, wchar_t const* wide, std::size_t limit);
 
 #endif

@@ -1,0 +1,207 @@
+// Paths: the absolute forms, the join and its limit, head and tail, the
+// native and neutral rewrites, trimming, the wildcard, the current and home
+// directories.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "quillon.h"
+
+namespace {
+
+std::string Str(char const* text) { return text; }
+std::string Repeat(std::size_t n, char c) { return std::string(n, c); }
+
+// Sets (or, with null, removes) an environment variable and puts the old value back.
+class EnvVar {
+ public:
+  EnvVar(char const* name, char const* value) : name(name) {
+    if (char const* old = std::getenv(name)) saved = old;
+    Set(value);
+  }
+  ~EnvVar() { Set(saved ? saved->c_str() : nullptr); }
+
+ private:
+  void Set(char const* value) { value != nullptr ? setenv(name, value, 1) : unsetenv(name); }
+  char const* name;
+  std::optional<std::string> saved;
+};
+
+TEST(PathsText, AbsoluteForms) {
+  struct Case { char const* text; bool unix, win; };
+  for (Case c : std::vector<Case>{{"|a", true, false}, {"/a", true, false}, {"\\a", false, false},
+                                  {"C:|a", false, true}, {"c:\\", false, true}, {"C:/a", false, false},
+                                  {"C:", false, false}, {"C:a", false, false}, {"1:|a", false, false}}) {
+    EXPECT_EQ(IsUnixStyleAbsPath(c.text), c.unix) << c.text;
+    EXPECT_EQ(IsWinStyleAbsPath(c.text), c.win) << c.text;
+    EXPECT_EQ(pfuIsStringPathAbsolute(c.text), c.unix || c.win) << c.text;
+  }
+}
+
+TEST(PathsJoin, OneNeutralSeparatorAndTheLimit) {
+  auto join = [](std::string const& left, std::string const& right) {
+    return Str(pfuDirPath(pfuDirPath(left.c_str()), pfuDirPath(right.c_str())));
+  };
+  EXPECT_EQ(join("a", "b"), "a|b");
+  EXPECT_EQ(join("a|", "b"), "a|b");
+  EXPECT_EQ(join("a\\", "b"), "a\\|b");  // only '|' counts as already there
+  EXPECT_EQ(join("", "b|c"), "b|c");
+  EXPECT_EQ(join("a||", ""), "a||");
+  EXPECT_EQ(join("a", "|b"), "a||b");  // right is taken as it is
+  // 1000 + 21 fits; with 22 the path stays, though 1023 bytes would fit,
+  // and also when no separator is needed.
+  EXPECT_EQ(join(Repeat(1000, 'p'), Repeat(21, 'e')), Repeat(1000, 'p') + "|" + Repeat(21, 'e'));
+  EXPECT_EQ(join(Repeat(1000, 'p'), Repeat(22, 'e')), Repeat(1000, 'p'));
+  EXPECT_EQ(join(Repeat(1000, 'p') + "|", Repeat(22, 'e')), Repeat(1000, 'p') + "|");
+
+  pfuDirEntry name;
+  name = "x";
+  name += ".txt";
+  pfuDirPath path("dir");
+  (path += name) += pfuDirPath("y");
+  EXPECT_EQ(Str(pfuDirPath(path, name)), "dir|x.txt|y|x.txt");
+  path += path;
+  EXPECT_EQ(Str(path), "dir|x.txt|y|dir|x.txt|y");
+}
+
+TEST(PathsCopy, RefusesTextTooLongAndNeverCuts) {
+  std::string const longest = Repeat(1023, 'a'), over = Repeat(1024, 'b');
+  EXPECT_EQ(Str(pfuDirPath(longest.c_str())), longest);
+  EXPECT_EQ(Str(pfuOSPath(longest.c_str())), longest);
+  EXPECT_EQ(Str(pfuDirPath(over.c_str())), "");
+  EXPECT_EQ(Str(pfuOSPath(over.c_str())), "");
+  pfuDirPath path("kept");
+  path = over.c_str();
+  pfuDirEntry entry;
+  entry = over.c_str();
+  EXPECT_EQ(Str(path) + Str(entry), "");
+
+  entry = Repeat(1020, 'e').c_str();
+  entry += "xyz";  // 1023: fits
+  entry += "!";    // 1024: refused whole
+  EXPECT_EQ(Str(entry), Repeat(1020, 'e') + "xyz");
+  pfuOSPath almost(Repeat(1022, 'a').c_str());
+  almost.AddWildcard();  // "/*" would need 1024 bytes with the terminator
+  EXPECT_EQ(Str(almost), Repeat(1022, 'a'));
+}
+
+TEST(PathsSplit, HeadsAndTails) {
+  // GetHead/GetTail from the front (entry, path), then from the back (path, entry).
+  struct Case { char const* path; char const* firstHead; char const* firstTail; char const* lastHead; char const* lastTail; };
+  for (Case c : std::vector<Case>{{"a|b|c", "a", "b|c", "a|b", "c"},
+                                  {"|a|b", "|", "a|b", "|a", "b"},
+                                  {"|a", "|", "a", "|", "a"},
+                                  {"|", "|", "", "|", ""},
+                                  {"C:|a|b", "C:|", "a|b", "C:|a", "b"},
+                                  {"C:|", "C:|", "", "C:|", ""},
+                                  {"C:/a", "C:", "a", "C:", "a"},
+                                  {"C:a|b", "C:a", "b", "C:a", "b"},
+                                  {"\\a", "", "a", "", "a"},
+                                  {"a", "a", "", "", "a"},
+                                  {"a|", "a", "", "a", ""},
+                                  {"a/b\\c|d", "a", "b\\c|d", "a/b\\c", "d"}}) {
+    pfuDirPath const path(c.path);
+    pfuDirEntry firstHead, lastTail;
+    pfuDirPath firstTail("old"), lastHead("old");
+    EXPECT_TRUE(path.GetHead(firstHead) && path.GetTail(firstTail) && path.GetHead(lastHead) && path.GetTail(lastTail));
+    EXPECT_EQ(Str(firstHead) + " " + Str(firstTail) + " " + Str(lastHead) + " " + Str(lastTail),
+              Str(c.firstHead) + " " + c.firstTail + " " + c.lastHead + " " + c.lastTail) << c.path;
+  }
+  // An empty path gives false and leaves every target alone.
+  pfuDirPath empty, dirTarget("keep");
+  pfuDirEntry entryTarget;
+  entryTarget = "keep";
+  EXPECT_FALSE(empty.GetHead(dirTarget) || empty.GetTail(dirTarget) || empty.GetHead(entryTarget) ||
+               empty.GetTail(entryTarget));
+  EXPECT_EQ(Str(dirTarget) + Str(entryTarget), "keepkeep");
+  pfuDirPath self("x|y|z");  // its own target
+  self.GetHead(self);
+  self.GetTail(self);
+  EXPECT_EQ(Str(self), "y");
+}
+
+TEST(PathsNative, RewritesTrimsAndWildcards) {
+  pfuDirPath neutral("old");
+  pfuOSPath("C:\\x/y|").ToNeutral(neutral);
+  EXPECT_EQ(Str(pfuOSPath("a/b\\c|d")), "a/b/c/d");
+  EXPECT_EQ(Str(neutral), "C:|x|y|");
+
+  struct Case { char const* path; char const* result; };
+  for (Case c : std::vector<Case>{{"a\\b\\", "a/b"}, {"/a/", "/a"}, {"/", "/"}, {"//", "//"},
+                                  {"/a//b//", "/a//b"}, {"", ""},
+                                  // "C:/" is no root by the text rules, so on a POSIX host it trims.
+                                  {"C:\\a\\\\", "C:/a"}, {"C:\\", "C:"}}) {
+    pfuOSPath path(c.path);
+    path.TrimTrailSeps();
+    EXPECT_EQ(Str(path), c.result) << c.path;
+  }
+  for (Case c : std::vector<Case>{{"a", "a/*"}, {"a/", "a/*"}, {"", "/*"}}) {
+    pfuOSPath path(c.path);
+    path.AddWildcard();
+    EXPECT_EQ(Str(path), c.result) << c.path;
+  }
+
+  std::string const saved = std::setlocale(LC_ALL, nullptr);
+  ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
+  // Characters of several bytes are stepped over; behind an invalid sequence
+  // nothing is rewritten or trimmed.
+  EXPECT_EQ(Str(pfuOSPath("\xC3\xA9|\xE2\x82\xAC\\x")), "\xC3\xA9/\xE2\x82\xAC/x");
+  EXPECT_EQ(Str(pfuOSPath("a|\xFF|b\\c")), "a/\xFF|b\\c");
+  // The trim walk ends at an invalid sequence as at the end of the string.
+  pfuOSPath invalid("ab\xFF||"), before("a|\xFF|");
+  invalid.TrimTrailSeps();
+  before.TrimTrailSeps();
+  EXPECT_EQ(Str(invalid) + " " + Str(before), "ab\xFF|| a");
+  std::setlocale(LC_ALL, saved.c_str());
+}
+
+TEST(PathsDirectories, CurrentAndHome) {
+  char* cwd = getcwd(nullptr, 0);
+  ASSERT_NE(cwd, nullptr);
+  std::string const native = cwd;
+  std::free(cwd);
+  std::string neutral = native;
+  for (char& c : neutral) c = c == '/' ? '|' : c;
+  std::string const current = native + " " + neutral;
+
+  // The native and the neutral answer.
+  auto ask = [](bool home) {
+    pfuOSPath os;
+    pfuDirPath dir;
+    home ? os.GetHomeDir() : os.GetCurrentDir();
+    home ? dir.GetHomeDir() : dir.GetCurrentDir();
+    return Str(os) + " " + Str(dir);
+  };
+  EXPECT_EQ(ask(false), current);
+
+  EnvVar homeVar("HOME", "/home/someone");
+  {
+    EnvVar drive("HOMEDRIVE", "C:"), path("HOMEPATH", "\\Users\\me");
+    EXPECT_EQ(ask(true), "C:\\Users\\me C:|Users|me");
+  }
+  {
+    EnvVar drive("HOMEDRIVE", "D:"), path("HOMEPATH", ("/" + Repeat(254, 'p')).c_str());  // 255 bytes count
+    EXPECT_EQ(ask(true), "D:/" + Repeat(254, 'p') + " D:|" + Repeat(254, 'p'));
+  }
+  for (auto [driveValue, pathValue] : std::vector<std::pair<char const*, std::string>>{
+           {"ABCD", "\\x"},                    // a drive of 4 bytes does not count
+           {"D:", "/" + Repeat(255, 'p')},     // nor a path of 256
+           {nullptr, "\\x"}, {"C:", ""}}) {
+    EnvVar drive("HOMEDRIVE", driveValue), path("HOMEPATH", pathValue.c_str());
+    EXPECT_EQ(ask(true), "/home/someone |home|someone") << pathValue;
+  }
+  EnvVar drive("HOMEDRIVE", nullptr), path("HOMEPATH", nullptr);
+  {
+    EnvVar unset("HOME", nullptr);
+    EXPECT_EQ(ask(true), current);
+  }
+  EnvVar tooLong("HOME", ("/" + Repeat(1023, 'h')).c_str());
+  EXPECT_EQ(ask(true), current);
+}
+
+}  // namespace
