@@ -65,8 +65,8 @@ struct SemaphoreRecord : Record {
   SemaphoreRecord(int fd, std::int32_t initial, std::int32_t maximum)
       : Record(RecordKind::semaphore, fd, 1), count(initial), maximum(maximum) {}
 
-  // The units handed out by Release and not yet taken by a wait. It is never
-  // below the eventfd's value: Release raises it first, a wait lowers it last.
+  // The free units. Never below the eventfd's value: a release raises it
+  // first, a wait lowers it last.
   std::atomic<std::int32_t> count;
   std::int32_t const maximum;
 };
@@ -77,6 +77,9 @@ bool IsHandle(void* handle) {
   return handle != nullptr && handle != reinterpret_cast<void*>(~std::uintptr_t{0}) &&
          handle != currentThreadPseudoHandle;
 }
+
+// Handles are Record pointers, converted to void* and back as such.
+void* HandleOf(Record* record) { return record; }
 
 Record* RecordOf(void* handle, RecordKind kind) {
   if (!IsHandle(handle)) return nullptr;
@@ -260,7 +263,7 @@ void* uCreateSemaphore(void* attributes, std::int32_t initialCount, std::int32_t
     vekKeepSystemError();
     return nullptr;
   }
-  return new SemaphoreRecord(fd, initialCount, maximumCount);
+  return HandleOf(new SemaphoreRecord(fd, initialCount, maximumCount));
 }
 
 bool vekReleaseSemaphore(void* handle, std::int32_t count, std::int32_t* previousCount) {
@@ -315,7 +318,8 @@ void* vek_beginthreadex(unsigned int (*start)(void*), void* argument) {
   if (record == nullptr) return nullptr;
   record->start = start;
   record->argument = argument;
-  return Launch(record);
+  record = Launch(record);
+  return record != nullptr ? HandleOf(record) : nullptr;
 }
 
 bool vekTerminateThread(void* handle, std::uint32_t exitCode) {
@@ -352,7 +356,7 @@ void* StrictThread_Launch(int (*func)(void*), void* argument, void (*done)(void*
     record->argument = argument;
     record = Launch(record);
   }
-  return record != nullptr ? record : reinterpret_cast<void*>(~std::uintptr_t{0});
+  return record != nullptr ? HandleOf(record) : reinterpret_cast<void*>(~std::uintptr_t{0});
 }
 
 bool StrictThread_GetExitCode(void* handle, int* code) {
