@@ -92,9 +92,10 @@ class QUILLON_API pmThread : public pmTask {
   // Ends the thread at its next cancellation point (a wait, a sleep, a
   // blocking read or write), not at once; the unwinding runs the destructors
   // on its way, nothing else is cleaned up. A body must not reach such a
-  // point inside a noexcept function, or catch (...) without rethrowing. The thread's exit code is 2. The
-  // handle is closed and the status says killed, also when there was no
-  // thread to end; the result says whether there was one.
+  // point inside a noexcept function, nor catch (...) without rethrowing.
+  // The thread's exit code is 2. The handle is closed and the status says
+  // killed, also when there was no thread to end; the result says whether
+  // there was one.
   bool Kill() override;
   pmExitStatus& GetExitStatus() override;
 
