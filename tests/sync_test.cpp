@@ -138,6 +138,29 @@ TEST(SyncSemaphore, StartsFullAndIsAPoolOfUnits) {
   EXPECT_FALSE(pool.Increment());
 }
 
+TEST(SyncSemaphore, HoldersNeverExceedThePoolUnderContention) {
+  proSimpleSem pool(3);
+  std::atomic<int> holders{0};
+  std::atomic<int> most{0};
+  std::vector<std::thread> workers;
+  for (int w = 0; w < 6; ++w) {
+    workers.emplace_back([&] {
+      for (int i = 0; i < 300; ++i) {
+        ASSERT_TRUE(pool.Decrement());
+        int now = ++holders;
+        int seen = most;
+        while (now > seen && !most.compare_exchange_weak(seen, now)) {
+        }
+        --holders;
+        EXPECT_TRUE(pool.Increment());  // a unit was held: there is room
+      }
+    });
+  }
+  for (auto& worker : workers) worker.join();
+  EXPECT_LE(most, 3);
+  EXPECT_FALSE(pool.Increment());  // every unit came back
+}
+
 TEST(SyncSemaphore, EmptyMaximumGivesNoSemaphore) {
   proSimpleSem none(0);
   EXPECT_EQ(none.GetHandle(), nullptr);
