@@ -4,6 +4,8 @@
 // within one file does C++ fix the order of static initialisers. Unload runs
 // the registered destructors in the reverse order. The exported values below
 // are constants in the library's data and need no initialiser at all.
+#include "pipestream.h"
+#include "pmprocess.h"
 #include "quillonbase.h"
 #include "dsunique.h"
 #include "pmtask.h"
@@ -17,6 +19,7 @@ void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 // arrives; the comment of a step stays as its heading.
 
 // 1. The kind of vekIPipeEvent.
+int vekIPipeEvent::kind = vekIPipeEvent::AllocEventKind();
 
 // 2. The copy of badThreadHandle that pmManageTask takes as its first registry key.
 void* const pmManageTask::firstRegistryKey = badThreadHandle;
@@ -26,6 +29,7 @@ void* const pmManageTask::firstRegistryKey = badThreadHandle;
 dsScalarMap<pmManageTask*, void*> pmManageTask::registry;
 
 // 4. The kind of ptkExecProcessEvent.
+int ptkExecProcessEvent::kind = ptkExecProcessEvent::AllocEventKind();
 
 // 5. The kind of ptkAsyncCallEvent.
 int const ptkAsyncCallEvent::kind = vekEvent::AllocEventKind();

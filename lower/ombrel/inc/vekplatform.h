@@ -14,6 +14,8 @@
 #  define VEK_TEMPLATE_VISIBLE
 #  define VEK_INSTANCE_EXPORTS 1
 #  define VEK_NATIVE_SEPARATOR '\\'
+// windows.h (through winsock2.h) brings the file constants and WIN32_FIND_DATAA.
+#  define VEK_HAVE_WIN32_FILE_TYPES 1
 // Room for a CRITICAL_SECTION.
 #  define VEK_CRITICAL_SECTION_BYTES 48
 #else

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -32,3 +33,7 @@ int vek_unlink(char const* path) {
   if (result != 0) vekKeepSystemError();
   return result;
 }
+
+void vekResetRuntimeError() { errno = 0; }
+
+void vekKeepRuntimeError() { vekSetLastError(errno != 0 ? errno : EINVAL); }

@@ -1,7 +1,8 @@
 // tarnlet: files, directories and the process's place in the file system,
 // in native text.
 //
-// Contract:
+// Contract (BOOL-style results: non-zero is success; every failure keeps the
+// system error, or vekErrSharingViolation, for errMapError()):
 // - uGetCurrentDirectory(size, buffer): writes the current directory with its
 //   terminator into buffer, at most size bytes. Returns the length written
 //   (without the terminator); 0 on failure, with buffer left alone and the
@@ -11,12 +12,136 @@
 //   that is not set (buffer untouched), and the size needed with the
 //   terminator, which is at least size, when it does not fit (buffer
 //   untouched).
+// - uCreateFile(path, access, share, security, disposition, flags, template):
+//   opens a file (never a directory) and gives its handle, or
+//   VEK_INVALID_HANDLE. access: GENERIC_READ and/or GENERIC_WRITE. disposition:
+//   OPEN_EXISTING (fails if missing), OPEN_ALWAYS (makes it if missing),
+//   CREATE_ALWAYS (makes it, or empties it), CREATE_NEW (fails if present),
+//   TRUNCATE_EXISTING. share: the opens that others may make while this handle
+//   is open. An open whose share mode conflicts with an open handle (in any
+//   process, or in this one) fails as a sharing violation: share 0 refuses
+//   every other open, any read or write sharing admits the other sharing
+//   opens. A file is emptied only once the share mode is granted.
+//   FILE_FLAG_SEQUENTIAL_SCAN hints at reading from start to end. security
+//   and template are not used.
+// - vekReadFile(handle, buffer, size, &got): reads up to size bytes; got 0 at
+//   the end of the file. vekWriteFile(handle, data, size, &written): writes
+//   all size bytes unless it fails. Both return false on failure.
+// - vekCopyFileData(source, target): copies from the position of source to its
+//   end into target at its position, by the fastest means the system has.
+//   False on a failed read or write; what was written stays.
+// - vekGetFileSize(handle, high): the low 32 bits of the size, the high bits
+//   into *high when high is not null; VEK_INVALID_FILE_SIZE on failure.
+// - vekLockFile / vekUnlockFile(handle, offsetLow, offsetHigh, lengthLow,
+//   lengthHigh): takes or drops a write lock on a byte region, without
+//   waiting, held by this handle. A region of length 0 locks nothing and
+//   succeeds.
+// - vekSleep(milliseconds): suspends the calling thread.
+// - uCreateDirectory(path, security), uRemoveDirectory(path) (empty only),
+//   uDeleteFile(path) (not a directory; a link itself, never its target).
+// - uMoveFileEx(from, to, flags): renames a file or directory. Without
+//   MOVEFILE_REPLACE_EXISTING an existing target fails as exists. With
+//   MOVEFILE_COPY_ALLOWED a file that cannot be renamed across file systems is
+//   copied, then the original removed.
+// - FileInfo_Read(info, path, follow): the information of path; a link is
+//   reported as a link (type 0xA000) unless follow is true. False on failure.
+// - uReadLink(path, buffer, size): the target of a link with its terminator;
+//   returns its length, -1 on failure (a target that does not fit fails as
+//   name-too-long), -2 on a platform without links.
+// - uFindFirstFile(pattern, data): pattern is a directory, a separator and a
+//   wildcard for the names (`*` any run, `?` one character). Fills data with
+//   the first entry (`.` and `..` included) and gives a search handle, or
+//   VEK_INVALID_HANDLE if the directory cannot be listed or nothing matches.
+//   uFindNextFile(handle, data): the next entry; 0 at the end (the last error
+//   is then left alone) or on failure. win32FindClose (ombhandle.h) ends it.
+// - uGetDiskFreeSpace(root, &sectorsPerCluster, &bytesPerSector,
+//   &freeClusters, &totalClusters): the space of the file system that holds
+//   root, for an unprivileged user; the product of the first three is the
+//   free space, each factor within 32 bits.
+// - vekFreeSpaceRoot(path, root, size): the name that uGetDiskFreeSpace is
+//   asked about for path. On POSIX the path itself; on Windows its drive root,
+//   and false for a path without a drive.
+// - uGetLogicalDriveStrings(size, buffer): the drive roots, 4 bytes each
+//   ("C:\" and a terminator), and a final terminator; returns the length
+//   without the final terminator. POSIX has no drives and returns 0.
+// - vek_chdrive(drive): makes drive 1 (A) to 26 (Z) the current drive; 0 on
+//   success. POSIX has one root and nothing to switch: it succeeds.
+// - uGetComputerName(buffer, &size) and uGetUserName(buffer, &size): the
+//   name of the host or of the user who runs the process, with its
+//   terminator, into size bytes. On success size is the length without the
+//   terminator (computer) or with it (user); when the buffer is too small they
+//   fail and size is the size needed.
 #ifndef VEKFILE_H
 #define VEKFILE_H
 
 #include "vekplatform.h"
 
+#include <sys/stat.h>
+
+#include <cstdint>
+
+#include "ombhandle.h"
+
+#if !defined(VEK_HAVE_WIN32_FILE_TYPES)
+#define GENERIC_READ 0x80000000u
+#define GENERIC_WRITE 0x40000000u
+#define FILE_SHARE_READ 0x1u
+#define FILE_SHARE_WRITE 0x2u
+#define CREATE_NEW 1u
+#define CREATE_ALWAYS 2u
+#define OPEN_EXISTING 3u
+#define OPEN_ALWAYS 4u
+#define TRUNCATE_EXISTING 5u
+#define FILE_ATTRIBUTE_DIRECTORY 0x10u
+#define FILE_ATTRIBUTE_NORMAL 0x80u
+#define FILE_FLAG_SEQUENTIAL_SCAN 0x08000000u
+#define MOVEFILE_REPLACE_EXISTING 0x1u
+#define MOVEFILE_COPY_ALLOWED 0x2u
+#define MAX_PATH 260
+
+// One result of a directory search: the entry's attributes and its name.
+struct WIN32_FIND_DATAA {
+  std::uint32_t dwFileAttributes;
+  char cFileName[MAX_PATH];
+};
+#endif
+
+#define VEK_INVALID_FILE_SIZE 0xFFFFFFFFu
+
 TARNLET_API unsigned uGetCurrentDirectory(unsigned size, char* buffer);
 TARNLET_API unsigned uGetEnvironmentVariable(char const* name, char* buffer, unsigned size);
+
+TARNLET_API void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share,
+                              void* security, std::uint32_t disposition, std::uint32_t flags,
+                              void* templateFile);
+TARNLET_API bool vekReadFile(void* handle, void* buffer, std::uint32_t size, std::uint32_t* got);
+TARNLET_API bool vekWriteFile(void* handle, void const* data, std::uint32_t size,
+                              std::uint32_t* written);
+TARNLET_API bool vekCopyFileData(void* source, void* target);
+TARNLET_API std::uint32_t vekGetFileSize(void* handle, std::uint32_t* high);
+TARNLET_API bool vekLockFile(void* handle, std::uint32_t offsetLow, std::uint32_t offsetHigh,
+                             std::uint32_t lengthLow, std::uint32_t lengthHigh);
+TARNLET_API bool vekUnlockFile(void* handle, std::uint32_t offsetLow, std::uint32_t offsetHigh,
+                               std::uint32_t lengthLow, std::uint32_t lengthHigh);
+TARNLET_API void vekSleep(std::uint32_t milliseconds);
+
+TARNLET_API int uCreateDirectory(char const* path, void* security);
+TARNLET_API int uRemoveDirectory(char const* path);
+TARNLET_API int uDeleteFile(char const* path);
+TARNLET_API int uMoveFileEx(char const* from, char const* to, std::uint32_t flags);
+TARNLET_API bool FileInfo_Read(struct stat& info, char const* path, bool follow);
+TARNLET_API int uReadLink(char const* path, char* buffer, unsigned size);
+
+TARNLET_API void* uFindFirstFile(char const* pattern, WIN32_FIND_DATAA* data);
+TARNLET_API int uFindNextFile(void* handle, WIN32_FIND_DATAA* data);
+
+TARNLET_API int uGetDiskFreeSpace(char const* root, std::uint32_t* sectorsPerCluster,
+                                  std::uint32_t* bytesPerSector, std::uint32_t* freeClusters,
+                                  std::uint32_t* totalClusters);
+TARNLET_API bool vekFreeSpaceRoot(char const* path, char* root, unsigned size);
+TARNLET_API unsigned uGetLogicalDriveStrings(unsigned size, char* buffer);
+TARNLET_API int vek_chdrive(int drive);
+TARNLET_API int uGetComputerName(char* buffer, std::uint32_t* size);
+TARNLET_API int uGetUserName(char* buffer, std::uint32_t* size);
 
 #endif

@@ -1,12 +1,176 @@
 #include "vekfile.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/file.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <memory>
+#include <string>
 
 #include "ombmem.h"
+
+namespace {
+
+int Descriptor(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
+void* Handle(int fd) { return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd)); }
+
+// Fails with the error of the call that just failed, closing fd first.
+void* FailClosing(int fd) {
+  int code = errno;
+  ::close(fd);
+  vekSetLastError(code);
+  return VEK_INVALID_HANDLE;
+}
+
+bool WriteAll(int fd, char const* data, std::size_t size) {
+  while (size > 0) {
+    ssize_t n = ::write(fd, data, size);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += n;
+    size -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+// Copies the rest of in into out; errno tells a failure. The kernel's copy
+// call first; a buffer for what it refuses (other file systems, pipes).
+bool CopyDescriptors(int in, int out) {
+  bool kernelCopy = true;
+  while (kernelCopy) {
+    ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, std::size_t(1) << 30, 0);
+    if (n == 0) return true;
+    if (n > 0) continue;
+    if (errno == EINTR) continue;
+    if (errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP &&
+        errno != EPERM)
+      return false;
+    kernelCopy = false;
+  }
+  std::size_t const size = std::size_t(1) << 20;
+  std::unique_ptr<char[]> buffer(new char[size]);
+  for (;;) {
+    ssize_t n = ::read(in, buffer.get(), size);
+    if (n == 0) return true;
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (!WriteAll(out, buffer.get(), static_cast<std::size_t>(n))) return false;
+  }
+}
+
+int Fail() {
+  vekKeepSystemError();
+  return 0;
+}
+
+// Wildcard match of one name: `*` any run (also empty), `?` one byte; every
+// other byte stands for itself, case counting.
+bool NameMatches(char const* name, char const* pattern) {
+  char const* star = nullptr;
+  char const* resume = nullptr;
+  while (*name != '\0') {
+    if (*pattern == '*') {
+      star = pattern++;
+      resume = name;
+    } else if (*pattern == '?' || *pattern == *name) {
+      ++pattern;
+      ++name;
+    } else if (star != nullptr) {
+      pattern = star + 1;
+      name = ++resume;
+    } else {
+      return false;
+    }
+  }
+  while (*pattern == '*') ++pattern;
+  return *pattern == '\0';
+}
+
+enum class Found { entry, end, failure };
+
+// The next entry of the search that matches its wildcard. The end leaves the
+// last error alone; a failure keeps its error.
+Found NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
+  DIR* stream = static_cast<DIR*>(record->stream);
+  for (;;) {
+    errno = 0;
+    dirent* entry = ::readdir(stream);
+    if (entry == nullptr) {
+      if (errno == 0) return Found::end;
+      vekKeepSystemError();
+      return Found::failure;
+    }
+    std::size_t length = std::strlen(entry->d_name);
+    if (length >= sizeof data->cFileName || !NameMatches(entry->d_name, record->pattern)) continue;
+    bool directory = entry->d_type == DT_DIR;
+    if (entry->d_type == DT_UNKNOWN) {
+      struct stat info;
+      directory = ::fstatat(::dirfd(stream), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+                  S_ISDIR(info.st_mode);
+    }
+    data->dwFileAttributes = directory ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+    std::memcpy(data->cFileName, entry->d_name, length + 1);
+    return Found::entry;
+  }
+}
+
+// Renames a regular file across file systems: a copy with the original's
+// permissions, then the original removed. A failed copy leaves no target.
+int MoveByCopy(char const* from, char const* to, bool replace) {
+  struct stat info;
+  if (::lstat(from, &info) != 0) return Fail();
+  if (!S_ISREG(info.st_mode)) {
+    vekSetLastError(EXDEV);
+    return 0;
+  }
+  int in = ::open(from, O_RDONLY | O_CLOEXEC);
+  if (in < 0) return Fail();
+  int out = ::open(to, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | (replace ? 0 : O_EXCL),
+                   info.st_mode & 07777);
+  if (out < 0) {
+    FailClosing(in);
+    return 0;
+  }
+  bool copied = CopyDescriptors(in, out);
+  int code = errno;
+  ::close(in);
+  if (::close(out) != 0 && copied) {
+    copied = false;
+    code = errno;
+  }
+  if (!copied) {
+    ::unlink(to);
+    vekSetLastError(code);
+    return 0;
+  }
+  return ::unlink(from) == 0 ? 1 : Fail();
+}
+
+int NameInto(char const* name, char* buffer, std::uint32_t* size, bool countTerminator) {
+  std::size_t length = std::strlen(name);
+  if (length + 1 > *size) {
+    *size = static_cast<std::uint32_t>(length + 1);
+    vekSetLastError(ENAMETOOLONG);
+    return 0;
+  }
+  std::memcpy(buffer, name, length + 1);
+  *size = static_cast<std::uint32_t>(countTerminator ? length + 1 : length);
+  return 1;
+}
+
+}  // namespace
 
 unsigned uGetCurrentDirectory(unsigned size, char* buffer) {
   // getcwd writes into its buffer even when it fails; the contract keeps the
@@ -34,4 +198,252 @@ unsigned uGetEnvironmentVariable(char const* name, char* buffer, unsigned size) 
   if (length + 1 > size) return static_cast<unsigned>(length + 1);
   std::memcpy(buffer, value, length + 1);
   return static_cast<unsigned>(length);
+}
+
+void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, void*,
+                  std::uint32_t disposition, std::uint32_t flags, void*) {
+  int mode = O_CLOEXEC | O_NOCTTY;
+  bool reads = (access & GENERIC_READ) != 0, writes = (access & GENERIC_WRITE) != 0;
+  mode |= reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY;
+  switch (disposition) {
+    case CREATE_NEW: mode |= O_CREAT | O_EXCL; break;
+    case CREATE_ALWAYS: case OPEN_ALWAYS: mode |= O_CREAT; break;
+    case OPEN_EXISTING: case TRUNCATE_EXISTING: break;
+    default:
+      vekSetLastError(EINVAL);
+      return VEK_INVALID_HANDLE;
+  }
+  int fd = ::open(path, mode, 0666);
+  if (fd < 0) {
+    vekKeepSystemError();
+    return VEK_INVALID_HANDLE;
+  }
+  struct stat info;
+  if (::fstat(fd, &info) != 0) return FailClosing(fd);
+  if (S_ISDIR(info.st_mode)) {
+    errno = EISDIR;
+    return FailClosing(fd);
+  }
+  // The share mode: an exclusive flock for "share nothing", a shared one for
+  // any sharing. flock belongs to the open file description, so two opens in
+  // one process exclude each other as two processes do.
+  int lock = (share & (FILE_SHARE_READ | FILE_SHARE_WRITE)) == 0 ? LOCK_EX : LOCK_SH;
+  int locked;
+  while ((locked = ::flock(fd, lock | LOCK_NB)) != 0 && errno == EINTR) {
+  }
+  if (locked != 0) {
+    int code = errno == EWOULDBLOCK ? int(vekErrSharingViolation) : errno;
+    ::close(fd);
+    vekSetLastError(code);
+    return VEK_INVALID_HANDLE;
+  }
+  if ((disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING) && info.st_size != 0 &&
+      ::ftruncate(fd, 0) != 0)
+    return FailClosing(fd);
+  if ((flags & FILE_FLAG_SEQUENTIAL_SCAN) != 0) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+  return Handle(fd);
+}
+
+bool vekReadFile(void* handle, void* buffer, std::uint32_t size, std::uint32_t* got) {
+  for (;;) {
+    ssize_t n = ::read(Descriptor(handle), buffer, size);
+    if (n >= 0) {
+      *got = static_cast<std::uint32_t>(n);
+      return true;
+    }
+    if (errno != EINTR) {
+      *got = 0;
+      vekKeepSystemError();
+      return false;
+    }
+  }
+}
+
+bool vekWriteFile(void* handle, void const* data, std::uint32_t size, std::uint32_t* written) {
+  bool whole = WriteAll(Descriptor(handle), static_cast<char const*>(data), size);
+  if (!whole) vekKeepSystemError();
+  *written = whole ? size : 0;
+  return whole;
+}
+
+bool vekCopyFileData(void* source, void* target) {
+  if (CopyDescriptors(Descriptor(source), Descriptor(target))) return true;
+  vekKeepSystemError();
+  return false;
+}
+
+std::uint32_t vekGetFileSize(void* handle, std::uint32_t* high) {
+  struct stat info;
+  if (::fstat(Descriptor(handle), &info) != 0) {
+    vekKeepSystemError();
+    return VEK_INVALID_FILE_SIZE;
+  }
+  auto size = static_cast<std::uint64_t>(info.st_size);
+  if (high != nullptr) *high = static_cast<std::uint32_t>(size >> 32);
+  return static_cast<std::uint32_t>(size);
+}
+
+namespace {
+
+bool SetRegionLock(void* handle, short type, std::uint32_t offsetLow, std::uint32_t offsetHigh,
+                   std::uint32_t lengthLow, std::uint32_t lengthHigh) {
+  std::uint64_t length = (std::uint64_t(lengthHigh) << 32) | lengthLow;
+  if (length == 0) return true;  // for fcntl a length of 0 would mean "to the end, and beyond"
+  struct flock region {};
+  region.l_type = type;
+  region.l_whence = SEEK_SET;
+  region.l_start = static_cast<off_t>((std::uint64_t(offsetHigh) << 32) | offsetLow);
+  region.l_len = static_cast<off_t>(length);
+#if defined(F_OFD_SETLK)
+  int const command = F_OFD_SETLK;  // held by the handle, as on Windows
+#else
+  int const command = F_SETLK;
+#endif
+  if (::fcntl(Descriptor(handle), command, &region) == 0) return true;
+  vekKeepSystemError();
+  return false;
+}
+
+}  // namespace
+
+bool vekLockFile(void* handle, std::uint32_t offsetLow, std::uint32_t offsetHigh,
+                 std::uint32_t lengthLow, std::uint32_t lengthHigh) {
+  return SetRegionLock(handle, F_WRLCK, offsetLow, offsetHigh, lengthLow, lengthHigh);
+}
+
+bool vekUnlockFile(void* handle, std::uint32_t offsetLow, std::uint32_t offsetHigh,
+                   std::uint32_t lengthLow, std::uint32_t lengthHigh) {
+  return SetRegionLock(handle, F_UNLCK, offsetLow, offsetHigh, lengthLow, lengthHigh);
+}
+
+void vekSleep(std::uint32_t milliseconds) {
+  timespec rest{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
+  while (::nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+  }
+}
+
+int uCreateDirectory(char const* path, void*) { return ::mkdir(path, 0777) == 0 ? 1 : Fail(); }
+
+int uRemoveDirectory(char const* path) { return ::rmdir(path) == 0 ? 1 : Fail(); }
+
+int uDeleteFile(char const* path) { return ::unlink(path) == 0 ? 1 : Fail(); }
+
+int uMoveFileEx(char const* from, char const* to, std::uint32_t flags) {
+  bool replace = (flags & MOVEFILE_REPLACE_EXISTING) != 0;
+  struct stat info;
+  if (!replace && ::lstat(to, &info) == 0) {
+    vekSetLastError(EEXIST);
+    return 0;
+  }
+  if (::rename(from, to) == 0) return 1;
+  if (errno == EXDEV && (flags & MOVEFILE_COPY_ALLOWED) != 0) return MoveByCopy(from, to, replace);
+  return Fail();
+}
+
+bool FileInfo_Read(struct stat& info, char const* path, bool follow) {
+  if ((follow ? ::stat(path, &info) : ::lstat(path, &info)) == 0) return true;
+  vekKeepSystemError();
+  return false;
+}
+
+int uReadLink(char const* path, char* buffer, unsigned size) {
+  ssize_t length = ::readlink(path, buffer, size);
+  if (length < 0) {
+    vekKeepSystemError();
+    return -1;
+  }
+  if (static_cast<std::size_t>(length) >= size) {
+    vekSetLastError(ENAMETOOLONG);
+    return -1;
+  }
+  buffer[length] = '\0';
+  return static_cast<int>(length);
+}
+
+void* uFindFirstFile(char const* pattern, WIN32_FIND_DATAA* data) {
+  char const* cut = std::strrchr(pattern, '/');
+  std::string directory = cut == nullptr ? "." : cut == pattern ? "/" : std::string(pattern, cut);
+  DIR* stream = ::opendir(directory.c_str());
+  if (stream == nullptr) {
+    vekKeepSystemError();
+    return VEK_INVALID_HANDLE;
+  }
+  auto* record = new vekFindRecord{stream, nullptr};
+  char const* wildcard = cut == nullptr ? pattern : cut + 1;
+  record->pattern = new char[std::strlen(wildcard) + 1];
+  std::strcpy(record->pattern, wildcard);
+  Found first = NextMatch(record, data);
+  if (first == Found::entry) return record;
+  if (first == Found::end) vekSetLastError(ENOENT);  // nothing matches
+  int code = vekGetLastError();
+  win32FindClose(record);
+  vekSetLastError(code);
+  return VEK_INVALID_HANDLE;
+}
+
+int uFindNextFile(void* handle, WIN32_FIND_DATAA* data) {
+  if (handle == nullptr || handle == VEK_INVALID_HANDLE) {
+    vekSetLastError(EBADF);
+    return 0;
+  }
+  return NextMatch(static_cast<vekFindRecord*>(handle), data) == Found::entry ? 1 : 0;
+}
+
+int uGetDiskFreeSpace(char const* root, std::uint32_t* sectorsPerCluster,
+                      std::uint32_t* bytesPerSector, std::uint32_t* freeClusters,
+                      std::uint32_t* totalClusters) {
+  struct statvfs info;
+  if (::statvfs(root, &info) != 0) return Fail();
+  // Clusters of more blocks until both counts fit in 32 bits.
+  std::uint64_t perCluster = 1, available = info.f_bavail, total = info.f_blocks;
+  while (available > 0xFFFFFFFFu || total > 0xFFFFFFFFu) {
+    perCluster *= 2;
+    available /= 2;
+    total /= 2;
+  }
+  *sectorsPerCluster = static_cast<std::uint32_t>(perCluster);
+  *bytesPerSector = static_cast<std::uint32_t>(info.f_frsize);
+  *freeClusters = static_cast<std::uint32_t>(available);
+  *totalClusters = static_cast<std::uint32_t>(total);
+  return 1;
+}
+
+bool vekFreeSpaceRoot(char const* path, char* root, unsigned size) {
+  std::size_t length = std::strlen(path);
+  if (length + 1 > size) {
+    vekSetLastError(ENAMETOOLONG);
+    return false;
+  }
+  std::memcpy(root, path, length + 1);
+  return true;
+}
+
+unsigned uGetLogicalDriveStrings(unsigned size, char* buffer) {
+  if (size > 0) buffer[0] = '\0';
+  return 0;
+}
+
+int vek_chdrive(int drive) {
+  if (drive >= 1 && drive <= 26) return 0;
+  vekSetLastError(EINVAL);
+  return -1;
+}
+
+int uGetComputerName(char* buffer, std::uint32_t* size) {
+  char name[256];
+  if (::gethostname(name, sizeof name) != 0) return Fail();
+  name[sizeof name - 1] = '\0';
+  return NameInto(name, buffer, size, false);
+}
+
+int uGetUserName(char* buffer, std::uint32_t* size) {
+  passwd entry;
+  passwd* found = nullptr;
+  char records[4096];
+  int code = ::getpwuid_r(::geteuid(), &entry, records, sizeof records, &found);
+  if (found == nullptr) {
+    vekSetLastError(code != 0 ? code : ENOENT);
+    return 0;
+  }
+  return NameInto(found->pw_name, buffer, size, true);
 }

@@ -1,0 +1,27 @@
+// quillon argument files: the option "-argfile <file>" on a command line
+// stands for the lines of that file, one argument a line.
+//
+// An argument file has no comments, quoting or continuation: each line is one
+// argument, blanks and quotes included, and an empty line is an empty
+// argument. A line ends in a line feed, or a carriage return and a line feed,
+// on every host, so a file written on Windows reads the same on Linux. A last
+// line without a line end is not taken. A line that begins with $NAME, the
+// name ending at \ / | blank or tab, has the value of the environment
+// variable NAME in its place, if it is set. "-argfile" inside a file is an
+// ordinary argument: files do not nest.
+#ifndef CMDARGXP_H
+#define CMDARGXP_H
+
+#include "quillonbase.h"
+
+// Replaces argc and argv by a new pair in which every "-argfile <file>" is
+// replaced by the lines of the file; every string of the new pair is a copy
+// of its own. The old pair is left as it was. With echo, and if at least one
+// file was read, the new arguments go to standard output on one line. A
+// "-argfile" with nothing behind it, or a file that cannot be opened, ends the
+// process with a message on standard error.
+QUILLON_API void ExpandCommandArguments(int& argc, char**& argv, bool echo);
+// Releases a pair made by ExpandCommandArguments and sets argv to null.
+QUILLON_API void FreeCommandArguments(int argc, char**& argv);
+
+#endif

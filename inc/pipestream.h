@@ -1,0 +1,117 @@
+// quillon: anonymous pipes as standard streams, the event that tells a read
+// end has data, and a stream buffer that works directly on a pipe handle.
+#ifndef PIPESTREAM_H
+#define PIPESTREAM_H
+
+#include <istream>
+#include <ostream>
+#include <streambuf>
+
+#include "quillonbase.h"
+#include "vekpipe.h"
+
+class iPipeStream;
+class oPipeStream;
+
+// Makes a pipe: *out is its write end, *in its read end. 1 on success; 37 when
+// no pipe could be made, with both out-parameters left as they were. The
+// caller owns both ends and releases each with DeletePipe.
+QUILLON_API errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+
+// Releases a pipe end made by CreatePipeSt: the stream, then its buffer, which
+// closes the end (a write end flushes first). The argument must not be null.
+QUILLON_API void DeletePipe(iPipeStream* stream);
+QUILLON_API void DeletePipe(oPipeStream* stream);
+
+// The read end. Reads block until data comes; end-of-file once every writer
+// has gone. rdbuf()->in_avail() tells without blocking what can be read.
+class QUILLON_API iPipeStream : public std::basic_istream<char> {
+ public:
+  ~iPipeStream() override;
+  iPipeStream(iPipeStream const&) = delete;
+  iPipeStream& operator=(iPipeStream const&) = delete;
+
+  vekIPipeSBuf* rdbuf() const { return sbuf; }
+  // A new vekIPipeEvent on this stream, owned by the caller; null when no
+  // memory could be had.
+  vekEvent* GetReadEvent();
+
+ private:
+  friend errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+  explicit iPipeStream(vekIPipeSBuf* buffer);
+
+  vekIPipeSBuf* sbuf;
+};
+
+// The write end. Its destructor flushes. A write whose reader has gone fails
+// (badbit) and never raises SIGPIPE.
+class QUILLON_API oPipeStream : public std::basic_ostream<char> {
+ public:
+  ~oPipeStream() override;
+  oPipeStream(oPipeStream const&) = delete;
+  oPipeStream& operator=(oPipeStream const&) = delete;
+
+  vekOPipeSBuf* rdbuf() const { return sbuf; }
+
+ private:
+  friend errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+  explicit oPipeStream(vekOPipeSBuf* buffer);
+
+  vekOPipeSBuf* sbuf;
+};
+
+// Signalled while the read end of its stream has data, or its writers have
+// gone. The object behind cast() is the event itself.
+class QUILLON_API vekIPipeEvent : public vekPipeEvent {
+ public:
+  explicit vekIPipeEvent(iPipeStream* stream);
+  static vekIPipeEvent* cast(vekEvent* event);
+
+ private:
+  int GetKind() override;
+  void* GetInfo() override;
+
+  static int kind;  // taken at load
+  iPipeStream* stream;
+};
+
+// A stream buffer on a pipe handle that it owns once attached. One block of
+// 8192 bytes, taken on demand by reading or writing: the first half is the get
+// area, the second the put area.
+//
+// Reading never blocks. underflow() gives end-of-file when nothing is waiting;
+// in_avail() then tells the two cases apart: 0 while the writer is there and
+// nothing has come yet, -1 once the pipe has ended (or failed).
+// overflow() and sync() give -1 when the pending output could not all be
+// written; the bytes not written stay in the put area. sync() also drops the
+// input read from the pipe and not taken yet, and gives 1 on success. The
+// destructor doesn't flush: sync first.
+class QUILLON_API vekPipeBuf : public std::basic_streambuf<char> {
+ public:
+  explicit vekPipeBuf(bool ignored);
+  ~vekPipeBuf() override;
+  vekPipeBuf(vekPipeBuf const&) = delete;
+  vekPipeBuf& operator=(vekPipeBuf const&) = delete;
+
+  // False if a handle is attached already; there is no way to detach.
+  bool setIOCtrlHandle(void* handle);
+  int is_attached() { return attached ? 1 : 0; }
+  // 1 when it made the block, 0 when it exists already (or no memory).
+  int doallocate();
+
+ protected:
+  int_type overflow(int_type c) override;
+  int_type underflow() override;
+  int sync() override;
+  std::streamsize showmanyc() override;
+
+ private:
+  bool FlushPutArea();
+
+  void* ioCtrlHandle;
+  char* buffer;
+  int areaSize;
+  bool attached;
+};
+
+#endif

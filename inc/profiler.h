@@ -1,0 +1,51 @@
+// quillon profiling: named accounts of time, charged by guard objects.
+//
+// A ProfilePoint charges its ProfileEntry for as long as it lives. Points
+// nest, and nested points do not count twice: while an inner point lives,
+// the clock of the outer one stands still, so each entry gets its own time.
+// When an entry is destroyed it writes one line of totals to standard
+// output:
+//
+//   read: 4 times * 0.25 sec = 1 sec total
+//
+// The innermost live point is one process-wide pointer, with no lock: points
+// must nest strictly, on one thread at a time, and an entry must outlive its
+// points. A point costs two readings of the clock and allocates nothing.
+#ifndef PROFILER_H
+#define PROFILER_H
+
+#include <cstdint>
+
+#include "dsstring.h"
+
+class QUILLON_API ProfileEntry {
+ public:
+  explicit ProfileEntry(char const* name);  // null: the line has no name
+  ~ProfileEntry();                          // writes the report line
+  ProfileEntry(ProfileEntry const&) = delete;
+  ProfileEntry& operator=(ProfileEntry const&) = delete;
+
+ private:
+  friend class ProfilePoint;
+
+  dsString name;
+  std::uint32_t count;  // points of this entry that have ended
+  double total;         // seconds charged
+};
+
+class QUILLON_API ProfilePoint {
+ public:
+  explicit ProfilePoint(ProfileEntry* entry);
+  ~ProfilePoint();  // charges the entry and counts one more point
+  ProfilePoint(ProfilePoint const&) = delete;
+  ProfilePoint& operator=(ProfilePoint const&) = delete;
+
+ private:
+  static ProfilePoint* current;  // the innermost live point
+
+  ProfilePoint* previous;  // the point that was innermost when this one began
+  ProfileEntry* entry;     // not owned
+  double start;            // where this point's running time counts from; 0 while an inner point runs
+};
+
+#endif

@@ -1,0 +1,36 @@
+#include "ombhandle.h"
+
+#include <dirent.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+
+#include "ombmem.h"
+
+bool win32CloseFileHandle(void* handle) {
+  if (handle == VEK_INVALID_HANDLE) {
+    vekSetLastError(EBADF);
+    return false;
+  }
+  // Linux releases the descriptor even when close reports EINTR, so the
+  // close is never repeated.
+  if (::close(static_cast<int>(reinterpret_cast<std::intptr_t>(handle))) != 0 && errno != EINTR) {
+    vekKeepSystemError();
+    return false;
+  }
+  return true;
+}
+
+bool win32FindClose(void* handle) {
+  if (handle == nullptr || handle == VEK_INVALID_HANDLE) {
+    vekSetLastError(EBADF);
+    return false;
+  }
+  auto* record = static_cast<vekFindRecord*>(handle);
+  bool closed = ::closedir(static_cast<DIR*>(record->stream)) == 0;
+  if (!closed) vekKeepSystemError();
+  delete[] record->pattern;
+  delete record;
+  return closed;
+}

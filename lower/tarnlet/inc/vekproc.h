@@ -1,0 +1,82 @@
+// tarnlet: child processes.
+//
+// Contract:
+// - A process handle is a pointer to a record of the library's own (on POSIX:
+//   the pid, a pidfd, the exit code once reaped); all ones (-1) stands for no
+//   process. Every operation below takes a handle that Process_Launch gave and
+//   that was not released yet.
+// - Process_Launch(&process, &processId, command, second, in, out, err, mode):
+//   splits command into arguments by the Windows rules for command lines (see
+//   vekSplitCommandLine), finds the program (the first argument) on PATH unless
+//   it names a directory, and starts it. in, out and err are native handles
+//   (fds) that become the child's standard input, output and error; all ones
+//   leaves the parent's own stream to the child. Nothing else is inherited:
+//   every handle the libraries make is closed on exec. mode 1 starts an
+//   ordinary child, mode 2 a detached one (a session of its own, so it gets no
+//   signal meant for the parent's terminal). second must be null. True with
+//   both outputs set when the program runs; false, with the system error kept
+//   and the outputs untouched, when the command is empty, the program cannot
+//   be found or cannot be run. No child is left behind by a failed launch.
+// - Process_Wait(process, &code, wait, release): true when the process has
+//   ended, with its exit code in code; with wait it blocks until then, without
+//   it only looks. A child ended by a signal has the code 128 + the signal's
+//   number. With release, a true result also releases the handle. The child is
+//   reaped once; later calls on a handle not released give the same code.
+// - Process_GetStatus(process): asAlive while it runs, asNotAlive once it has
+//   ended, asUnknown when the system cannot tell. Never reaps.
+// - Process_GetExitCode(process, &code): true with the exit code when the
+//   process has ended, false while it runs; never reaps.
+// - Process_Kill(process) ends the process (SIGKILL); Process_Interrupt(pid)
+//   interrupts the process with that id (SIGINT). True on success; false with
+//   the system error kept, also for a process already reaped.
+// - Process_Free(process) releases the handle and leaves the process alone. A
+//   child that has not ended yet is reaped when it ends all the same, so none
+//   is left behind as a zombie.
+// - vekPROCESSEvent(process) is the object behind an event that is signalled
+//   once the process has ended. It keeps a handle of its own on the process,
+//   so it stays valid after the process handle is released.
+// - vekStreamFileHandle(buffer): the native handle of the file that a standard
+//   file buffer has open, or all ones when it has none.
+#ifndef VEKPROC_H
+#define VEKPROC_H
+
+#include "vekevent.h"
+#include "vekplatform.h"
+#include "vekstatus.h"
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <vector>
+
+TARNLET_API bool Process_Launch(void** process, std::uint32_t* processId, char const* command,
+                                char const* second, void* in, void* out, void* err,
+                                unsigned int mode);
+TARNLET_API bool Process_Wait(void* process, std::int32_t* code, bool wait, bool release);
+TARNLET_API bool Process_Interrupt(std::uint32_t processId);
+TARNLET_API bool Process_Kill(void* process);
+TARNLET_API AliveStatus Process_GetStatus(void* process);
+TARNLET_API bool Process_GetExitCode(void* process, std::int32_t* code);
+TARNLET_API void Process_Free(void* process);
+
+class TARNLET_API vekPROCESSEvent : public vekBaseEvent {
+ public:
+  explicit vekPROCESSEvent(void* process);
+  ~vekPROCESSEvent() override;
+  vekWaitObject GetWaitObject() const override;
+
+ private:
+  std::intptr_t handle;
+};
+
+// The Windows rules: blanks (space, tab) separate arguments; double quotes
+// group, and inside a quoted part two quotes in a row give one quote; 2n
+// backslashes before a quote give n backslashes and the quote groups, 2n + 1
+// give n backslashes and a literal quote; backslashes elsewhere are literal.
+// The first argument, the program, ends at the first blank outside quotes and
+// takes quotes only as grouping, backslashes always as they are.
+TARNLET_API std::vector<std::string> vekSplitCommandLine(char const* command);
+
+TARNLET_API void* vekStreamFileHandle(std::basic_filebuf<char>* buffer);
+
+#endif

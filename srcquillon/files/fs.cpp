@@ -1,0 +1,360 @@
+// The file-system operations of pfuFS, pfStat and the stream opens.
+#include "pfufs.h"
+
+#include <cstring>
+
+#include "dsdatcol.h"
+#include "fsshared.h"
+#include "ombcrt.h"
+#include "pfudir.h"
+#include "vekfile.h"
+
+using pfuFiles::Fits;
+using pfuFiles::Text;
+using pfuFiles::Trimmed;
+
+namespace {
+
+unsigned const pathCapacity = pfuPathSize;
+
+errstatus Outcome(bool succeeded) { return succeeded ? errOK : errMapError(); }
+
+bool IsSeparator(char c) { return c == '|' || c == '\\' || c == '/'; }
+
+// An empty path, one of separators only, or a drive with or without its
+// separator: never removed recursively.
+bool IsRootOrEmpty(char const* path) {
+  std::size_t length = std::strlen(path);
+  while (length > 0 && IsSeparator(path[length - 1])) --length;
+  if (length == 0) return true;
+  unsigned char letter = static_cast<unsigned char>(path[0]);
+  bool drive = (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
+  return length == 2 && drive && path[1] == ':';
+}
+
+bool ReadInfo(pfStat& info, char const* path) {
+  if (!Fits(path)) return false;
+  pfStat fresh{pfuDirPath(path)};
+  if (!fresh.initialized()) return false;
+  info = fresh;
+  return true;
+}
+
+// Opens a standard stream on the native path, sharing with every other
+// opener; 1, or the mapped error when the stream failed.
+template <class Stream>
+errstatus OpenStreamOn(char const* path, int mode, Stream& stream) {
+  stream.clear();
+  if (!Fits(path)) {
+    stream.setstate(std::ios_base::failbit);
+    return errSysNameTooLong;
+  }
+  vekResetRuntimeError();
+  stream.open(static_cast<char const*>(pfuOSPath(Text(path))), static_cast<std::ios_base::openmode>(mode));
+  if (!stream.fail() && !stream.bad()) return errOK;
+  vekKeepRuntimeError();
+  return errMapError();
+}
+
+// Fills name from a host query of the lower library, or with fallback.
+bool NameOrFallback(int (*query)(char*, std::uint32_t*), dsString& name, char const* fallback) {
+  char buffer[256];
+  std::uint32_t size = sizeof buffer;
+  bool known = query(buffer, &size) != 0;
+  name = known ? buffer : fallback;
+  return known;
+}
+
+}  // namespace
+
+void* pfuFiles::OpenSource(pfuOSPath const& path) {
+  return uCreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                     FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+}
+
+void* pfuFiles::OpenTarget(pfuOSPath const& path) {
+  return uCreateFile(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+// pfStat
+
+pfStat::pfStat()
+    : init(false), directory(false), executable(false), readable(false), writable(false),
+      link(false), time(0), size(0) {}
+
+pfStat::pfStat(pfuDirPath const& path) : pfStat() { Fill(Trimmed(path)); }
+
+pfStat::pfStat(pfStat const& other) = default;
+
+pfStat::~pfStat() {}
+
+bool pfStat::Fill(char const* path) {
+  struct stat info;
+  if (!FileInfo_Read(info, path, false)) return false;
+  unsigned const type = static_cast<unsigned>(info.st_mode) & 0xF000u;
+  init = executable = readable = writable = true;
+  directory = type == 0x4000u;
+  link = type == 0xA000u;
+  time = static_cast<long long>(info.st_mtime);
+  size = static_cast<std::int32_t>(info.st_size);
+  return true;
+}
+
+// Mutating operations
+
+errstatus pfuFS::pfuMakeDir(char const* path) {
+  if (!Fits(path)) return errSysNameTooLong;
+  return Outcome(uCreateDirectory(pfuOSPath(Text(path)), nullptr) != 0);
+}
+
+errstatus pfuFS::pfuRemoveDir(char const* path) {
+  if (!Fits(path)) return errSysNameTooLong;
+  return Outcome(uRemoveDirectory(pfuOSPath(Text(path))) != 0);
+}
+
+errstatus pfuFS::pfuDeleteFile(char const* path) {
+  if (!Fits(path)) return errSysNameTooLong;
+  return Outcome(uDeleteFile(pfuOSPath(Text(path))) != 0);
+}
+
+errstatus pfuFS::pfuUnlink(char const* path) {
+  if (!Fits(path)) return errSysNameTooLong;
+  return Outcome(vek_unlink(pfuOSPath(Text(path))) == 0);
+}
+
+errstatus pfuFS::pfuRenameFile(char const* from, char const* to) {
+  if (!Fits(from) || !Fits(to)) return errSysNameTooLong;
+  return Outcome(uMoveFileEx(pfuOSPath(Text(from)), pfuOSPath(Text(to)),
+                             MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) != 0);
+}
+
+errstatus pfuFS::pfuCopyFile(char const* from, char const* to) {
+  if (!Fits(from) || !Fits(to)) return errSysNameTooLong;
+  void* source = pfuFiles::OpenSource(pfuOSPath(Text(from)));
+  if (source == VEK_INVALID_HANDLE) return errMapError();
+  void* target = pfuFiles::OpenTarget(pfuOSPath(Text(to)));
+  if (target == VEK_INVALID_HANDLE) {
+    win32CloseFileHandle(source);
+    return errMapError();
+  }
+  bool copied = vekCopyFileData(source, target);
+  win32CloseFileHandle(source);
+  win32CloseFileHandle(target);
+  return Outcome(copied);
+}
+
+errstatus pfuFS::pfuChangeDir(char const* path) {
+  if (!Fits(path)) return errSysNameTooLong;
+  if (!pfuIsDir(path)) return errNotADirectory;
+  pfuOSPath native(Text(path));
+  char const* text = native;
+  if (IsWinStyleAbsPath(text)) {
+    // Drives count from 1 for A; a lower-case letter names the same drive.
+    int letter = static_cast<unsigned char>(text[0]);
+    if (letter >= 'a' && letter <= 'z') letter -= 'a' - 'A';
+    if (vek_chdrive(letter - 'A' + 1) != 0) return errMapError();
+  }
+  return Outcome(vek_chdir(text) == 0);
+}
+
+errstatus pfuFS::pfuMakeDirRec(char const* path) {
+  if (!Fits(path)) return errSysNameTooLong;
+  dsString walk(Text(path));
+  walk += '|';
+  // The pieces between separators; an empty piece (a leading or doubled
+  // separator) is a null entry.
+  dsXACtrl const grain(32, false);
+  dsXArray<char*> pieces(&grain);
+  char const* start = walk;
+  while (char const* separator = std::strpbrk(start, "|\\/")) {
+    char* piece = nullptr;
+    if (separator != start) {
+      std::size_t length = static_cast<std::size_t>(separator - start);
+      piece = new char[length + 1];
+      std::memcpy(piece, start, length);
+      piece[length] = '\0';
+    }
+    pieces += piece;
+    start = separator + 1;
+  }
+  // Grows the path one component at a time, always with a trailing `|`.
+  walk = "";
+  errstatus result = errOK;
+  for (unsigned i = 0; i < pieces.GetSize() && result == errOK; ++i) {
+    if (pieces[i] != nullptr) walk += pieces[i];
+    walk += '|';
+    pfStat info;
+    if (!ReadInfo(info, walk)) {
+      result = pfuMakeDir(walk);
+    } else if (!info.isDir()) {
+      result = errComponentNotDir;
+    }
+  }
+  for (unsigned i = 0; i < pieces.GetSize(); ++i) delete[] pieces[i];
+  return result;
+}
+
+errstatus pfuFS::pfuMakeDirRec(pfuDirPath const& base, pfuDirPath const& relative) {
+  pfuDirPath current(base), rest(relative);
+  while (!rest.IsEmpty()) {
+    pfuDirEntry head;
+    rest.GetHead(head);
+    if (*static_cast<char const*>(head) != '\0') current += head;
+    if (uCreateDirectory(pfuOSPath(current), nullptr) == 0) {
+      errstatus status = errMapError();
+      if (status != errOK) return status;
+    }
+    pfuDirPath tail;
+    rest.GetTail(tail);
+    rest = tail;
+  }
+  return errOK;
+}
+
+errstatus pfuFS::pfuRemoveDirRec(pfuDirPath const& path) {
+  if (IsRootOrEmpty(path)) return errSysInvalidArgument;
+  pfuDir* reader = pfuDir::OpenDir(path);
+  if (reader == nullptr) return errMapError();
+  errstatus status = errOK;
+  pfuDirEntry entry;
+  while (status == errOK && reader->Read(entry)) {
+    pfuDirPath child(path, entry);
+    if (std::strcmp(child, path) == 0) {  // the join refused: too deep for a path object
+      status = errSysNameTooLong;
+      break;
+    }
+    pfStat info(child);
+    if (!info.initialized()) break;  // the listing ends here, without an error
+    if (info.isDir()) {
+      status = pfuRemoveDirRec(child);
+    } else if (uDeleteFile(pfuOSPath(child)) == 0) {
+      status = errMapError();
+    }
+  }
+  delete reader;
+  return status == errOK ? pfuRemoveDir(path) : status;
+}
+
+// Queries
+
+errstatus pfuFS::pfuStat(char const* path, pfStat& info) {
+  if (!Fits(path)) return errSysNameTooLong;
+  return ReadInfo(info, path) ? errOK : errNoFileInfo;
+}
+
+bool pfuFS::pfuIsDir(char const* path) {
+  pfStat info;
+  return ReadInfo(info, path) && info.isDir();
+}
+
+bool pfuFS::pfuIsValidDirectory(char const* path) { return pfuIsDir(path); }
+
+bool pfuFS::pfuIsLink(char const* path) {
+  pfStat info;
+  return ReadInfo(info, path) && info.isLink();
+}
+
+bool pfuFS::pfuIsExecutable(char const* path) {
+  pfStat info;
+  return ReadInfo(info, path) && info.canExe();
+}
+
+bool pfuFS::pfuIsValidFile(char const* path) {
+  pfStat info;
+  return ReadInfo(info, path) && !info.isDir();
+}
+
+errstatus pfuFS::pfuGetFileSize(char const* path, long long& size) {
+  pfStat info;
+  errstatus status = pfuStat(path, info);
+  if (status == errOK) size = info.fileSize();
+  return status;
+}
+
+errstatus pfuFS::pfuGetModTime(char const* path, long long& time) {
+  pfStat info;
+  errstatus status = pfuStat(path, info);
+  if (status == errOK) time = info.modTime();
+  return status;
+}
+
+errstatus pfuFS::pfuReadLink(char const* path, pfuDirPath& target) {
+  if (!Fits(path)) return errSysNameTooLong;
+  char buffer[pathCapacity];
+  int length = uReadLink(Trimmed(path), buffer, sizeof buffer);
+  if (length == -2) return errNotOnPlatform;
+  if (length < 0) return errMapError();
+  pfuOSPath(buffer).ToNeutral(target);
+  return errOK;
+}
+
+errstatus pfuFS::pfuGetFreeSpace(char const* path, double& bytes) {
+  bytes = -2.0;
+  if (!Fits(path)) {
+    bytes = -1.0;
+    return errSysNameTooLong;
+  }
+  char root[pathCapacity];
+  std::uint32_t perCluster = 0, perSector = 0, available = 0, total = 0;
+  if (!vekFreeSpaceRoot(pfuOSPath(Text(path)), root, sizeof root) ||
+      uGetDiskFreeSpace(root, &perCluster, &perSector, &available, &total) == 0) {
+    bytes = -1.0;
+    return errDiskQuery;
+  }
+  bytes = double(perCluster) * double(perSector) * double(available);
+  return errOK;
+}
+
+errstatus pfuFS::pfuGetLogicalDrives(dsString& drives) {
+  drives = "";
+  char buffer[pathCapacity];
+  unsigned length = uGetLogicalDriveStrings(sizeof buffer, buffer);
+  if (length >= sizeof buffer) length = 0;  // did not fit: nothing was written
+  for (unsigned entry = 0; entry < length / 4; ++entry) drives += buffer[entry * 4];
+  return errOK;
+}
+
+bool pfuFS::pfuGetComputerName(dsString& name) {
+  return NameOrFallback(&uGetComputerName, name, "UnknownComputer");
+}
+
+bool pfuFS::pfuGetUserName(dsString& name) {
+  return NameOrFallback(&uGetUserName, name, "UnknownUser");
+}
+
+bool pfuFS::pfuIsParentPath(char const* path, char const* parent, pfuDirPath& rest) {
+  if (path == nullptr || *path == '\0') return true;
+  std::size_t const length = parent != nullptr ? std::strlen(parent) : 0;
+  if (length != 0) {
+    if (std::strncmp(path, parent, length) != 0) return false;
+    if (path[length] != '\0' && parent[length - 1] != '|' && path[length] != '|') return false;
+  }
+  char const* behind = path + length;
+  if (length != 0 && *behind == '|') ++behind;
+  rest = behind;
+  return true;
+}
+
+// Streams
+
+errstatus pfuFS::pfuOpenStream(char const* path, int mode, std::fstream& stream) {
+  return OpenStreamOn(path, mode, stream);
+}
+
+errstatus pfuFS::pfuOpenStream(char const* path, int mode, std::ifstream& stream) {
+  return OpenStreamOn(path, mode, stream);
+}
+
+errstatus pfuFS::pfuOpenStream(char const* path, int mode, std::ofstream& stream) {
+  return OpenStreamOn(path, mode, stream);
+}
+
+void OpenFile(std::ifstream& stream, char const* path) {
+  OpenStreamOn(path, std::ios_base::in, stream);
+}
+
+std::filebuf* OpenFile(std::filebuf& buffer, char const* path, int mode, int) {
+  if (!Fits(path)) return nullptr;
+  return buffer.open(static_cast<char const*>(pfuOSPath(Text(path))),
+                     static_cast<std::ios_base::openmode>(mode));
+}

@@ -1,0 +1,120 @@
+#include <cstring>
+#include <new>
+
+#include "pipestream.h"
+
+errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in) {
+  vekOutputPipe writeEnd;
+  vekInputPipe readEnd;
+  if (!vekAnonymousPipe::Create(writeEnd, readEnd)) return errPipeCreate;
+  *out = new oPipeStream(new vekOPipeSBuf(writeEnd));
+  *in = new iPipeStream(new vekIPipeSBuf(readEnd));
+  return errOK;
+}
+
+void DeletePipe(iPipeStream* stream) {
+  vekIPipeSBuf* buffer = stream->rdbuf();
+  delete stream;
+  if (buffer != nullptr) delete static_cast<std::basic_streambuf<char>*>(buffer);
+}
+
+void DeletePipe(oPipeStream* stream) {
+  vekOPipeSBuf* buffer = stream->rdbuf();
+  delete stream;
+  if (buffer != nullptr) delete static_cast<std::basic_streambuf<char>*>(buffer);
+}
+
+iPipeStream::iPipeStream(vekIPipeSBuf* buffer) : std::basic_istream<char>(buffer), sbuf(buffer) {}
+
+iPipeStream::~iPipeStream() = default;
+
+vekEvent* iPipeStream::GetReadEvent() { return new (std::nothrow) vekIPipeEvent(this); }
+
+oPipeStream::oPipeStream(vekOPipeSBuf* buffer) : std::basic_ostream<char>(buffer), sbuf(buffer) {}
+
+oPipeStream::~oPipeStream() { flush(); }
+
+vekIPipeEvent::vekIPipeEvent(iPipeStream* stream)
+    : vekPipeEvent(stream->rdbuf()->pipe().fd()), stream(stream) {}
+
+vekIPipeEvent* vekIPipeEvent::cast(vekEvent* event) {
+  return event->GetKind() == kind ? static_cast<vekIPipeEvent*>(event->GetInfo()) : nullptr;
+}
+
+int vekIPipeEvent::GetKind() { return kind; }
+
+void* vekIPipeEvent::GetInfo() { return this; }
+
+namespace {
+
+constexpr int kAreaSize = 4096;
+
+}  // namespace
+
+vekPipeBuf::vekPipeBuf(bool)
+    : ioCtrlHandle(badIOCtrlHandle), buffer(nullptr), areaSize(kAreaSize), attached(false) {}
+
+vekPipeBuf::~vekPipeBuf() {
+  delete[] buffer;
+  if (attached) vekPipeClose(ioCtrlHandle);
+}
+
+bool vekPipeBuf::setIOCtrlHandle(void* handle) {
+  if (attached) return false;
+  ioCtrlHandle = handle;
+  attached = true;
+  return true;
+}
+
+int vekPipeBuf::doallocate() {
+  if (buffer != nullptr) return 0;
+  buffer = new (std::nothrow) char[2 * kAreaSize];
+  if (buffer == nullptr) return 0;
+  setg(buffer, buffer, buffer);
+  setp(buffer + areaSize, buffer + 2 * areaSize);
+  return 1;
+}
+
+bool vekPipeBuf::FlushPutArea() {
+  unsigned pending = static_cast<unsigned>(pptr() - pbase());
+  unsigned written = 0;
+  bool ok = pending == 0 || vekPipeWrite(ioCtrlHandle, pbase(), pending, &written);
+  // What went is gone; what did not stays pending at the start of the area.
+  std::memmove(buffer + areaSize, pbase() + written, pending - written);
+  setp(buffer + areaSize, buffer + 2 * areaSize);
+  pbump(static_cast<int>(pending - written));
+  return ok;
+}
+
+vekPipeBuf::int_type vekPipeBuf::overflow(int_type c) {
+  // Writing takes the block on demand, as reading does.
+  if (buffer == nullptr && doallocate() == 0) return traits_type::eof();
+  if (!FlushPutArea()) return traits_type::eof();
+  if (traits_type::eq_int_type(c, traits_type::eof())) return 1;
+  return sputc(traits_type::to_char_type(c));
+}
+
+vekPipeBuf::int_type vekPipeBuf::underflow() {
+  if (gptr() < egptr()) return traits_type::to_int_type(*gptr());
+  if (buffer == nullptr && doallocate() == 0) return traits_type::eof();
+  int available = 0;
+  if (!vekPipePeek(ioCtrlHandle, &available) || available == 0) return traits_type::eof();
+  unsigned got = 0;
+  if (!vekPipeRead(ioCtrlHandle, buffer, static_cast<unsigned>(areaSize), &got) || got == 0) {
+    return traits_type::eof();
+  }
+  setg(buffer, buffer, buffer + got);
+  return traits_type::to_int_type(*gptr());
+}
+
+int vekPipeBuf::sync() {
+  if (buffer == nullptr) return 1;
+  setg(buffer, buffer + areaSize, buffer + areaSize);
+  return FlushPutArea() ? 1 : -1;
+}
+
+std::streamsize vekPipeBuf::showmanyc() {
+  int available = 0;
+  if (!vekPipePeek(ioCtrlHandle, &available)) return -1;
+  return available;
+}

@@ -1,0 +1,411 @@
+// Bit sets: storage and tail bits, navigation against a plain reference,
+// segments, the set operators, and the packed and text forms.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "quillon.h"
+
+// Array allocations that fail on request, so that the reaction of the set to
+// a lack of memory can be seen. The replacements must be visible to the
+// library, which calls them.
+#define QTEST_REPLACES __attribute__((visibility("default")))
+static bool failArrays = false;
+QTEST_REPLACES void* operator new[](std::size_t bytes) {
+  if (!failArrays) {
+    if (void* block = std::malloc(bytes != 0 ? bytes : 1)) return block;
+  }
+  throw std::bad_alloc();
+}
+QTEST_REPLACES void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
+  return failArrays ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
+}
+QTEST_REPLACES void operator delete[](void* block) noexcept { std::free(block); }
+QTEST_REPLACES void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+
+namespace {
+
+constexpr std::uint32_t none = dsBitSet::none;
+
+std::string Text(dsBitSet const& set) {
+  std::ostringstream out;
+  out << set;
+  return out.str();
+}
+
+std::string Bytes(dsBitSet const& set) {
+  return std::string(reinterpret_cast<char const*>(set.GetBytes()), (set.GetBitCount() >> 3) + 1);
+}
+
+dsBitSet Of(std::uint32_t size, std::vector<std::uint32_t> const& on) {
+  dsBitSet set(size);
+  for (std::uint32_t p : on) set.SetOn(p);
+  return set;
+}
+
+std::string Packed(std::string const& block) {
+  std::ostringstream out(std::ios::binary);
+  EXPECT_EQ(Pack(block.data(), static_cast<unsigned int>(block.size()), out), 0);
+  return out.str();
+}
+
+// The positions of a set as the plain definition sees them: bits below the size.
+std::vector<bool> Reference(dsBitSet const& set) {
+  std::vector<bool> bits(set.GetBitCount());
+  for (std::uint32_t i = 0; i < set.GetBitCount(); ++i) {
+    bits[i] = (set.GetBytes()[i >> 3] & (0x80 >> (i & 7))) != 0;
+  }
+  return bits;
+}
+
+TEST(BitSetStorage, HighBitFirstWithOneByteMoreThanWholeBytes) {
+  dsBitSet empty(0);
+  EXPECT_TRUE(empty.IsEmpty());
+  EXPECT_EQ(empty.First(), none);
+  EXPECT_EQ(empty.Last(), none);
+  EXPECT_FALSE(empty.IsOn(0));
+  EXPECT_EQ(Text(empty), "[]");
+  EXPECT_EQ(Bytes(empty), std::string(1, '\0'));
+
+  dsBitSet eight = Of(8, {7});
+  EXPECT_EQ(eight.Last(), 7u);
+  std::ostringstream saved(std::ios::binary);
+  EXPECT_EQ(eight.Save(saved), 1);
+  EXPECT_EQ(saved.str(), std::string("2\x01\x00\x01", 4));
+
+  dsBitSet set = Of(20, {0, 9, 10});
+  EXPECT_EQ(Bytes(set), std::string("\x80\x60\x00", 3));
+  EXPECT_EQ(Text(set), "[0, 9, 10]");
+  std::ostringstream failed;
+  failed.setstate(std::ios::failbit);
+  failed << set;
+  EXPECT_EQ(failed.str(), "");
+}
+
+TEST(BitSetStorage, GrowingBySetOnOrSetOff) {
+  dsBitSet set = Of(10, {2});
+  EXPECT_TRUE(set.SetOn(100));
+  EXPECT_EQ(set.GetBitCount(), 101u);
+  EXPECT_TRUE(set.SetOff(200));
+  EXPECT_EQ(set.GetBitCount(), 201u);
+  EXPECT_EQ(Text(set), "[2, 100]");
+  EXPECT_FALSE(set.SetOn(none));
+}
+
+TEST(BitSetStorage, TailBitsThroughReverseFillAndResize) {
+  dsBitSet set = Of(10, {1});
+  set.Reverse();
+  EXPECT_EQ(Bytes(set), "\xBF\xFF");  // the tail is on, but not part of the set
+  EXPECT_EQ(set.GetSize(), 9u);
+  EXPECT_EQ(set.Last(), 9u);
+  EXPECT_EQ(set.Next(9), none);
+  set.Reverse();
+  EXPECT_EQ(Text(set), "[1]");
+
+  dsBitSet filled(10);
+  filled.Fill(0, 0);
+  EXPECT_EQ(Bytes(filled), "\xFF\xC0");
+  EXPECT_EQ(filled.GetSize(), 10u);
+  dsBitSet part(10);
+  part.Fill(3, 0);
+  EXPECT_EQ(Text(part), "[3, 4, 5, 6, 7, 8, 9]");
+  part.Clear();
+  part.Fill(5, 5);
+  part.Fill(5, 3);
+  EXPECT_EQ(part.GetSize(), 0u);
+  dsBitSet wide(40);
+  wide.Fill(5, 35);
+  EXPECT_EQ(Bytes(wide), std::string("\x07\xFF\xFF\xFF\xE0\x00", 6));
+
+  // Growth inside the last byte takes the tail bits in, and they are on.
+  dsBitSet inByte(10);
+  inByte.Reverse();
+  EXPECT_TRUE(inByte.Resize(12));
+  EXPECT_EQ(inByte.GetSize(), 12u);
+
+  // A shrink, then growth past the capacity: the old last byte comes back whole.
+  dsBitSet regrown(10);
+  regrown.Reverse();
+  EXPECT_TRUE(regrown.Resize(4));
+  EXPECT_TRUE(regrown.Resize(20));
+  EXPECT_EQ(Text(regrown), "[0, 1, 2, 3, 4, 5, 6, 7]");
+
+  // Within the capacity the positions past the old end are cleared.
+  dsBitSet within(10);
+  within.Reverse();
+  EXPECT_TRUE(within.Resize(4));
+  EXPECT_TRUE(within.Resize(10));
+  EXPECT_EQ(Text(within), "[0, 1, 2, 3]");
+}
+
+TEST(BitSetOperators, ByteWiseWithSizeCheck) {
+  dsBitSet a = Of(10, {1, 2}), b = Of(10, {2, 3});
+  dsBitSet rev(a);
+  EXPECT_EQ(rev %= b, 1);
+  EXPECT_EQ(Text(rev), "[3]");
+  dsBitSet diff(a);
+  EXPECT_EQ(diff -= b, 1);
+  EXPECT_EQ(Text(diff), "[1]");
+  dsBitSet odd(a);
+  EXPECT_EQ(odd ^= b, 1);
+  EXPECT_EQ(Text(odd), "[1, 3]");
+
+  dsBitSet self(10);
+  self.Reverse();
+  EXPECT_EQ(self ^= self, 1);
+  EXPECT_EQ(Bytes(self), std::string(2, '\0'));
+
+  // |= carries the tail along; ^= clears it.
+  dsBitSet tail(10);
+  tail.Reverse();
+  dsBitSet target(10);
+  target |= tail;
+  EXPECT_EQ(Bytes(target), "\xFF\xFF");
+  EXPECT_EQ(target.GetSize(), 10u);
+
+  dsBitSet eleven = Of(11, {0, 5});
+  dsBitSet left = Of(10, {4});
+  EXPECT_EQ(left = eleven, 0);
+  EXPECT_EQ(left &= eleven, 0);
+  EXPECT_EQ(left |= eleven, 0);
+  EXPECT_EQ(left ^= eleven, 0);
+  EXPECT_EQ(left -= eleven, 0);
+  EXPECT_EQ(left %= eleven, 0);
+  EXPECT_EQ(Text(left), "[4]");
+  dsBitSet same(10);
+  EXPECT_EQ(same = a, 1);
+  EXPECT_EQ(Text(same), "[1, 2]");
+}
+
+TEST(BitSetSegments, InsertAndRemoveMoveTheBitsBehind) {
+  dsBitSet set = Of(10, {0, 9});
+  set.InsertSegment(0, 3);
+  EXPECT_EQ(set.GetBitCount(), 13u);
+  EXPECT_EQ(Text(set), "[3, 12]");
+  set.RemoveSegment(0, 3);
+  EXPECT_EQ(set.GetBitCount(), 10u);
+  EXPECT_EQ(Text(set), "[0, 9]");
+  set.RemoveSegment(7, 3);  // at the end: only shortens
+  EXPECT_EQ(Text(set), "[0]");
+  EXPECT_EQ(set.GetBitCount(), 7u);
+
+  std::mt19937 random(7);
+  for (int round = 0; round < 200; ++round) {
+    std::uint32_t size = 1 + random() % 300;
+    dsBitSet s(size);
+    for (std::uint32_t i = 0; i < size; ++i) {
+      if (random() % 2) s.SetOn(i);
+    }
+    std::vector<bool> expected = Reference(s);
+    std::uint32_t pos = random() % (size + 1), count = random() % 70;
+    if (round % 2 == 0) {
+      s.InsertSegment(pos, count);
+      expected.insert(expected.begin() + pos, count, false);
+    } else {
+      count = count % (size + 1);
+      s.RemoveSegment(pos, count);
+      auto end = expected.begin() + std::min<std::size_t>(pos + count, size);
+      expected.erase(expected.begin() + pos, end);
+      expected.resize(size - count);
+    }
+    ASSERT_EQ(Reference(s), expected) << "round " << round;
+  }
+}
+
+// Every navigation result on random sets, against the plain definition.
+// Ones lie past the end, in the tail and in the storage behind it.
+TEST(BitSetNavigation, AgreesWithBitByBitDefinition) {
+  std::mt19937 random(11);
+  for (std::uint32_t size : {1u, 63u, 64u, 3001u, 4096u, 4099u}) {
+    for (double density : {0.0, 0.002, 0.05, 0.5, 0.97, 1.0}) {
+      dsBitSet set(size + 16);
+      std::bernoulli_distribution on(density);
+      for (std::uint32_t i = 0; i < size; ++i) {
+        if (on(random)) set.SetOn(i);
+      }
+      set.Fill(size, size + 16);
+      ASSERT_TRUE(set.Resize(size));
+      std::vector<bool> bits = Reference(set);
+      std::vector<std::uint32_t> ons, above(size, none), below(size, none), rank(size);
+      for (std::uint32_t i = size, seen = none; i-- > 0;) {
+        above[i] = seen;
+        if (bits[i]) seen = i;
+      }
+      for (std::uint32_t i = 0, seen = none; i < size; ++i) {
+        below[i] = seen;
+        rank[i] = static_cast<std::uint32_t>(ons.size());
+        if (bits[i]) {
+          seen = i;
+          ons.push_back(i);
+        }
+      }
+      SCOPED_TRACE(::testing::Message() << "size " << size << " density " << density);
+      ASSERT_EQ(set.GetSize(), ons.size());
+      EXPECT_EQ(set.First(), ons.empty() ? none : ons.front());
+      EXPECT_EQ(set.Last(), ons.empty() ? none : ons.back());
+      for (std::uint32_t i = 0; i < size; ++i) {
+        ASSERT_EQ(set.Next(i), above[i]) << i;
+        ASSERT_EQ(set.Previous(i), below[i]) << i;
+        ASSERT_EQ(set.GetIndex(i), rank[i]) << i;
+      }
+      for (std::size_t k = 0; k <= ons.size(); ++k) {
+        ASSERT_EQ(set.ByIndex(static_cast<std::uint32_t>(k)), k < ons.size() ? ons[k] : none) << k;
+      }
+      EXPECT_EQ(set.Next(size), none);
+      EXPECT_EQ(set.Previous(size), none);
+      EXPECT_EQ(set.GetIndex(size), none);
+    }
+  }
+}
+
+TEST(BitSetNavigation, CountCacheFollowsEveryChange) {
+  dsBitSet set = Of(50, {1, 3});
+  EXPECT_EQ(set.GetSize(), 2u);
+  set.Fill(10, 20);
+  EXPECT_EQ(set.GetSize(), 12u);
+  set.RemoveSegment(0, 10);
+  EXPECT_EQ(set.GetSize(), 10u);
+  set.InsertSegment(5, 5);
+  EXPECT_EQ(Text(set), "[0, 1, 2, 3, 4, 10, 11, 12, 13, 14]");
+  set.Resize(3);
+  EXPECT_EQ(set.GetSize(), 3u);
+  set.Clear();
+  EXPECT_EQ(set.GetSize(), 0u);
+}
+
+TEST(BitSetIterator, WalksThePositionsThatAreOn) {
+  dsBitSet set = Of(30, {4, 17, 29});
+  std::unique_ptr<dsBaseIter<int>> it(set.GetIter());
+  ASSERT_NE(it, nullptr);
+  EXPECT_EQ(it->Current(), 0);  // not on a position before SetAtFirst
+  std::vector<int> seen;
+  for (it->SetAtFirst(); !it->Finished(); it->MoveToNext()) seen.push_back(it->Current());
+  EXPECT_EQ(seen, (std::vector<int>{4, 17, 29}));
+
+  it->SetAtFirst();
+  it->MoveToNext();
+  std::unique_ptr<dsBaseIter<int>> copy(it->Reproduce());
+  it->MoveToNext();
+  EXPECT_EQ(copy->Current(), 17);
+  EXPECT_EQ(it->Current(), 29);
+
+  dsBitSet empty(12);
+  dsBitSetIter noneOn(empty);
+  noneOn.SetAtFirst();
+  EXPECT_TRUE(noneOn.Finished());
+}
+
+TEST(BitSetPacked, ZeroRunsAreCodedByteForByte) {
+  EXPECT_EQ(Packed(std::string("\x80\x60\x00", 3)), std::string("3\x80\x60\x00\x01", 5));
+  EXPECT_EQ(Packed(std::string(255, '\0')), std::string("255\x00\xFF", 5));
+  EXPECT_EQ(Packed(std::string(256, '\0')), std::string("256\x00\xFF\x00\x01", 7));
+  EXPECT_EQ(Packed(std::string(600, '\0')), std::string("600\x00\xFF\x00\xFF\x00\x5A", 9));
+  EXPECT_EQ(Packed(std::string("\xFF\x00\x00\x07", 4)), std::string("4\xFF\x00\x02\x07", 5));
+
+  std::ostringstream nothing;
+  EXPECT_EQ(Pack(nullptr, 4, nothing), 1);
+  EXPECT_EQ(Pack("x", 0, nothing), 1);
+  EXPECT_EQ(nothing.str(), "");
+  std::ostringstream failed;
+  failed.setstate(std::ios::badbit);
+  EXPECT_EQ(Pack("ab", 2, failed), 1);
+
+  std::mt19937 random(3);
+  for (int round = 0; round < 20; ++round) {
+    std::string block(1 + random() % 2000, '\0');
+    for (char& c : block) {
+      if (random() % 4 == 0) c = static_cast<char>(random() % 256);
+    }
+    block[0] = 'A';  // not a digit, so it does not merge with the count
+    std::istringstream in(Packed(block), std::ios::binary);
+    std::string back(block.size(), '\x55');
+    ASSERT_EQ(Unpack(in, &back[0]), block.size());
+    ASSERT_EQ(back, block);
+  }
+}
+
+TEST(BitSetPacked, SaveAndRestore) {
+  dsBitSet set = Of(1000, {1, 2, 500, 999});
+  std::stringstream stream(std::ios::in | std::ios::out | std::ios::binary);
+  ASSERT_EQ(set.Save(stream), 1);
+  dsBitSet back(1000);
+  back.SetOn(7);
+  EXPECT_EQ(back.GetSize(), 1u);
+  ASSERT_EQ(back.Restore(stream), 1);
+  EXPECT_EQ(Text(back), Text(set));
+  EXPECT_EQ(back.GetSize(), 4u);
+
+  // A first byte with the value of a digit merges with the count.
+  dsBitSet digit = Of(16, {2, 3});  // byte 0x30, '0'
+  std::stringstream digitStream(std::ios::in | std::ios::out | std::ios::binary);
+  ASSERT_EQ(digit.Save(digitStream), 1);
+  dsBitSet lost(16);
+  EXPECT_EQ(lost.Restore(digitStream), 0);
+
+  // Another size of set, or a stream that has failed, gives 0.
+  std::stringstream other(std::ios::in | std::ios::out | std::ios::binary);
+  set.Save(other);
+  dsBitSet smaller(100);
+  EXPECT_EQ(smaller.Restore(other), 0);
+  std::istringstream failed("1\x01");
+  failed.setstate(std::ios::failbit);
+  EXPECT_EQ(smaller.Restore(failed), 0);
+  std::ostringstream failedOut;
+  failedOut.setstate(std::ios::failbit);
+  EXPECT_EQ(set.Save(failedOut), 0);
+}
+
+TEST(BitSetPacked, HostileStreamsStayInsideTheStorage) {
+  // Runs and literals that decode to far more than the 2 bytes of the set;
+  // AddressSanitizer sees any write past them.
+  dsBitSet set(10);
+  std::istringstream longRun(std::string("2\x00\xFF", 3));
+  EXPECT_EQ(set.Restore(longRun), 0);
+  std::istringstream literals("2abcdefgh");
+  EXPECT_EQ(set.Restore(literals), 0);
+  EXPECT_EQ(Bytes(set), "ab");
+
+  // A zero byte at the very end has no count and adds nothing; a zero
+  // count adds nothing either.
+  std::istringstream cut(std::string("2\x41\x00", 3));
+  EXPECT_EQ(set.Restore(cut), 0);
+  char block[4] = {9, 9, 9, 9};
+  std::istringstream zeroCount(std::string("2\x41\x00\x00\x42", 5));
+  EXPECT_EQ(Unpack(zeroCount, block), 2u);
+  EXPECT_EQ(std::string(block, 3), std::string("AB\x09", 3));
+  std::istringstream empty("");
+  EXPECT_EQ(Unpack(empty, block), 0u);
+  std::istringstream exact(std::string("2\x41\x00\x01", 4));
+  EXPECT_EQ(set.Restore(exact), 1);
+  EXPECT_EQ(Bytes(set), std::string("A\x00", 2));
+}
+
+TEST(BitSetMemory, FailedAllocationsLeaveTheSetAsItWas) {
+  dsBitSet set = Of(10, {3});
+  failArrays = true;
+  bool grew = set.SetOn(5000);
+  bool grewOff = set.SetOff(5000);
+  bool resized = set.Resize(5000);
+  bool threw = false;
+  try {
+    dsBitSet big(100);
+  } catch (std::bad_alloc const&) {
+    threw = true;
+  }
+  failArrays = false;
+  EXPECT_FALSE(grew);
+  EXPECT_FALSE(grewOff);
+  EXPECT_FALSE(resized);
+  EXPECT_TRUE(threw);
+  EXPECT_EQ(set.GetBitCount(), 10u);
+  EXPECT_EQ(Text(set), "[3]");
+  EXPECT_TRUE(set.SetOn(9));  // inside the storage: no allocation needed
+}
+
+}  // namespace

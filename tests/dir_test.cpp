@@ -1,0 +1,100 @@
+// Directory reading and wildcard patterns.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "quillon.h"
+#include "testsupport.h"
+
+namespace {
+
+using qtest::TempDir;
+using qtest::WriteFile;
+
+// The neutral form of a native path.
+std::string Neutral(std::string path) {
+  std::replace(path.begin(), path.end(), '/', '|');
+  return path;
+}
+
+std::set<std::string> ReadAll(pfuDir& reader) {
+  std::set<std::string> names;
+  pfuDirEntry entry;
+  while (reader.Read(entry)) names.insert(static_cast<char const*>(entry));
+  return names;
+}
+
+TEST(DirReading, ListsEveryEntryButDotAndDotDot) {
+  TempDir dir;
+  for (char const* name : {".a", "..a", "...", "plain"}) WriteFile(dir / name, "");
+  ASSERT_EQ(pfuFS::pfuMakeDir((dir / "sub").c_str()), errOK);
+  std::set<std::string> const expected{".a", "..a", "...", "plain", "sub"};
+
+  for (std::string const& path : {Neutral(dir.Path()), Neutral(dir.Path()) + "|", dir.Path() + "/"}) {
+    std::unique_ptr<pfuDir> reader(pfuDir::OpenDir(pfuDirPath(path.c_str())));
+    ASSERT_NE(reader, nullptr) << path;
+    EXPECT_EQ(ReadAll(*reader), expected) << path;
+    // Exhausted: every further read answers false and leaves the entry alone.
+    pfuDirEntry entry;
+    entry = "kept";
+    EXPECT_FALSE(reader->Read(entry));
+    EXPECT_STREQ(entry, "kept");
+  }
+}
+
+TEST(DirReading, EmptyAndMissingDirectories) {
+  TempDir dir;
+  std::unique_ptr<pfuDir> empty(pfuDir::OpenDir(pfuDirPath(dir.Path().c_str())));
+  ASSERT_NE(empty, nullptr);
+  pfuDirEntry entry;
+  EXPECT_FALSE(empty->Read(entry));
+
+  EXPECT_EQ(pfuDir::OpenDir(pfuDirPath(Neutral(dir / "missing").c_str())), nullptr);
+  EXPECT_EQ(errMapError(), errSysNotFound);
+  WriteFile(dir / "file", "");
+  EXPECT_EQ(pfuDir::OpenDir(pfuDirPath(Neutral(dir / "file").c_str())), nullptr);
+  EXPECT_EQ(errMapError(), errSysNotDirectory);
+}
+
+TEST(DirPatterns, MatchingMovesForwardOnly) {
+  TempDir dir;
+  for (char const* name : {"a.txt", "b.txt", "c.log", "A.TXT"}) WriteFile(dir / name, "");
+  pfuDirPath const path(dir.Path().c_str());
+
+  std::unique_ptr<pfuDir> reader(pfuDir::OpenDir(path));
+  ASSERT_NE(reader, nullptr);
+  pfuDirEntry entry;
+  entry = "kept";
+  // An empty pattern reads nothing: all four entries are still to come.
+  EXPECT_TRUE(reader->ReadNextMatching(entry, ""));
+  EXPECT_TRUE(reader->ReadNextMatching(entry, nullptr));
+  EXPECT_STREQ(entry, "kept");
+  std::set<std::string> logs;
+  while (reader->ReadNextMatching(entry, "*.log")) logs.insert(static_cast<char const*>(entry));
+  EXPECT_EQ(logs, std::set<std::string>{"c.log"});
+  EXPECT_FALSE(reader->ReadNextMatching(entry, "*"));
+
+  // Expansion adds to what the array holds, names alone, case counting.
+  reader.reset(pfuDir::OpenDir(path));
+  dsXArray<pfuDirPath*> paths;
+  paths += new pfuDirPath("before");
+  EXPECT_TRUE(reader->ExpandPattern("?.txt", paths));
+  std::set<std::string> found;
+  for (unsigned i = 0; i < paths.GetSize(); ++i) found.insert(static_cast<char const*>(*paths[i]));
+  EXPECT_EQ(found, (std::set<std::string>{"before", "a.txt", "b.txt"}));
+  unsigned const size = paths.GetSize();
+  EXPECT_FALSE(reader->ExpandPattern("*", paths));  // the reader stands at its end
+  EXPECT_FALSE(reader->ExpandPattern("", paths));
+  EXPECT_FALSE(reader->ExpandPattern(nullptr, paths));
+  EXPECT_EQ(paths.GetSize(), size);
+  for (unsigned i = 0; i < paths.GetSize(); ++i) delete paths[i];
+
+  reader.reset(pfuDir::OpenDir(path));
+  EXPECT_FALSE(reader->ExpandPattern("*.none", paths));
+  EXPECT_EQ(paths.GetSize(), size);
+}
+
+}  // namespace

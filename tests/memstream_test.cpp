@@ -1,0 +1,242 @@
+// The stream in memory: block rules, positions, lines, and running out of
+// memory.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "quillon.h"
+
+// The library asks for blocks and streams with the non-throwing forms; a test
+// can make them fail. Otherwise they take the ordinary allocation, so that
+// release meets its own kind. Visible, so that the library calls them.
+#define QTEST_REPLACES __attribute__((visibility("default")))
+static bool refuseMemory = false;
+QTEST_REPLACES void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
+  if (refuseMemory) return nullptr;
+  try {
+    return ::operator new[](bytes);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+QTEST_REPLACES void* operator new(std::size_t bytes, std::nothrow_t const&) noexcept {
+  if (refuseMemory) return nullptr;
+  try {
+    return ::operator new(bytes);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+
+namespace {
+
+// A memStream whose block table and marks a test can see.
+class Probe : public memStream {
+ public:
+  unsigned int Blocks() const { return blocks.GetSize(); }
+  std::uint32_t Pos() const { return pos; }
+  std::uint32_t Limit() const { return limit; }
+  std::string Fill(std::string const& bytes) {
+    std::string copy = bytes;
+    EXPECT_EQ(Write(&copy[0], static_cast<int>(copy.size())), errOK);
+    return bytes;
+  }
+  std::string ReadAll(int n) {
+    std::string out(static_cast<std::size_t>(n), '\0');
+    int got = -1;
+    EXPECT_EQ(Read(&out[0], n, got), errOK);
+    out.resize(static_cast<std::size_t>(got));
+    return out;
+  }
+};
+
+std::string Pattern(std::size_t n) {
+  std::string s(n, '\0');
+  for (std::size_t i = 0; i < n; ++i) s[i] = static_cast<char>('a' + i % 23);
+  return s;
+}
+
+std::string Line(dsXArray<char> const& a) {
+  return std::string(a.GetDataPtr(), a.GetSize());
+}
+
+TEST(MemStream, FreshStreamHasNoDataAndNoBlocks) {
+  Probe s;
+  char byte = 'q';
+  int got = -1;
+  EXPECT_EQ(s.Read(&byte, 1, got), errOK);
+  EXPECT_EQ(got, 0);
+  std::streampos where = 99;
+  EXPECT_EQ(s.GetPos(where), errOK);
+  EXPECT_EQ(where, std::streampos(0));
+  EXPECT_EQ(s.Seek(0, 0), errOK);
+  EXPECT_EQ(s.Seek(0, 1), errOK);
+  EXPECT_EQ(s.Seek(0, 2), errOutOfRange);
+  EXPECT_EQ(s.Seek(1, 0), errOutOfRange);
+  EXPECT_EQ(s.Seek(5, 7), errOutOfRange) << "seek never extends a stream, not even to 0";
+  EXPECT_EQ(s.Blocks(), 0u);
+  EXPECT_EQ(s.OpenRead("anything"), errOK);
+  EXPECT_EQ(s.OpenWrite(nullptr), errOK);
+
+  EXPECT_EQ(s.Write(&byte, 0), errOK);
+  EXPECT_EQ(s.Blocks(), 1u) << "an empty write still makes the first block";
+  EXPECT_EQ(s.Limit(), 0u);
+}
+
+TEST(MemStream, DataEndsWithOneFillerByte) {
+  Probe s;
+  s.Fill("hello");
+  EXPECT_EQ(s.Pos(), 5u);
+  EXPECT_EQ(s.Limit(), 6u);
+  EXPECT_EQ(s.Blocks(), 1u);
+  EXPECT_EQ(s.Seek(0, 0), errOK);
+  EXPECT_EQ(s.ReadAll(100), "hello ");
+  EXPECT_EQ(s.ReadAll(100), "") << "at the end a read delivers nothing and still succeeds";
+
+  dsXArray<char> all;
+  EXPECT_EQ(s.Seek(0, 0), errOK);
+  EXPECT_EQ(s.Read(all), errOK);
+  EXPECT_EQ(Line(all), "hello ");
+
+  // From the middle, the read fills the front of the array; the array is
+  // still `limit` long.
+  dsXArray<char> tail;
+  tail.Resize(3);
+  std::memset(tail.GetDataPtr(), '#', 3);
+  EXPECT_EQ(s.Seek(3, 0), errOK);
+  EXPECT_EQ(s.Read(tail), errOK);
+  ASSERT_EQ(tail.GetSize(), 6u);
+  EXPECT_EQ(std::string(tail.GetDataPtr(), 3), "lo ");
+
+  // Write(dsXArray) writes the whole array at the position.
+  Probe copy;
+  EXPECT_EQ(copy.Write(all), errOK);
+  EXPECT_EQ(copy.Limit(), 7u);
+}
+
+TEST(MemStream, BlockRulesAroundTheBlockSize) {
+  struct Case {
+    std::size_t bytes;
+    unsigned int blocks;
+  } const cases[] = {{4095, 1}, {4096, 2}, {4097, 2}, {8191, 2}, {8192, 3}};
+  for (Case const& c : cases) {
+    Probe s;
+    std::string const data = s.Fill(Pattern(c.bytes));
+    EXPECT_EQ(s.Blocks(), c.blocks) << c.bytes;
+    EXPECT_EQ(s.Pos(), c.bytes);
+    EXPECT_EQ(s.Limit(), c.bytes + 1);
+    ASSERT_EQ(s.Seek(0, 0), errOK);
+    EXPECT_EQ(s.ReadAll(static_cast<int>(c.bytes) + 10), data + " ") << c.bytes;
+  }
+
+  // Pieces that straddle a block edge land where they belong.
+  Probe pieces;
+  std::string const data = Pattern(4100);
+  for (std::size_t at = 0; at < data.size(); at += 1000) pieces.Fill(data.substr(at, 1000));
+  EXPECT_EQ(pieces.Blocks(), 2u);
+  ASSERT_EQ(pieces.Seek(4090, 0), errOK);
+  EXPECT_EQ(pieces.ReadAll(20), data.substr(4090) + " ");
+}
+
+TEST(MemStream, SeekFromEveryOrigin) {
+  Probe s;
+  s.Fill("0123456789");
+  EXPECT_EQ(s.Seek(0, 2), errOK);
+  EXPECT_EQ(s.Pos(), 10u);
+  EXPECT_EQ(s.Seek(3, 2), errOK);
+  EXPECT_EQ(s.Pos(), 7u);
+  EXPECT_EQ(s.ReadAll(2), "78");
+  EXPECT_EQ(s.Seek(-4, 1), errOK);
+  EXPECT_EQ(s.Pos(), 5u);
+  std::streampos where;
+  EXPECT_EQ(s.GetPos(where), errOK);
+  EXPECT_EQ(where, std::streampos(5));
+
+  for (auto [offset, whence] : {std::pair<long long, int>{-1, 2}, {11, 0}, {-1, 0}, {6, 1},
+                                {-6, 1}, {LLONG_MIN, 1}, {LLONG_MAX, 1}, {LLONG_MIN, 2},
+                                {LLONG_MAX, 2}, {LLONG_MIN, 0}}) {
+    EXPECT_EQ(s.Seek(offset, whence), errOutOfRange) << offset << " from " << whence;
+    EXPECT_EQ(s.Pos(), 5u);
+  }
+  EXPECT_EQ(s.Seek(10, 0), errOK);
+  EXPECT_EQ(s.Pos(), 10u);
+  EXPECT_EQ(s.Seek(123, 7), errOK);
+  EXPECT_EQ(s.Pos(), 0u) << "an unknown origin rewinds";
+  EXPECT_EQ(s.Blocks(), 1u);
+}
+
+TEST(MemStream, WritingInsideOverwritesAndKeepsTheEnd) {
+  Probe s;
+  s.Fill("0123456789");
+  ASSERT_EQ(s.Seek(2, 0), errOK);
+  s.Fill("abc");
+  EXPECT_EQ(s.Pos(), 5u);
+  EXPECT_EQ(s.Limit(), 11u);
+  ASSERT_EQ(s.Seek(0, 0), errOK);
+  EXPECT_EQ(s.ReadAll(20), "01abc56789 ");
+}
+
+TEST(MemStream, ReadLnSplitsAtTheDelimiterAndEndsWithZero) {
+  Probe s;
+  s.Fill("ab\nc");
+  ASSERT_EQ(s.Seek(0, 0), errOK);
+  dsXArray<char> line;
+  EXPECT_EQ(s.ReadLn(line, '\n'), errOK);
+  EXPECT_EQ(Line(line), std::string("ab\0", 3));
+  EXPECT_EQ(s.ReadLn(line, '\n'), errOK);
+  EXPECT_EQ(Line(line), std::string("c \0", 3)) << "the filler byte ends the data";
+  EXPECT_EQ(s.ReadLn(line, '\n'), errOK);
+  EXPECT_EQ(Line(line), std::string("\0", 1));
+}
+
+TEST(MemStream, NoMemoryForABlock) {
+  Probe fresh;
+  char byte = 'x';
+  refuseMemory = true;
+  errstatus const refused = fresh.Write(&byte, 1);
+  refuseMemory = false;
+  EXPECT_EQ(refused, errNoMemoryOrIO);
+  EXPECT_EQ(fresh.Blocks(), 0u);
+  EXPECT_EQ(fresh.Limit(), 0u);
+
+  // The write fills its block, then cannot make the next one: what was
+  // stored stays, and the position stays where the failed move began.
+  Probe s;
+  std::string const data = s.Fill(Pattern(4094));
+  std::string more = "0123456789";
+  refuseMemory = true;
+  errstatus const cut = s.Write(&more[0], static_cast<int>(more.size()));
+  refuseMemory = false;
+  EXPECT_EQ(cut, errNoMemoryOrIO);
+  EXPECT_EQ(s.Blocks(), 1u);
+  EXPECT_EQ(s.Pos(), 4094u);
+  EXPECT_EQ(s.Limit(), 4097u);
+  ASSERT_EQ(s.Seek(0, 0), errOK);
+  EXPECT_EQ(s.ReadAll(5000), data + "01");
+
+  rwStream* none = &s;
+  refuseMemory = true;
+  int const result = CreateStreamInMemory(&none);
+  refuseMemory = false;
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(none, nullptr);
+}
+
+TEST(MemStream, CreateAndDeleteThroughTheCFunctions) {
+  rwStream* stream = nullptr;
+  EXPECT_EQ(CreateStreamInMemory(&stream), 0);
+  ASSERT_NE(stream, nullptr);
+  char text[] = "line one\nline two";
+  EXPECT_EQ(stream->Write(text, static_cast<int>(std::strlen(text))), errOK);
+  EXPECT_EQ(stream->Seek(0, 0), errOK);
+  dsXArray<char> line;
+  EXPECT_EQ(stream->ReadLn(line, '\n'), errOK);
+  EXPECT_STREQ(line.GetDataPtr(), "line one");
+  EXPECT_EQ(DeleteStreamInMemory(stream), 0);
+  EXPECT_EQ(DeleteStreamInMemory(nullptr), 0);
+}
+
+}  // namespace
