@@ -1,12 +1,203 @@
-// Locks and asynchronous calls beside their std:: counterparts.
+// Sorted maps and interned strings beside std::map, a bisection over a sorted
+// std::vector and an std::unordered_map-based intern table; locks and
+// asynchronous calls beside their std:: counterparts.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <future>
+#include <map>
 #include <mutex>
+#include <random>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "quillon.h"
 
 namespace {
+
+constexpr std::size_t kProbes = 4096;  // lookups cycle through this many keys
+
+// N distinct keys in random order, and a random sequence of them to look up.
+template <class Key>
+struct Workload {
+  std::vector<Key> keys;
+  std::vector<Key> probes;
+
+  void Shuffle(std::size_t count) {
+    std::mt19937 random(7);
+    std::shuffle(keys.begin(), keys.end(), random);
+    for (std::size_t i = 0; i < kProbes; ++i) probes.push_back(keys[random() % count]);
+  }
+};
+
+// Pointer keys: addresses spread over a block, as task handles would be.
+struct PointerWorkload : Workload<void*> {
+  std::vector<char> block;
+
+  explicit PointerWorkload(std::size_t count) : block(count * 64) {
+    for (std::size_t i = 0; i < count; ++i) keys.push_back(&block[i * 64]);
+    Shuffle(count);
+  }
+};
+
+// Text keys: short identifiers, owned here, as the map's caller owns them.
+struct TextWorkload : Workload<char const*> {
+  std::vector<std::string> texts;
+
+  explicit TextWorkload(std::size_t count) {
+    char text[48];
+    for (std::size_t i = 0; i < count; ++i) {
+      std::snprintf(text, sizeof text, "name.%zu.%zx", i * 7919 % count, i);
+      texts.emplace_back(text);
+    }
+    for (auto const& text : texts) keys.push_back(text.c_str());
+    Shuffle(count);
+  }
+};
+
+struct TextLess {
+  bool operator()(char const* first, char const* second) const {
+    return std::strcmp(first, second) < 0;
+  }
+};
+
+template <class Map, class Key>
+void LookupsInMap(benchmark::State& state, Map& map, std::vector<Key> const& probes) {
+  using Value = std::remove_reference_t<decltype(map[probes[0]])>;
+  std::size_t next = 0;
+  for (auto _ : state) {
+    Value value{};
+    benchmark::DoNotOptimize(map.Find(probes[next], value));
+    benchmark::DoNotOptimize(value);
+    next = (next + 1) % kProbes;
+  }
+}
+
+template <class Key, class Value, class Less>
+void LookupsInStdMap(benchmark::State& state, std::vector<Key> const& keys,
+                     std::vector<Key> const& probes, Less less) {
+  std::map<Key, Value, Less> map(less);
+  for (Key key : keys) map.emplace(key, Value{});
+  std::size_t next = 0;
+  for (auto _ : state) {
+    auto found = map.find(probes[next]);
+    benchmark::DoNotOptimize(found != map.end() ? found->second : Value{});
+    next = (next + 1) % kProbes;
+  }
+}
+
+template <class Key, class Value, class Less>
+void LookupsInSortedVector(benchmark::State& state, std::vector<Key> const& keys,
+                           std::vector<Key> const& probes, Less less) {
+  std::vector<std::pair<Key, Value>> entries;
+  for (Key key : keys) entries.emplace_back(key, Value{});
+  auto const byKey = [less](std::pair<Key, Value> const& entry, Key key) {
+    return less(entry.first, key);
+  };
+  std::sort(entries.begin(), entries.end(),
+            [less](auto const& a, auto const& b) { return less(a.first, b.first); });
+  std::size_t next = 0;
+  for (auto _ : state) {
+    Key const key = probes[next];
+    auto found = std::lower_bound(entries.begin(), entries.end(), key, byKey);
+    bool const hit = found != entries.end() && !less(key, found->first);
+    benchmark::DoNotOptimize(hit ? found->second : Value{});
+    next = (next + 1) % kProbes;
+  }
+}
+
+void ScalarLookup_quillon(benchmark::State& state) {
+  PointerWorkload work(static_cast<std::size_t>(state.range(0)));
+  dsScalarMap<pmManageTask*, void*> map;
+  for (void* key : work.keys) map.Add(key, static_cast<pmManageTask*>(nullptr));
+  LookupsInMap(state, map, work.probes);
+}
+
+void ScalarLookup_std_map(benchmark::State& state) {
+  PointerWorkload work(static_cast<std::size_t>(state.range(0)));
+  LookupsInStdMap<void*, pmManageTask*>(state, work.keys, work.probes, std::less<void*>());
+}
+
+void ScalarLookup_lower_bound(benchmark::State& state) {
+  PointerWorkload work(static_cast<std::size_t>(state.range(0)));
+  LookupsInSortedVector<void*, pmManageTask*>(state, work.keys, work.probes, std::less<void*>());
+}
+
+void StringLookup_quillon(benchmark::State& state) {
+  TextWorkload work(static_cast<std::size_t>(state.range(0)));
+  dsNonOwnerStringMap<dsStringCell*> map;
+  for (char const* key : work.keys) map.Add(key, static_cast<dsStringCell*>(nullptr));
+  LookupsInMap(state, map, work.probes);
+}
+
+void StringLookup_std_map(benchmark::State& state) {
+  TextWorkload work(static_cast<std::size_t>(state.range(0)));
+  LookupsInStdMap<char const*, dsStringCell*>(state, work.keys, work.probes, TextLess());
+}
+
+void StringLookup_lower_bound(benchmark::State& state) {
+  TextWorkload work(static_cast<std::size_t>(state.range(0)));
+  LookupsInSortedVector<char const*, dsStringCell*>(state, work.keys, work.probes, TextLess());
+}
+
+// The intern table a program would write with the standard library: one node
+// per distinct text, counted, its key's text shared by all users.
+class InternTable {
+ public:
+  char const* Make(char const* text) {
+    auto entry = table.try_emplace(text, 0).first;
+    ++entry->second;
+    return entry->first.c_str();
+  }
+  void Drop(char const* text) {
+    auto entry = table.find(text);
+    if (--entry->second == 0) table.erase(entry);
+  }
+
+ private:
+  std::unordered_map<std::string, unsigned int> table;
+};
+
+// The text that UniqueMakeDrop makes: with range(0) 1 one that is already
+// held (a count goes up and down); with 0 a new one (a cell is made, entered,
+// taken out and deleted), which sorts into the middle of the held ones.
+std::string TextToMake(benchmark::State const& state, TextWorkload const& work) {
+  if (state.range(0) != 0) return work.texts[0];
+  std::vector<std::string> sorted = work.texts;
+  std::sort(sorted.begin(), sorted.end());
+  return sorted[sorted.size() / 2] + "+";
+}
+
+// Making and dropping a string among state.range(1) other live strings.
+void UniqueMakeDrop_quillon(benchmark::State& state) {
+  TextWorkload work(static_cast<std::size_t>(state.range(1)));
+  std::vector<dsUniqueString*> live;
+  for (char const* key : work.keys) live.push_back(new dsUniqueString(key));
+  std::string const made = TextToMake(state, work);
+  char const* const text = made.c_str();
+  for (auto _ : state) {
+    dsUniqueString string(text);
+    benchmark::DoNotOptimize(string.GiveString());
+  }
+  for (dsUniqueString* string : live) delete string;
+}
+
+void UniqueMakeDrop_unordered_map(benchmark::State& state) {
+  TextWorkload work(static_cast<std::size_t>(state.range(1)));
+  InternTable table;
+  for (char const* key : work.keys) table.Make(key);
+  std::string const made = TextToMake(state, work);
+  char const* const text = made.c_str();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(table.Make(text));
+    table.Drop(text);
+  }
+}
 
 void MutexLockUnlock_quillon(benchmark::State& state) {
   proMutex mutex;
@@ -45,6 +236,18 @@ void AsyncRoundTrip_std(benchmark::State& state) {
 }
 
 }  // namespace
+
+#define QUILLON_LOOKUP_SIZES ->Arg(16)->Arg(1000)->Arg(100000)
+BENCHMARK(ScalarLookup_quillon)->Name("ScalarLookup/quillon") QUILLON_LOOKUP_SIZES;
+BENCHMARK(ScalarLookup_std_map)->Name("ScalarLookup/std_map") QUILLON_LOOKUP_SIZES;
+BENCHMARK(ScalarLookup_lower_bound)->Name("ScalarLookup/lower_bound") QUILLON_LOOKUP_SIZES;
+BENCHMARK(StringLookup_quillon)->Name("StringLookup/quillon") QUILLON_LOOKUP_SIZES;
+BENCHMARK(StringLookup_std_map)->Name("StringLookup/std_map") QUILLON_LOOKUP_SIZES;
+BENCHMARK(StringLookup_lower_bound)->Name("StringLookup/lower_bound") QUILLON_LOOKUP_SIZES;
+
+#define QUILLON_INTERN_CASES ->Args({0, 1000})->Args({1, 1000})
+BENCHMARK(UniqueMakeDrop_quillon)->Name("UniqueMakeDrop/quillon") QUILLON_INTERN_CASES;
+BENCHMARK(UniqueMakeDrop_unordered_map)->Name("UniqueMakeDrop/unordered_map") QUILLON_INTERN_CASES;
 
 BENCHMARK(MutexLockUnlock_quillon)->Name("MutexLockUnlock/quillon");
 BENCHMARK(MutexLockUnlock_std)->Name("MutexLockUnlock/std");

@@ -1,50 +1,218 @@
-// A walk through what quillon offers today: owning strings, growing arrays,
-// token lists, C-style text and status values. It prints what it does.
+// The demo: a small file service on 127.0.0.1 and a client that uses it.
+//
+// The server is a psockBlockingServer. A request is one framed message: a
+// token list (dsMkToken, separator ',') of an operation and neutral paths
+// below the server's root. The handler joins each path under the root with
+// pfuDirPath::operator+=, does the work with pfuFS, and answers with one
+// framed token list: the status number, then its text or the result. Each
+// connection is served on a thread of its own, so a client that connects and
+// sends nothing holds only its own handler.
 #include <quillon.h>
 
+#include <atomic>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
-#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Fields = std::vector<std::string>;
+
+void Put(dsXArray<char>& message, Fields const& fields) {
+  dsString token;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (i > 0) message += ',';
+    dsMkToken(fields[i].c_str(), token, ',');
+    message.Append(token.GetLength(), token);
+  }
+}
+
+Fields Take(dsXArray<char>& message) {
+  message += '\0';
+  Fields fields;
+  dsString token;
+  for (char const* rest = message.GetDataPtr(); rest != nullptr;) {
+    rest = dsGetNextToken(rest, token, ',');
+    fields.emplace_back(static_cast<char const*>(token));
+  }
+  return fields;
+}
+
+// A path of the request stays below the root: no absolute path, no "..".
+bool Below(std::string const& path) {
+  if (pfuIsStringPathAbsolute(path.c_str())) return false;
+  std::string name;
+  for (char c : path + "|") {
+    if (c == '|' || c == '/' || c == '\\') {
+      if (name == "..") return false;
+      name.clear();
+    } else {
+      name += c;
+    }
+  }
+  return true;
+}
+
+Fields Status(errstatus status, std::string const& detail = "") {
+  return {std::to_string(status), detail.empty() ? errText(status) : detail};
+}
+
+class FileService : public psockBlockingServer {
+ public:
+  explicit FileService(char const* root) : root(root) {}
+  ~FileService() override { Finish(); }
+
+  // Waits for every handler to end; afterwards the counts are complete.
+  void Finish() {
+    for (std::thread& worker : workers) worker.join();
+    workers.clear();
+  }
+
+  std::atomic<int> served{0};
+  std::atomic<int> broken{0};
+  std::atomic<int> lastFailure{errOK};
+
+  bool Execute(psockStream* connection) override {
+    if (quitting) {
+      delete connection;
+      return true;
+    }
+    workers.emplace_back([this, connection] { Serve(connection); });
+    return false;
+  }
+
+ private:
+  void Serve(psockStream* connection) {
+    dsXArray<char> request;
+    errstatus status = Read(*connection, request);
+    if (status == errOK) {
+      dsXArray<char> reply;
+      Put(reply, Handle(Take(request)));
+      Write(*connection, reply);
+      ++served;
+    } else {
+      ++broken;
+      lastFailure = status;
+    }
+    delete connection;
+  }
+
+  pfuDirPath Under(std::string const& relative) const {
+    pfuDirPath path(root);
+    path += pfuDirPath(relative.c_str());
+    return path;
+  }
+
+  Fields Handle(Fields const& request) {
+    std::string const& op = request[0];
+    for (std::size_t i = 1; i < request.size(); ++i) {
+      if (!Below(request[i])) return Status(errSysAccessDenied);
+    }
+    if (op == "copy" && request.size() == 3) {
+      return Status(pfuFS::pfuCopyFile(Under(request[1]), Under(request[2])));
+    }
+    if (op == "sum" && request.size() == 2) {
+      unsigned int sum = 0;
+      errstatus status = pfuFS::pfuCalcCheckSumByPath(Under(request[1]), sum);
+      return status == errOK ? Status(status, std::to_string(sum)) : Status(status);
+    }
+    if (op == "list" && request.size() <= 2) {
+      pfuDir* dir = pfuDir::OpenDir(Under(request.size() == 2 ? request[1] : ""));
+      if (dir == nullptr) return Status(errMapError());
+      Fields reply = Status(errOK);
+      pfuDirEntry entry;
+      while (dir->Read(entry)) reply.emplace_back(static_cast<char const*>(entry));
+      delete dir;
+      return reply;
+    }
+    if (op == "quit") {
+      // The loop waits for connections: one more wakes it to see the flag.
+      quitting = true;
+      delete psockServer::Connect("127.0.0.1", GetPort());
+      return Status(errOK, "bye");
+    }
+    return Status(errSysInvalidArgument);
+  }
+
+  pfuDirPath root;
+  std::atomic<bool> quitting{false};
+  std::vector<std::thread> workers;
+};
+
+Fields Ask(int port, Fields const& request) {
+  psockStream* stream = psockServer::Connect("localhost", port);
+  if (stream == nullptr) return {"0", "no connection"};
+  dsXArray<char> message;
+  Put(message, request);
+  Fields reply{"0", "no answer"};
+  dsXArray<char> answer;
+  if (Write(*stream, message) == errOK && Read(*stream, answer) == errOK) reply = Take(answer);
+  delete stream;
+  return reply;
+}
+
+std::string Show(Fields const& fields, std::size_t from = 0) {
+  std::string text;
+  for (std::size_t i = from; i < fields.size(); ++i) text += (i > from ? ", " : "") + fields[i];
+  return text;
+}
+
+}  // namespace
 
 int main() {
-  std::cout << "quillon demo\n\n";
-
-  dsString greeting("systems");
-  greeting += ' ';
-  greeting += "toolkit";
-  greeting.Replace(0, 0, "a ");
-  std::cout << "1. An owning string built piece by piece: \"" << greeting << "\" ("
-            << greeting.GetLength() << " bytes)\n";
-
-  dsXArray<char> bytes;
-  for (int i = 0; i < 300; ++i) bytes += static_cast<char>('a' + i % 26);
-  std::cout << "2. A growing array took 300 appends: size " << bytes.GetSize()
-            << ", capacity " << bytes.GetCapacity() << " (it grows in steps of "
-            << bytes.GetControl().grain << " bytes)\n";
-
-  dsString list, field;
-  char const* fields[] = {"name=a,b", "path=C:|data", "plain"};
-  for (char const* f : fields) {
-    dsMkToken(f, field, ',');
-    if (!list.IsEmpty()) list += ',';
-    list += field;
+  std::random_device seed;
+  std::string native = (std::filesystem::temp_directory_path() /
+                        ("quillon-demo-" + std::to_string(seed()))).string();
+  pfuDirPath root(native.c_str());
+  if (pfuFS::pfuMakeDirRec(root) != errOK) {
+    std::cout << "could not make " << native << "\n";
+    return 1;
   }
-  std::cout << "3. Three fields joined into one token list: " << list << "\n   read back:";
-  for (char const* rest = list; rest != nullptr;) {
-    rest = dsGetNextToken(rest, field, ',');
-    std::cout << " [" << field << "]";
-  }
-  std::cout << "\n";
+  std::ofstream(native + "/notes.txt") << "quillon moves files over sockets.\n";
+  pfuFS::pfuMakeDir(pfuDirPath(root, pfuDirPath("archive")));
 
-  std::cout << "4. Text with a tab, a quote and an e-acute in C-style form: ";
-  NativeStringToCStyle("tab\there \"caf\xc3\xa9\"", std::cout);
-  std::cout << "\n";
+  std::cout << "quillon demo: a file service on 127.0.0.1\n\n";
+  FileService server(root);
+  if (!server.Initialize(SystemAssigned)) return 1;
+  int port = server.GetPort();
+  std::thread loop([&] { server.Run(); });
+  std::cout << "1. The server listens on port " << port << " (chosen by the system), serving "
+            << native << "\n";
 
-  dsString hex;
-  ToString(48879, hex, ToStringHex);
-  std::cout << "5. 48879 in hexadecimal: " << hex << "\n";
+  psockStream* silent = psockServer::Connect("localhost", port);
+  std::cout << "2. A client connects and sends nothing. It holds only its own handler:\n"
+            << "   every connection is served on a thread of its own.\n";
 
-  std::cout << "6. Failures are status values with a text: " << errSysNotFound << " means \""
-            << errText(errSysNotFound) << "\", " << errOK << " means \"" << errText(errOK)
-            << "\"\n";
-  return 0;
+  Fields listing = Ask(port, {"list"});
+  std::cout << "3. list        -> " << Show(listing, 2) << "\n";
+  Fields copy = Ask(port, {"copy", "notes.txt", "archive|notes-copy.txt"});
+  std::cout << "4. copy notes.txt to archive|notes-copy.txt -> status " << copy[0] << " ("
+            << copy[1] << ")\n";
+  Fields original = Ask(port, {"sum", "notes.txt"});
+  Fields copied = Ask(port, {"sum", "archive|notes-copy.txt"});
+  std::cout << "5. checksums   -> " << original[1] << " and " << copied[1]
+            << (original[1] == copied[1] ? ": the copy is the same\n" : ": they differ\n");
+  Fields missing = Ask(port, {"copy", "missing.txt", "archive|missing.txt"});
+  std::cout << "6. copy missing.txt fails -> status " << missing[0] << ": " << missing[1] << "\n";
+  Fields outside = Ask(port, {"sum", "..|etc|passwd"});
+  std::cout << "7. a path that leaves the root is refused -> status " << outside[0] << ": "
+            << outside[1] << "\n";
+
+  delete silent;
+  Fields bye = Ask(port, {"quit"});
+  loop.join();
+  server.Finish();
+  std::cout << "8. quit        -> " << bye[1] << "; the server's loop has ended.\n";
+  errstatus failure = static_cast<errstatus>(server.lastFailure.load());
+  std::cout << "9. The server answered " << server.served << " requests. Connections that ended\n"
+            << "   without a whole request: " << server.broken << " (the silent client, gone away:\n"
+            << "   status " << failure << ", " << errText(failure) << ").\n";
+
+  errstatus removed = pfuFS::pfuRemoveDirRec(root);
+  std::cout << "\nThe service's directory is removed (status " << removed << "). Done.\n";
+  return copy[0] == "1" && missing[0] != "1" ? 0 : 1;
 }

@@ -21,5 +21,6 @@
 #include "pmtask.h"
 #include "pipestream.h"
 #include "pmprocess.h"
+#include "psock.h"
 
 #endif

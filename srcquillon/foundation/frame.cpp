@@ -9,6 +9,7 @@
 #include "quillonbase.h"
 #include "dsunique.h"
 #include "pmtask.h"
+#include "psock.h"
 
 int const SystemAssigned = 0;
 void* const badThreadHandle = nullptr;
@@ -38,6 +39,7 @@ int const ptkAsyncCallEvent::kind = vekEvent::AllocEventKind();
 int const ptkStrictTaskEvent::kind = vekEvent::AllocEventKind();
 
 // 7. The kind of vekSocketEvent.
+int vekSocketEvent::kind = vekSocketEvent::AllocEventKind();
 
 // 8. The interned-string database, with its destructor registered for unload.
 // It starts without a block, and its destructor releases the block only.

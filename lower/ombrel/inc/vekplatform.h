@@ -1,13 +1,14 @@
 // The one header that knows which platform it is on.
 //
-// It picks the socket types that public signatures use (fd_set, timeval) and
-// defines the export macros of the three libraries. Every other header of the
+// It picks the socket types that public signatures use (fd_set, timeval,
+// sockaddr, addrinfo) and defines the export macros of the three libraries. Every other header of the
 // project is free of platform conditionals.
 #ifndef VEKPLATFORM_H
 #define VEKPLATFORM_H
 
 #if defined(_WIN32)
 #  include <winsock2.h>
+#  include <ws2tcpip.h>
 #  define VEK_EXPORT __declspec(dllexport)
 #  define VEK_IMPORT __declspec(dllimport)
 // Windows exports a template instantiation through its own declaration only.
@@ -19,7 +20,9 @@
 // Room for a CRITICAL_SECTION.
 #  define VEK_CRITICAL_SECTION_BYTES 48
 #else
+#  include <netdb.h>
 #  include <sys/select.h>
+#  include <sys/socket.h>
 #  include <sys/time.h>
 #  define VEK_EXPORT __attribute__((visibility("default")))
 #  define VEK_IMPORT __attribute__((visibility("default")))

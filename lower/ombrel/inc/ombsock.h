@@ -1,0 +1,58 @@
+// ombrel: stream sockets.
+//
+// Contract:
+// - A socket handle is an unsigned 64-bit number (the fd on POSIX, the SOCKET
+//   on Windows); vekInvalidSocket, all bits set, stands for none.
+// - Each operation is the socket call of the same name without the prefix,
+//   with the same results: 0 (or a handle, or a count) on success, -1 (or
+//   vekInvalidSocket) on failure with the system error kept for errMapError().
+//   Lengths of addresses are ints on every platform.
+// - Every socket these operations make (vek_socket, vek_accept) is
+//   close-on-exec, so no child process inherits it. An IPv6 socket is made
+//   dual-stack: bound to the wildcard it also hears IPv4. TCP sockets send
+//   at once (no Nagle delay), since a framed message goes out in two sends.
+// - Interrupted calls are resumed; none of them fails for a signal.
+// - vek_recv and vek_send take a 64-bit length (more than INT_MAX bytes are
+//   handled as INT_MAX) and the flags below. vek_send never raises SIGPIPE: a
+//   send to a closed peer fails with the broken-pipe error. When vek_recv
+//   returns 0, the peer has closed the connection, and vekErrPeerClosed is
+//   recorded as the last error, so that errMapError() reports it; a receive
+//   of 0 bytes returns 0 and records no error.
+// - vek_setsockopt takes the level and the option by meaning (the constants
+//   below, the same numbers on every platform); the implementation hands the
+//   platform's own values to the system.
+#ifndef OMBSOCK_H
+#define OMBSOCK_H
+
+#include "vekplatform.h"
+
+unsigned long long const vekInvalidSocket = ~0ULL;
+
+enum vekSockFlag : int {
+  vekMsgOob = 1  // out-of-band data
+};
+
+enum vekSockLevel : int {
+  vekSolSocket = 0xffff  // the socket itself
+};
+
+enum vekSockOption : int {
+  vekSoReuseAddr = 4  // an int: 1 lets a listener take a port that has connections in TIME_WAIT
+};
+
+OMBREL_API unsigned long long vek_socket(int family, int type, int protocol);
+OMBREL_API int vek_bind(unsigned long long sock, sockaddr const* address, int length);
+OMBREL_API int vek_listen(unsigned long long sock, int backlog);
+// address and length may both be null.
+OMBREL_API unsigned long long vek_accept(unsigned long long sock, sockaddr* address, int* length);
+OMBREL_API int vek_connect(unsigned long long sock, sockaddr const* address, int length);
+OMBREL_API int vek_recv(unsigned long long sock, void* buffer, long long length, int flags);
+OMBREL_API int vek_send(unsigned long long sock, void const* buffer, long long length, int flags);
+OMBREL_API int vek_setsockopt(unsigned long long sock, int level, int option, void const* value,
+                              int length);
+// *length holds the size of address on entry and the size of the address on return.
+OMBREL_API int vek_getsockname(unsigned long long sock, sockaddr* address, int* length);
+OMBREL_API int vek_getpeername(unsigned long long sock, sockaddr* address, int* length);
+OMBREL_API int vek_closesocket(unsigned long long sock);
+
+#endif

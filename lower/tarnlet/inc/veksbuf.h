@@ -1,0 +1,126 @@
+// tarnlet: buffered stream buffers over a transfer of the subclass's choice.
+//
+// A subclass gives one private operation per direction, Read(p, n) and
+// Write(p, n); these classes do all the buffering for std::basic_streambuf.
+//
+// Contract:
+// - vekStreamBufferSize holds the size of the buffer; its SetBufferSize stores
+//   any int and returns true. vekStreamBufferBase holds the storage: null
+//   until the buffer first needs it, then either the caller's (given to the
+//   constructor, never released here) or a new[] block of bufferSize bytes of
+//   the buffer's own, released by ~vekStreamBufferBase.
+// - doallocate() gets the storage when there is none and sets up the get and
+//   put areas; it returns 1. It runs at the first transfer, not before.
+// - Read(p, n) returns the count it put at p (1 to n), or -1 for the end of
+//   input or a failure. underflow() refills an empty get area with one Read
+//   of the whole area; -1 (or 0) is the end of input.
+// - Write(p, n) returns the count it took (1 to n; less is not a failure) or
+//   -1. overflow(c), sync() and flush() hand the put area to Write until it
+//   is empty. On a failed Write the bytes not yet taken are dropped and the
+//   call fails (overflow: eof, sync and flush: -1); flush gives 0 otherwise.
+// - A direction that a class lacks fails: overflow of vekIStreamBuf and
+//   underflow of vekOStreamBuf give eof. showmanyc() is always 0.
+// - vekIOStreamBuf splits its one storage: the first half (rounded up) is the
+//   get area, the rest the put area (a buffer of one byte has no put area
+//   and writes each character straight through). Before it reads it sends what is pending
+//   in the put area, so that a request written and then a reply read need no
+//   flush in between.
+// - SetBufferSize(size) of the three classes refuses a size below 1 (below 2
+//   for vekIOStreamBuf), a buffer that runs on the caller's storage, and a
+//   buffer that holds unread input or unsent output. Otherwise it releases
+//   its own storage, stores the size, and the next transfer allocates anew.
+#ifndef VEKSBUF_H
+#define VEKSBUF_H
+
+#include <streambuf>
+
+#include "vekplatform.h"
+
+class TARNLET_API vekStreamBufferSize {
+ public:
+  explicit vekStreamBufferSize(int size) : bufferSize(size) {}
+  virtual ~vekStreamBufferSize() = default;
+  virtual bool SetBufferSize(int size) {
+    bufferSize = size;
+    return true;
+  }
+
+ protected:
+  int bufferSize;
+};
+
+class TARNLET_API vekStreamBufferBase {
+ public:
+  explicit vekStreamBufferBase(char* base) : bufferBase(base) {}
+  vekStreamBufferBase(vekStreamBufferBase const&) = delete;
+  vekStreamBufferBase& operator=(vekStreamBufferBase const&) = delete;
+  virtual ~vekStreamBufferBase();
+
+ protected:
+  // Storage of bufferSize bytes, the caller's or a new block of our own.
+  char* Storage(int size);
+  // Drops our own storage so that the next transfer allocates anew; false
+  // for the caller's storage, which this buffer must keep using.
+  bool DropStorage();
+
+  char* bufferBase;
+
+ private:
+  bool ownsBase = false;
+};
+
+class TARNLET_API vekIStreamBuf : public virtual std::basic_streambuf<char>,
+                                  public virtual vekStreamBufferSize,
+                                  public virtual vekStreamBufferBase {
+ public:
+  vekIStreamBuf(int size, char* storage);
+  ~vekIStreamBuf() override;
+  bool SetBufferSize(int size) override;
+
+ protected:
+  int_type overflow(int_type c) override;
+  std::streamsize showmanyc() override { return 0; }
+  int_type underflow() override;
+  virtual int doallocate();
+
+  // The size of the get area when it is full.
+  int getRoom = 0;
+
+ private:
+  virtual int Read(void* p, int n) = 0;
+};
+
+class TARNLET_API vekOStreamBuf : public virtual std::basic_streambuf<char>,
+                                  public virtual vekStreamBufferSize,
+                                  public virtual vekStreamBufferBase {
+ public:
+  vekOStreamBuf(int size, char* storage);
+  ~vekOStreamBuf() override;
+  bool SetBufferSize(int size) override;
+
+ protected:
+  int_type overflow(int_type c) override;
+  std::streamsize showmanyc() override { return 0; }
+  int_type underflow() override;
+  int sync() override;
+  virtual int doallocate();
+  int flush();
+
+ private:
+  virtual int Write(void const* p, int n) = 0;
+};
+
+class TARNLET_API vekIOStreamBuf : public vekIStreamBuf, public vekOStreamBuf {
+ public:
+  vekIOStreamBuf(int size, char* storage);
+  ~vekIOStreamBuf() override;
+  bool SetBufferSize(int size) override;
+
+ protected:
+  int_type overflow(int_type c) override;
+  std::streamsize showmanyc() override { return 0; }
+  int_type underflow() override;
+  int doallocate() override;
+};
+
+#endif

@@ -1,0 +1,108 @@
+#include "veksock.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "ombmem.h"
+
+void fds_zero(fd_set& set) { FD_ZERO(&set); }
+
+void fds_set(unsigned long long sock, fd_set& set) {
+  // FD_SET beyond the set's size would write outside it.
+  if (sock < static_cast<unsigned long long>(FD_SETSIZE)) FD_SET(static_cast<int>(sock), &set);
+}
+
+int fds_select(int sock, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
+  if (sock < 0 || sock >= FD_SETSIZE) {
+    vekSetLastError(EINVAL);
+    return -1;
+  }
+  timeval left{};
+  if (timeout != nullptr) left = *timeout;
+  for (;;) {
+    int ready = ::select(sock + 1, read, write, except, timeout != nullptr ? &left : nullptr);
+    if (ready >= 0) return ready;
+    if (errno != EINTR) {
+      vekKeepSystemError();
+      return -1;
+    }
+  }
+}
+
+namespace {
+
+bool HostHasIPv6() {
+  int fd = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) return false;
+  ::close(fd);
+  return true;
+}
+
+// Puts the first IPv6 entry at the head of the list.
+addrinfo* IPv6First(addrinfo* list) {
+  addrinfo* before = nullptr;
+  for (addrinfo* entry = list; entry != nullptr; before = entry, entry = entry->ai_next) {
+    if (entry->ai_family == AF_INET6) {
+      if (before == nullptr) return list;
+      before->ai_next = entry->ai_next;
+      entry->ai_next = list;
+      return entry;
+    }
+  }
+  return list;
+}
+
+}  // namespace
+
+int vek_get_nodeaddrinfo(char const* node, char const* service, addrinfo const* hints,
+                         addrinfo** result) {
+  addrinfo* list = nullptr;
+  int outcome = ::getaddrinfo(node, service, hints, &list);
+  if (outcome != 0) {
+    if (outcome == EAI_SYSTEM) {
+      vekKeepSystemError();
+    } else {
+      vekSetLastError(vekErrNameNotResolved);
+    }
+    return outcome;
+  }
+  bool wildcardOfAnyFamily = node == nullptr && hints != nullptr &&
+                             (hints->ai_flags & AI_PASSIVE) != 0 && hints->ai_family == AF_UNSPEC;
+  if (wildcardOfAnyFamily && HostHasIPv6()) list = IPv6First(list);
+  *result = list;
+  return 0;
+}
+
+void vek_free_nodeaddrinfo(addrinfo* result) {
+  if (result != nullptr) ::freeaddrinfo(result);
+}
+
+int vek_get_nodenameinfo(sockaddr const* address, int length, char* host, int hostSize,
+                         char* service, int serviceSize, int flags) {
+  int outcome = ::getnameinfo(address, static_cast<socklen_t>(length), host,
+                              static_cast<socklen_t>(hostSize), service,
+                              static_cast<socklen_t>(serviceSize), flags);
+  if (outcome != 0) {
+    if (outcome == EAI_SYSTEM) {
+      vekKeepSystemError();
+    } else {
+      vekSetLastError(vekErrNameNotResolved);
+    }
+  }
+  return outcome;
+}
+
+vekSelectEvent::vekSelectEvent(unsigned long long sock, Type type) : sock(sock), type(type) {}
+
+vekWaitObject vekSelectEvent::GetWaitObject() const {
+  std::intptr_t fd = sock < static_cast<unsigned long long>(INTPTR_MAX)
+                         ? static_cast<std::intptr_t>(sock)
+                         : -1;
+  return vekWaitObject{fd, type == Writable};
+}

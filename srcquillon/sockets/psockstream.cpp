@@ -1,0 +1,187 @@
+// Connected stream sockets, their exact and framed transfers, and the socket event.
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "bdtstream.h"
+#include "dsstring.h"  // std::strstreambuf, with its deprecation warning silenced
+#include "psock.h"
+
+namespace {
+
+// The frame's count: an int in the portable form.
+int const kPortable = 1;
+int const kChunk = 4096;
+
+int Low32(unsigned long long sock) { return static_cast<int>(static_cast<std::uint32_t>(sock)); }
+
+}  // namespace
+
+psockStream::~psockStream() = default;
+
+void psockStream::Initialize() {}
+
+void psockStream::Shutdown() {}
+
+bool psockStream::IsOnTheSameMachine() {
+  unsigned long long sock = getSock();
+  alignas(8) unsigned char local[28];
+  alignas(8) unsigned char peer[28];
+  int localLength = sizeof local;
+  int peerLength = sizeof peer;
+  if (vek_getsockname(sock, reinterpret_cast<sockaddr*>(local), &localLength) != 0) return false;
+  if (vek_getpeername(sock, reinterpret_cast<sockaddr*>(peer), &peerLength) != 0) return false;
+  char localName[1025];
+  char peerName[1025];
+  if (vek_get_nodenameinfo(reinterpret_cast<sockaddr*>(local), localLength, localName,
+                           sizeof localName, nullptr, 0, 0) != 0 ||
+      vek_get_nodenameinfo(reinterpret_cast<sockaddr*>(peer), peerLength, peerName,
+                           sizeof peerName, nullptr, 0, 0) != 0) {
+    return false;
+  }
+  return std::strcmp(localName, peerName) == 0;
+}
+
+psockStreamImpl::psockStreamImpl(unsigned long long sock) : sock(sock), err(errOK) {}
+
+psockStreamImpl::~psockStreamImpl() { CloseSocket(); }
+
+int psockStreamImpl::Read(void* p, int n, bool oob) {
+  int got = vek_recv(sock, p, n, oob ? vekMsgOob : 0);
+  if (got > 0) return got;
+  // A closed peer maps to its own status; a receive of nothing fails nothing.
+  errstatus mapped = errMapError();
+  if (mapped != errOK) err = mapped;
+  return -1;
+}
+
+int psockStreamImpl::Write(void const* p, int n, bool oob) {
+  int sent = vek_send(sock, p, n, oob ? vekMsgOob : 0);
+  if (sent == -1) {
+    errstatus mapped = errMapError();
+    if (mapped != errOK) err = mapped;
+  }
+  return sent;
+}
+
+bool psockStreamImpl::Exception() {
+  fd_set except;
+  timeval now{0, 0};
+  return SelectWait(nullptr, nullptr, &except, &now) != 0;
+}
+
+int psockStreamImpl::Select(fd_set* read, fd_set* write, fd_set* except, timeval* tv) {
+  tv->tv_sec = 0;
+  tv->tv_usec = 10;
+  return SelectWait(read, write, except, tv);
+}
+
+int psockStreamImpl::SelectWait(fd_set* read, fd_set* write, fd_set* except, timeval* tv) {
+  for (fd_set* set : {read, write, except}) {
+    if (set == nullptr) continue;
+    fds_zero(*set);
+    fds_set(sock, *set);
+  }
+  return fds_select(Low32(sock), read, write, except, tv);
+}
+
+errstatus psockStreamImpl::getErr() { return err; }
+
+unsigned long long psockStreamImpl::getSock() { return sock; }
+
+void psockStreamImpl::CloseSocket() {
+  if (sock == vekInvalidSocket) return;
+  vek_closesocket(sock);
+  sock = vekInvalidSocket;
+}
+
+errstatus Write(psockStream& s, char const* p, int n) {
+  errstatus e = s.getErr();
+  if (e != errOK) return e;
+  while (n > 0) {
+    int w = s.Write(p, n, false);
+    n -= w;
+    p += w;
+    e = s.getErr();
+    if (e != errOK) return e;
+  }
+  return e;
+}
+
+errstatus Read(psockStream& s, char* p, int& n) {
+  int r = n;
+  errstatus e = s.getErr();
+  while (e == errOK && r > 0) {
+    int g = s.Read(p, r, false);
+    if (g > 0) {
+      p += g;
+      r -= g;
+    }
+    e = s.getErr();
+  }
+  n -= r;
+  return e;
+}
+
+errstatus Write(psockStream& s, dsXArray<char>& a) {
+  char header[4];
+  std::strstreambuf headerBuffer(header, sizeof header, header);
+  bdtOStream encoder(&headerBuffer, kPortable);
+  encoder << static_cast<int>(a.GetSize());
+  // Header and payload go out separately: the payload straight from the array.
+  errstatus e = Write(s, header, static_cast<int>(bdtBase::Length(0, kPortable)));
+  if (e != errOK) return e;
+  return Write(s, a.GetDataPtr(), static_cast<int>(a.GetSize()));
+}
+
+errstatus Read(psockStream& s, dsXArray<char>& a) {
+  char chunk[kChunk];
+  int const headerLength = static_cast<int>(bdtBase::Length(0, kPortable));
+  char* next = chunk;
+  for (int h = headerLength; h > 0;) {
+    errstatus e = s.getErr();
+    if (e != errOK) return e;
+    int g = s.Read(next, h, false);
+    if (g < 0) return errFramedReceive;
+    h -= g;
+    next += g;
+  }
+  std::strstreambuf headerBuffer(static_cast<char const*>(chunk), headerLength);
+  bdtIStream decoder(&headerBuffer, kPortable);
+  int length = 0;
+  decoder >> length;
+
+  errstatus e = s.getErr();
+  if (e != errOK) return e;
+  // The array grows only with what arrives, whatever the count announces.
+  while (length > 0) {
+    int g = s.Read(chunk, std::min(kChunk, length), false);
+    if (g > 0) {
+      a.Append(static_cast<unsigned int>(g), chunk);
+      length -= g;
+    } else if (g < 0) {
+      return errFramedReceive;
+    }
+    e = s.getErr();
+    if (e != errOK) return e;
+  }
+  return e;
+}
+
+int ReadFromSocket(psockStream& s, void* p, int n) {
+  int got = s.Read(p, n, false);
+  return got == 0 ? -1 : got;
+}
+
+int WriteToSocket(psockStream& s, void const* p, int n) { return s.Write(p, n, false); }
+
+vekSocketEvent::vekSocketEvent(psockStream* s, Type t)
+    : vekEvent(new vekSelectEvent(s->getSock(), t)), stream(s), type(t) {}
+
+int vekSocketEvent::GetKind() { return kind; }
+
+void* vekSocketEvent::GetInfo() { return this; }
+
+vekSocketEvent* vekSocketEvent::cast(vekEvent* e) {
+  return e->GetKind() == kind ? static_cast<vekSocketEvent*>(e->GetInfo()) : nullptr;
+}

@@ -1,0 +1,585 @@
+// Sockets: the lower socket calls, socket streams and framed messages, the
+// servers and their loops, and stream buffers over sockets. Everything runs
+// on 127.0.0.1 with ports the system picks; every wait is bounded.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <future>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "quillon.h"
+#include "testsupport.h"
+
+namespace {
+
+using std::chrono::seconds;
+using Stream = std::unique_ptr<psockStream>;
+
+// Takes the first connection it is given and ends the loop.
+class Taker : public psockBlockingServer {
+ public:
+  bool Execute(psockStream* connection) override {
+    taken.reset(connection);
+    return true;
+  }
+  Stream taken;
+};
+
+struct Connection {
+  Stream client;
+  Stream server;
+};
+
+Connection Connect() {
+  Taker listener;
+  EXPECT_TRUE(listener.Initialize(SystemAssigned));
+  Connection c;
+  c.client.reset(psockServer::Connect("127.0.0.1", listener.GetPort()));
+  EXPECT_NE(c.client, nullptr);
+  listener.AcceptAndExecute();
+  c.server = std::move(listener.taken);
+  return c;
+}
+
+int Fd(psockStream& s) { return static_cast<int>(s.getSock()); }
+
+void SendRaw(psockStream& s, std::string const& bytes) {
+  ASSERT_EQ(::send(Fd(s), bytes.data(), bytes.size(), MSG_NOSIGNAL),
+            static_cast<ssize_t>(bytes.size()));
+}
+
+std::string ReadRaw(psockStream& s, int n) {
+  std::string bytes(static_cast<std::size_t>(n), '\0');
+  EXPECT_EQ(Read(s, &bytes[0], n), errOK);
+  bytes.resize(static_cast<std::size_t>(n));
+  return bytes;
+}
+
+dsXArray<char>& Fill(dsXArray<char>& a, std::string const& bytes) {
+  a.Append(static_cast<unsigned>(bytes.size()), bytes.data());
+  return a;
+}
+
+std::string Bytes(dsXArray<char> const& a) { return std::string(a.GetDataPtr(), a.GetSize()); }
+
+std::string Pattern(int n) {
+  std::string bytes;
+  for (int i = 0; i < n; ++i) bytes += static_cast<char>(i * 7 + i / 256);
+  return bytes;
+}
+
+// Passes every call on to a real stream and records the counts asked for.
+class Recorder : public psockStream {
+ public:
+  explicit Recorder(psockStream& inner) : inner(inner) {}
+  int Read(void* p, int n, bool oob) override {
+    reads.push_back(n);
+    return inner.Read(p, n, oob);
+  }
+  int Write(void const* p, int n, bool oob) override {
+    writes.push_back(n);
+    return inner.Write(p, n, oob);
+  }
+  bool Exception() override { return inner.Exception(); }
+  int Select(fd_set* r, fd_set* w, fd_set* e, timeval* tv) override { return inner.Select(r, w, e, tv); }
+  int SelectWait(fd_set* r, fd_set* w, fd_set* e, timeval* tv) override {
+    return inner.SelectWait(r, w, e, tv);
+  }
+  errstatus getErr() override { return inner.getErr(); }
+  unsigned long long getSock() override { return inner.getSock(); }
+  void CloseSocket() override { inner.CloseSocket(); }
+
+  psockStream& inner;
+  std::vector<int> reads;
+  std::vector<int> writes;
+};
+
+// --- the lower calls -------------------------------------------------------
+
+TEST(SocketLower, HandlesAreCloseOnExecAndOptionsGoByMeaning) {
+  Connection c = Connect();
+  for (psockStream* s : {c.client.get(), c.server.get()}) {
+    EXPECT_NE(::fcntl(Fd(*s), F_GETFD) & FD_CLOEXEC, 0);
+  }
+  int on = 1;
+  ASSERT_EQ(vek_setsockopt(c.client->getSock(), vekSolSocket, vekSoReuseAddr, &on, sizeof on), 0);
+  int value = 0;
+  socklen_t length = sizeof value;
+  ASSERT_EQ(::getsockopt(Fd(*c.client), SOL_SOCKET, SO_REUSEADDR, &value, &length), 0);
+  EXPECT_NE(value, 0);
+  // The platform's own numbers mean nothing to the wrapper.
+  EXPECT_EQ(vek_setsockopt(c.client->getSock(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), -1);
+  EXPECT_EQ(errMapError(), errSysInvalidArgument);
+}
+
+TEST(SocketLower, ClosedPeerIsReportedAndNeverRaisesSigpipe) {
+  Connection c = Connect();
+  c.server->CloseSocket();
+  char byte = 0;
+  EXPECT_EQ(vek_recv(c.client->getSock(), &byte, 1, 0), 0);
+  EXPECT_EQ(errMapError(), errSysPeerClosed);
+  // The first send may still be taken; a later one meets the reset without a signal.
+  std::string block(65536, 'x');
+  int result = 0;
+  for (int i = 0; i < 100 && result >= 0; ++i) {
+    result = vek_send(c.client->getSock(), block.data(), static_cast<long long>(block.size()), 0);
+  }
+  EXPECT_EQ(result, -1);
+  errstatus status = errMapError();
+  EXPECT_TRUE(status == errSysBrokenPipe || status == errSysConnReset) << status;
+}
+
+TEST(SocketLower, SelectKeepsTheCallersTimeAndRefusesHandlesBeyondTheSet) {
+  Connection c = Connect();
+  fd_set read;
+  fds_zero(read);
+  fds_set(c.client->getSock(), read);
+  timeval time{0, 20000};
+  EXPECT_EQ(fds_select(Fd(*c.client), &read, nullptr, nullptr, &time), 0);
+  EXPECT_EQ(time.tv_sec, 0);
+  EXPECT_EQ(time.tv_usec, 20000);
+
+  fd_set empty;
+  fds_zero(empty);
+  fds_set(FD_SETSIZE + 5, empty);  // left out: writing it would go beyond the set
+  fd_set zero;
+  FD_ZERO(&zero);
+  EXPECT_EQ(std::memcmp(&empty, &zero, sizeof zero), 0);
+  EXPECT_EQ(fds_select(FD_SETSIZE, &empty, nullptr, nullptr, &time), -1);
+}
+
+TEST(SocketEvent, CastAndWaitFollowTheSocket) {
+  Connection c = Connect();
+  vekSocketEvent readable(c.server.get(), vekSelectEvent::Readable);
+  vekSocketEvent writable(c.server.get(), vekSelectEvent::Writable);
+  EXPECT_EQ(vekSocketEvent::cast(&readable), &readable);
+  EXPECT_EQ(readable.GetSockStream(), c.server.get());
+  vekEvent plain(nullptr);
+  EXPECT_EQ(vekSocketEvent::cast(&plain), nullptr);
+
+  EXPECT_FALSE(readable.Wait(0));
+  EXPECT_TRUE(writable.Wait(5000));
+  SendRaw(*c.client, "x");
+  EXPECT_TRUE(readable.Wait(5000));
+}
+
+// --- streams and frames ----------------------------------------------------
+
+TEST(SocketFrame, LayoutIsCountThenPayloadInTwoSends) {
+  Connection c = Connect();
+  Recorder sender(*c.client);
+  dsXArray<char> three;
+  EXPECT_EQ(Write(sender, Fill(three, "abc")), errOK);
+  EXPECT_EQ(sender.writes, (std::vector<int>{4, 3}));
+  EXPECT_EQ(Bytes(three), "abc");  // the array is left as it was
+  EXPECT_EQ(ReadRaw(*c.server, 7), std::string("\0\0\0\3abc", 7));
+
+  dsXArray<char> empty;
+  EXPECT_EQ(Write(*c.client, empty), errOK);
+  EXPECT_EQ(ReadRaw(*c.server, 4), std::string(4, '\0'));
+
+  SendRaw(*c.client, std::string("\0\0\0\0", 4) + std::string("\0\0\0\3xyz", 7));
+  dsXArray<char> received;
+  Fill(received, "12345");
+  EXPECT_EQ(Read(*c.server, received), errOK);  // the empty frame adds nothing
+  EXPECT_EQ(Bytes(received), "12345");
+  EXPECT_EQ(Read(*c.server, received), errOK);
+  EXPECT_EQ(Bytes(received), "12345xyz");
+}
+
+TEST(SocketFrame, BackToBackAndLargeFramesArriveWhole) {
+  Connection c = Connect();
+  std::string big = Pattern(10000);
+  dsXArray<char> a, b, d;
+  ASSERT_EQ(Write(*c.client, Fill(a, big)), errOK);
+  ASSERT_EQ(Write(*c.client, Fill(b, "second")), errOK);
+  ASSERT_EQ(Write(*c.client, Fill(d, "third")), errOK);
+
+  Recorder receiver(*c.server);
+  dsXArray<char> first, second, third;
+  EXPECT_EQ(Read(receiver, first), errOK);
+  EXPECT_EQ(Bytes(first), big);
+  for (std::size_t i = 1; i < receiver.reads.size(); ++i) EXPECT_LE(receiver.reads[i], 4096);
+  EXPECT_GE(receiver.reads.size(), 4u);  // the header, then at least three chunks
+  EXPECT_EQ(Read(*c.server, second), errOK);
+  EXPECT_EQ(Bytes(second), "second");
+  EXPECT_EQ(Read(*c.server, third), errOK);
+  EXPECT_EQ(Bytes(third), "third");
+}
+
+TEST(SocketFrame, PeerWritingOneByteAtATimeIsPutTogetherInOrder) {
+  Connection c = Connect();
+  int one = 1;
+  ::setsockopt(Fd(*c.client), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+  std::string frame = std::string("\0\0\0\x0a", 4) + "0123456789";
+  std::thread writer([&] {
+    for (char byte : frame) {
+      ::send(Fd(*c.client), &byte, 1, MSG_NOSIGNAL);
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  });
+  dsXArray<char> a;
+  EXPECT_EQ(Read(*c.server, a), errOK);
+  writer.join();
+  EXPECT_EQ(Bytes(a), "0123456789");
+}
+
+TEST(SocketFrame, PeerClosingMidFrameGives41AndStopsTheStream) {
+  Connection c = Connect();
+  SendRaw(*c.client, std::string("\0\0\0\x0a", 4) + "abcd");
+  c.client->CloseSocket();
+  dsXArray<char> a;
+  EXPECT_EQ(Read(*c.server, a), errFramedReceive);
+  EXPECT_EQ(Bytes(a), "abcd");  // the chunk that came stays
+  EXPECT_EQ(c.server->getErr(), errSysPeerClosed);
+
+  // The failure is kept: nothing more goes out or comes in through the stream.
+  Recorder after(*c.server);
+  EXPECT_EQ(Write(after, a), errSysPeerClosed);
+  char buffer[8];
+  int n = 8;
+  EXPECT_EQ(Read(after, buffer, n), errSysPeerClosed);
+  EXPECT_EQ(n, 0);
+  EXPECT_TRUE(after.writes.empty());
+  EXPECT_TRUE(after.reads.empty());
+  // The direct calls are not held back, and a closed peer is never 0.
+  EXPECT_EQ(ReadFromSocket(*c.server, buffer, 8), -1);
+}
+
+TEST(SocketFrame, HugeCountWithAShortPayloadAllocatesOnlyWhatCame) {
+  Connection c = Connect();
+  SendRaw(*c.client, std::string("\x7f\xff\xff\xff", 4) + Pattern(100));
+  c.client->CloseSocket();
+  dsXArray<char> a;
+  EXPECT_EQ(Read(*c.server, a), errFramedReceive);
+  EXPECT_EQ(Bytes(a), Pattern(100));
+  EXPECT_LT(a.GetCapacity(), 4096u);
+}
+
+TEST(SocketStream, SelectWaitsTenMicrosecondsAndCloseIsIdempotent) {
+  Connection c = Connect();
+  fd_set read;
+  timeval time{5, 0};
+  EXPECT_EQ(c.server->Select(&read, nullptr, nullptr, &time), 0);
+  EXPECT_EQ(time.tv_sec, 0);
+  EXPECT_EQ(time.tv_usec, 10);
+  EXPECT_FALSE(c.server->Exception());
+  SendRaw(*c.client, "x");
+  timeval limit{5, 0};
+  EXPECT_EQ(c.server->SelectWait(&read, nullptr, nullptr, &limit), 1);
+  EXPECT_TRUE(c.server->IsOnTheSameMachine());
+
+  // An exact read that meets the close reports how much came.
+  SendRaw(*c.client, "hello");
+  c.client->CloseSocket();
+  char buffer[16];
+  int n = 16;
+  EXPECT_EQ(Read(*c.server, buffer, n), errSysPeerClosed);
+  EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(n)), "xhello");
+
+  c.server->CloseSocket();
+  c.server->CloseSocket();
+  EXPECT_EQ(c.server->getSock(), ~0ULL);
+}
+
+// --- servers ---------------------------------------------------------------
+
+// Counts handler calls and idle turns; the handler answers with `stop`.
+template <class Base>
+class Counting : public Base {
+ public:
+  using Base::Base;
+  bool Execute(psockStream* connection) override {
+    delete connection;
+    ++handled;
+    return stop;
+  }
+  bool DoIdle() override {
+    ++idle;
+    return Base::DoIdle();
+  }
+  std::atomic<int> handled{0};
+  std::atomic<int> idle{0};
+  bool stop = false;
+};
+
+TEST(SocketServer, BacklogVariableIsReadAndReported) {
+  struct Case {
+    char const* value;
+    char const* line;
+  };
+  for (Case const& c : {Case{nullptr, ""}, Case{"3", "RTF: Backlog set to 5\n"},
+                        Case{"many", "RTF: Backlog set to 5\n"},
+                        Case{"1000", "RTF: Backlog set to 1000\n"}}) {
+    c.value != nullptr ? ::setenv("VRN_FSERV_BACKLOG", c.value, 1) : ::unsetenv("VRN_FSERV_BACKLOG");
+    Counting<psockNonBlockingServer> server;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(server.Initialize(SystemAssigned));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), c.line);
+    EXPECT_GT(server.GetPort(), 0);
+  }
+  ::unsetenv("VRN_FSERV_BACKLOG");
+}
+
+TEST(SocketServer, BusyPortFailsWithItsMessage) {
+  Counting<psockNonBlockingServer> first;
+  ASSERT_TRUE(first.Initialize(SystemAssigned));
+  Counting<psockNonBlockingServer> second;
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(second.Initialize(first.GetPort()));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: port is busy.\n");
+}
+
+TEST(SocketServer, FailedLookUpFailsWithoutAnAddress) {
+  Counting<psockNonBlockingServer> server;
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(server.Initialize(-1));  // "-1" names no service
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: OS could not create socket.\n");
+  EXPECT_EQ(server.GetPort(), -1);
+}
+
+TEST(SocketServer, FailedWaitPrintsItsDiagnosticsAndEndsTheLoop) {
+  Counting<psockNonBlockingServer> never;  // not initialised: nothing to wait on
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  never.WaitAndProcess(1500);
+  std::string out = testing::internal::GetCapturedStdout();
+  std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(out, "Failure on connection's socket: " + std::to_string(errSysInvalidArgument) +
+                     "\nwaittime = (1,500000)\nmsec = 1500\nLastError = " +
+                     std::to_string(EINVAL) + "\n");
+  EXPECT_EQ(err.rfind("Socket failed: : ", 0), 0u) << err;
+  EXPECT_EQ(never.idle, 0);
+}
+
+TEST(SocketServer, NonBlockingRunServesWhatWaitsThenIdlesOnce) {
+  Counting<psockNonBlockingServer> server;
+  ASSERT_TRUE(server.Initialize(SystemAssigned));
+  server.Run();
+  EXPECT_EQ(server.handled, 0);
+  EXPECT_EQ(server.idle, 1);
+
+  Stream a(psockServer::Connect("127.0.0.1", server.GetPort()));
+  Stream b(psockServer::Connect("localhost", server.GetPort()));
+  ASSERT_TRUE(a && b);
+  server.Run();
+  EXPECT_EQ(server.handled, 2);
+  EXPECT_EQ(server.idle, 2);
+
+  // A handler that answers true ends the loop with connections still queued.
+  Stream d(psockServer::Connect("127.0.0.1", server.GetPort()));
+  Stream e(psockServer::Connect("127.0.0.1", server.GetPort()));
+  server.stop = true;
+  server.Run();
+  EXPECT_EQ(server.handled, 3);
+  EXPECT_EQ(server.idle, 2);
+  EXPECT_TRUE(server.IsConnectionReceived());
+}
+
+TEST(SocketServer, ConnectFailsCleanlyWithNoHandleLeft) {
+  EXPECT_EQ(psockServer::Connect("no-such-host.invalid", 80), nullptr);
+  EXPECT_EQ(errMapError(), errSysNameNotResolved);
+  int port = 0;
+  {
+    Counting<psockNonBlockingServer> gone;
+    ASSERT_TRUE(gone.Initialize(SystemAssigned));
+    port = gone.GetPort();
+  }
+  int before = ::dup(0);
+  ::close(before);
+  EXPECT_EQ(psockServer::Connect("127.0.0.1", port), nullptr);
+  int after = ::dup(0);
+  ::close(after);
+  EXPECT_EQ(after, before);  // the failed attempt's socket was closed
+}
+
+// Answers every framed request with the same payload; "stop" ends the loop.
+class Echo : public psockBlockingServer {
+ public:
+  bool Execute(psockStream* connection) override {
+    Stream s(connection);
+    dsXArray<char> request;
+    if (Read(*s, request) != errOK) return false;
+    std::string text = Bytes(request);
+    Write(*s, request);
+    return text == "stop";
+  }
+};
+
+std::string Ask(int port, std::string const& text) {
+  Stream s(psockServer::Connect("127.0.0.1", port));
+  if (!s) return "<no connection>";
+  dsXArray<char> request, reply;
+  Write(*s, Fill(request, text));
+  if (Read(*s, reply) != errOK) return "<no reply>";
+  return Bytes(reply);
+}
+
+TEST(SocketServer, BlockingServerAnswersUntilAHandlerEndsIt) {
+  Echo server;
+  ASSERT_TRUE(server.Initialize(SystemAssigned));
+  auto running = std::async(std::launch::async, [&] { server.Run(); });
+  // A client that goes away mid-frame costs its handler only.
+  {
+    Stream broken(psockServer::Connect("127.0.0.1", server.GetPort()));
+    SendRaw(*broken, std::string("\0\0\0\x09", 4) + "abc");
+  }
+  EXPECT_EQ(Ask(server.GetPort(), "one"), "one");
+  EXPECT_EQ(Ask(server.GetPort(), Pattern(10000)), Pattern(10000));
+  EXPECT_EQ(Ask(server.GetPort(), "stop"), "stop");
+  ASSERT_EQ(running.wait_for(seconds(10)), std::future_status::ready);
+}
+
+TEST(SocketService, StopEndsTheLoopAtTheFirstTimeoutAfterWaitingWork) {
+  vekService service;
+  EXPECT_FALSE(service.IsStopSignaled());
+  service.Stop();
+  EXPECT_TRUE(service.IsStopSignaled());
+  EXPECT_TRUE(vekServiceBase::IsEventSignaled(service.GetStopEvent()));
+
+  Counting<psockService> server(service, 20);
+  ASSERT_TRUE(server.Initialize(SystemAssigned));
+  Stream waiting(psockServer::Connect("127.0.0.1", server.GetPort()));
+  server.Run();
+  EXPECT_EQ(server.handled, 1);
+  EXPECT_EQ(server.idle, 1);
+}
+
+TEST(SocketService, PauseHoldsTheLoopUntilContinued) {
+  vekService service;
+  Counting<psockService> server(service, 10);
+  ASSERT_TRUE(server.Initialize(SystemAssigned));
+  service.Pause();
+  auto running = std::async(std::launch::async, [&] { server.Run(); });
+  ASSERT_TRUE(qtest::WaitUntil([&] { return server.idle >= 1; }));
+  Stream client(psockServer::Connect("127.0.0.1", server.GetPort()));
+  // Paused in its idle turn, the loop accepts nothing.
+  EXPECT_FALSE(qtest::WaitUntil([&] { return server.handled > 0; }, std::chrono::milliseconds(200)));
+  service.Continue();
+  EXPECT_TRUE(qtest::WaitUntil([&] { return server.handled == 1; }));
+  // A stop also ends a pause.
+  service.Pause();
+  service.Stop();
+  ASSERT_EQ(running.wait_for(seconds(10)), std::future_status::ready);
+}
+
+// --- stream buffers --------------------------------------------------------
+
+TEST(SocketBuffer, IoStreamRoundTripsAndFlushesWhenDestroyed) {
+  Connection c = Connect();
+  {
+    ioSockStream out(*c.client);
+    out << "hello " << 42 << ' ' << Pattern(5000).size() << '\n';
+  }
+  EXPECT_NE(c.client->getSock(), ~0ULL);  // the stream outlives its iostream
+  {
+    ISockSBuf in(*c.server);
+    EXPECT_EQ(in.in_avail(), 0);  // no estimate, although the bytes are there
+    std::istream text(&in);
+    std::string word;
+    int number = 0;
+    std::size_t size = 0;
+    text >> word >> number >> size;
+    EXPECT_EQ(word, "hello");
+    EXPECT_EQ(number, 42);
+    EXPECT_EQ(size, 5000u);
+  }
+  {
+    OSockSBuf out(*c.server);
+    std::ostream(&out) << Pattern(9000);
+  }
+  c.server->CloseSocket();
+  ioSockStream in(*c.client);
+  std::ostringstream all;
+  all << in.rdbuf();
+  EXPECT_EQ(all.str(), Pattern(9000));
+  EXPECT_EQ(c.client->getErr(), errSysPeerClosed);  // the end came as -1, not 0
+}
+
+TEST(SocketBuffer, IoStreamSendsItsRequestBeforeReadingTheReply) {
+  Connection c = Connect();
+  std::thread peer([&] {
+    ioSockStream io(*c.server);
+    std::string request;
+    std::getline(io, request);
+    io << "re: " << request << std::endl;
+  });
+  ioSockStream io(*c.client);
+  io << "ping\n";  // no flush: reading sends it
+  std::string reply;
+  std::getline(io, reply);
+  peer.join();
+  EXPECT_EQ(reply, "re: ping");
+}
+
+// A buffer over a string, whose Write takes at most two bytes a call.
+class Memory : public vekIOStreamBuf {
+ public:
+  Memory(std::string input, int size, char* storage = nullptr)
+      : vekStreamBufferSize(size), vekStreamBufferBase(storage), vekIOStreamBuf(size, storage),
+        input(std::move(input)) {}
+  ~Memory() override { flush(); }
+  std::string input, output;
+  int reads = 0;
+
+ private:
+  int Read(void* p, int n) override {
+    ++reads;
+    int count = std::min<int>(n, static_cast<int>(input.size()));
+    if (count == 0) return -1;
+    input.copy(static_cast<char*>(p), static_cast<std::size_t>(count));
+    input.erase(0, static_cast<std::size_t>(count));
+    return count;
+  }
+  int Write(void const* p, int n) override {
+    int count = std::min(n, 2);
+    output.append(static_cast<char const*>(p), static_cast<std::size_t>(count));
+    return count;
+  }
+};
+
+TEST(SocketBuffer, LowerBuffersHandleShortTransfersAndResizing) {
+  vekStreamBufferSize alone(10);
+  EXPECT_TRUE(alone.SetBufferSize(0));
+
+  Memory small("abcdefghij", 6);  // a get area of 3 bytes, a put area of 3
+  std::iostream io(&small);
+  io << "12345678";
+  std::string word;
+  io >> word;
+  EXPECT_EQ(word, "abcdefghij");
+  EXPECT_EQ(small.reads, 5);  // four refills of 3, 3, 3, 1 bytes and the end
+  EXPECT_EQ(small.output, "12345678");  // sent before the first read, in short writes
+
+  io.clear();
+  io << "xy";
+  EXPECT_FALSE(small.SetBufferSize(8));  // output pending
+  io.flush();
+  EXPECT_FALSE(small.SetBufferSize(1));
+  EXPECT_TRUE(small.SetBufferSize(8));
+  io << "zz";
+  io.flush();
+  EXPECT_EQ(small.output, "12345678xyzz");
+
+  char storage[4];
+  Memory borrowed("pq", 4, storage);
+  std::istream in(&borrowed);
+  EXPECT_EQ(in.get(), 'p');
+  EXPECT_EQ(storage[0], 'p');  // the caller's storage serves as the get area
+  EXPECT_EQ(in.get(), 'q');
+  EXPECT_FALSE(borrowed.SetBufferSize(8));  // nothing pending, but the storage is not ours
+}
+
+}  // namespace
