@@ -1,12 +1,15 @@
 // Sorted maps and interned strings beside std::map, a bisection over a sorted
-// std::vector and an std::unordered_map-based intern table.
+// std::vector and an std::unordered_map-based intern table; locks and
+// asynchronous calls beside their std:: counterparts.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <map>
+#include <mutex>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -196,6 +199,42 @@ void UniqueMakeDrop_unordered_map(benchmark::State& state) {
   }
 }
 
+void MutexLockUnlock_quillon(benchmark::State& state) {
+  proMutex mutex;
+  for (auto _ : state) {
+    mutex.Lock();
+    mutex.Unlock();
+  }
+}
+
+void MutexLockUnlock_std(benchmark::State& state) {
+  std::recursive_mutex mutex;
+  for (auto _ : state) {
+    mutex.lock();
+    mutex.unlock();
+  }
+}
+
+int Answer(void* argument) { return *static_cast<int*>(argument); }
+
+void AsyncRoundTrip_quillon(benchmark::State& state) {
+  int value = 42;
+  for (auto _ : state) {
+    ptkAsyncCallEvent* event = call_async_func(Answer, &value);
+    event->Wait(-1);
+    benchmark::DoNotOptimize(event->GetReturnValue());
+    delete event;
+  }
+}
+
+void AsyncRoundTrip_std(benchmark::State& state) {
+  int value = 42;
+  for (auto _ : state) {
+    auto result = std::async(std::launch::async, Answer, &value);
+    benchmark::DoNotOptimize(result.get());
+  }
+}
+
 }  // namespace
 
 #define QUILLON_LOOKUP_SIZES ->Arg(16)->Arg(1000)->Arg(100000)
@@ -209,5 +248,10 @@ BENCHMARK(StringLookup_lower_bound)->Name("StringLookup/lower_bound") QUILLON_LO
 #define QUILLON_INTERN_CASES ->Args({0, 1000})->Args({1, 1000})
 BENCHMARK(UniqueMakeDrop_quillon)->Name("UniqueMakeDrop/quillon") QUILLON_INTERN_CASES;
 BENCHMARK(UniqueMakeDrop_unordered_map)->Name("UniqueMakeDrop/unordered_map") QUILLON_INTERN_CASES;
+
+BENCHMARK(MutexLockUnlock_quillon)->Name("MutexLockUnlock/quillon");
+BENCHMARK(MutexLockUnlock_std)->Name("MutexLockUnlock/std");
+BENCHMARK(AsyncRoundTrip_quillon)->Name("AsyncRoundTrip/quillon")->UseRealTime();
+BENCHMARK(AsyncRoundTrip_std)->Name("AsyncRoundTrip/std")->UseRealTime();
 
 BENCHMARK_MAIN();

@@ -11,6 +11,7 @@
 
 #include "quillonbase.h"
 #include "prosync.h"
+#include "dsortmap.h"
 
 #include <cstdint>
 
@@ -90,14 +91,19 @@ class QUILLON_API pmThread : public pmTask {
   bool Start() override;
   // Ends the thread at its next cancellation point (a wait, a sleep, a
   // blocking read or write), not at once; the unwinding runs the destructors
-  // on its way, nothing else is cleaned up. The thread's exit code is 2. The
-  // handle is closed and the status says killed, also when there was no
-  // thread to end; the result says whether there was one.
+  // on its way, nothing else is cleaned up. A body must not reach such a
+  // point inside a noexcept function, nor catch (...) without rethrowing.
+  // The thread's exit code is 2. The handle is closed and the status says
+  // killed, also when there was no thread to end; the result says whether
+  // there was one.
   bool Kill() override;
   pmExitStatus& GetExitStatus() override;
 
  protected:
   void* GetHandle() const { return handle; }
+  // Makes the thread and stores its handle; on failure records status 38
+  // through GetExitStatus() and returns false.
+  bool LaunchThread();
   // The work of the task, on its own thread; the result is the thread's exit code.
   virtual unsigned int ThreadBody() = 0;
 
@@ -129,5 +135,120 @@ class QUILLON_API pmInfoBridge {
   bool secondFlag;
   proMutex mutex;
 };
+
+// A thread task with a record of its own (GetExitStatus), not alive until
+// Start. It cannot be killed: Kill only marks the record. Its end can be
+// waited on through a ptkStrictTaskEvent built after Start.
+class QUILLON_API pmStrictTask : public pmThread {
+ public:
+  pmStrictTask();
+
+  bool Start() override;
+  // Marks the record killed and returns false; the thread runs on.
+  bool Kill() override;
+  pmExitStatus& GetExitStatus() override;
+
+  // A process-wide note for whoever asks IsNoForkSet; nothing clears it, and
+  // no operation of the library reads it.
+  static void SetNoFork();
+  static bool IsNoForkSet();
+
+ private:
+  friend class ptkStrictTaskEvent;
+
+  pmExitStatus ownStatus;
+  static bool noFork;
+};
+
+// A thread task that stands in a process-wide registry under its thread
+// handle from a successful Start until Kill or its destruction, so that Fetch
+// finds it. The registry has no lock: callers that start, kill, fetch or
+// destroy managed tasks on several threads serialise those calls. Every
+// managed task must be gone before the library is unloaded.
+class QUILLON_API pmManageTask : public pmThread {
+ public:
+  pmManageTask(bool firstFlag, bool secondFlag);
+  pmManageTask(pmManageTask const&) = delete;
+  pmManageTask& operator=(pmManageTask const&) = delete;
+  // Takes the task out of the registry. It neither waits for the thread nor
+  // kills it, and leaves the handle open unless Kill closed it.
+  ~pmManageTask() override;
+
+  // Enters the task in the registry when the thread is made. A second Start
+  // first takes out the entry of the first.
+  bool Start() override;
+  // As pmThread::Kill, at the next cancellation point. When there was a
+  // thread to end, the task also leaves the registry.
+  bool Kill() override;
+  pmExitStatus& GetExitStatus() override;
+  bool IsAlive();
+
+  // The task registered under key, or null.
+  static pmManageTask* Fetch(void* const& key);
+
+ protected:
+  // Has no effect in the library: destruction never kills the thread.
+  virtual bool MustKillOnDestroy() const;
+
+ private:
+  void LeaveRegistry();
+
+  pmExitStatus ownStatus;
+  void* registryKey;
+  pmInfoBridge bridge;
+
+  static void* const firstRegistryKey;
+  static dsScalarMap<pmManageTask*, void*> registry;
+};
+
+// Signalled when the thread of a pmStrictTask ends. It takes the task's
+// handle once, when it is built: build it after Start.
+class QUILLON_API ptkStrictTaskEvent : public vekEvent {
+ public:
+  explicit ptkStrictTaskEvent(pmStrictTask* task);
+  // The task's current handle; the task must outlive the event for this.
+  void* GetProcess();
+  static ptkStrictTaskEvent* cast(vekEvent* event);
+
+ private:
+  int GetKind() override;
+  void* GetInfo() override;
+
+  pmStrictTask* task;
+  static int const kind;
+};
+
+// Signalled when the function of call_async_func has returned; the caller
+// owns it and deletes it.
+class QUILLON_API ptkAsyncCallEvent : public vekEvent {
+ public:
+  // Deleting the event before the function has ended leaves the thread
+  // running (its resources go when it ends); the argument must then live
+  // until the function returns.
+  ~ptkAsyncCallEvent() override;
+
+  // -1 while the function runs, then its result, the same on every call.
+  // Never waits: a caller that wants to wait does so on the event.
+  int GetReturnValue();
+  static ptkAsyncCallEvent* cast(vekEvent* event);
+
+ private:
+  friend QUILLON_API ptkAsyncCallEvent* call_async_func(int (*func)(void*), void* argument);
+
+  ptkAsyncCallEvent(void* thread, void* argument);
+  // Takes the result and releases the thread once it has ended.
+  void Collect();
+  int GetKind() override;
+  void* GetInfo() override;
+
+  int returnValue;
+  void* asyncThread;  // all ones once released
+  void* argument;     // not owned; nothing reads it
+  static int const kind;
+};
+
+// Runs func(argument) on a new thread. The event, or null if no thread could
+// be made.
+QUILLON_API ptkAsyncCallEvent* call_async_func(int (*func)(void*), void* argument);
 
 #endif

@@ -35,9 +35,12 @@ class QUILLON_API proMutex {
  private:
   static std::uint32_t const noOwner = 0xFFFFFFFFu;
 
-  bool IsCurrentThreadOwner() const;
-  void LockTryHandle();
-  void UnlockTryHandle();
+  // Defined here so that the lock operations call them without a detour.
+  bool IsCurrentThreadOwner() const {
+    return ownerId.load(std::memory_order_relaxed) == vekGetCurrentThreadId();
+  }
+  void LockTryHandle() { vekEnterCriticalSection(&tryHandle); }
+  void UnlockTryHandle() { vekLeaveCriticalSection(&tryHandle); }
 
   vekCriticalSection mainLock;  // held by the owner
   void* ownerHandle;            // the owner's pseudo-handle; read by nobody

@@ -40,6 +40,9 @@ TEST(SyncMutex, RecursionCountsLevelsOfLockAndTryLock) {
   ASSERT_TRUE(mutex.Lock());
   ASSERT_TRUE(mutex.TryLock());
   ASSERT_TRUE(mutex.Lock());
+  EXPECT_FALSE(OnOtherThread([&] { return mutex.Unlock(); }));  // only the owner
+  // A second Initialize leaves the live lock and its owner alone.
+  EXPECT_TRUE(mutex.Initialize());
   for (int level = 0; level < 2; ++level) {
     EXPECT_TRUE(mutex.Unlock());
     EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
@@ -51,17 +54,6 @@ TEST(SyncMutex, RecursionCountsLevelsOfLockAndTryLock) {
     bool taken = mutex.TryLock() && mutex.Lock();
     return taken && mutex.Unlock() && mutex.Unlock() && !mutex.Unlock();
   }));
-}
-
-TEST(SyncMutex, OnlyTheOwnerUnlocks) {
-  proMutex mutex;
-  ASSERT_TRUE(mutex.Lock());
-  EXPECT_FALSE(OnOtherThread([&] { return mutex.Unlock(); }));
-  // A second Initialize leaves the live lock and its owner alone.
-  EXPECT_TRUE(mutex.Initialize());
-  EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
-  EXPECT_TRUE(mutex.Unlock());
-  EXPECT_FALSE(mutex.Unlock());
 }
 
 TEST(SyncMutex, TryLockNeverWaitsForAnOwnerOrAWaiter) {
@@ -144,6 +136,29 @@ TEST(SyncSemaphore, StartsFullAndIsAPoolOfUnits) {
   EXPECT_TRUE(free.Wait(5000));  // a unit is free; waiting took none
   EXPECT_TRUE(pool.Increment());
   EXPECT_FALSE(pool.Increment());
+}
+
+TEST(SyncSemaphore, HoldersNeverExceedThePoolUnderContention) {
+  proSimpleSem pool(3);
+  std::atomic<int> holders{0};
+  std::atomic<int> most{0};
+  std::vector<std::thread> workers;
+  for (int w = 0; w < 6; ++w) {
+    workers.emplace_back([&] {
+      for (int i = 0; i < 300; ++i) {
+        ASSERT_TRUE(pool.Decrement());
+        int now = ++holders;
+        int seen = most;
+        while (now > seen && !most.compare_exchange_weak(seen, now)) {
+        }
+        --holders;
+        EXPECT_TRUE(pool.Increment());  // a unit was held: there is room
+      }
+    });
+  }
+  for (auto& worker : workers) worker.join();
+  EXPECT_LE(most, 3);
+  EXPECT_FALSE(pool.Increment());  // every unit came back
 }
 
 TEST(SyncSemaphore, EmptyMaximumGivesNoSemaphore) {

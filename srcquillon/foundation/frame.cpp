@@ -8,6 +8,7 @@
 #include "pmprocess.h"
 #include "quillonbase.h"
 #include "dsunique.h"
+#include "pmtask.h"
 #include "psock.h"
 
 int const SystemAssigned = 0;
@@ -22,15 +23,20 @@ void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 int vekIPipeEvent::kind = vekIPipeEvent::AllocEventKind();
 
 // 2. The copy of badThreadHandle that pmManageTask takes as its first registry key.
+void* const pmManageTask::firstRegistryKey = badThreadHandle;
 
 // 3. The task registry, with its destructor registered for unload.
+// It starts without a block, and its destructor releases the block only.
+dsScalarMap<pmManageTask*, void*> pmManageTask::registry;
 
 // 4. The kind of ptkExecProcessEvent.
 int ptkExecProcessEvent::kind = ptkExecProcessEvent::AllocEventKind();
 
 // 5. The kind of ptkAsyncCallEvent.
+int const ptkAsyncCallEvent::kind = vekEvent::AllocEventKind();
 
 // 6. The kind of ptkStrictTaskEvent.
+int const ptkStrictTaskEvent::kind = vekEvent::AllocEventKind();
 
 // 7. The kind of vekSocketEvent.
 int vekSocketEvent::kind = vekSocketEvent::AllocEventKind();

@@ -22,7 +22,7 @@ unsigned int pmThread::ThreadStarter(void* task) {
   return static_cast<pmThread*>(task)->ThreadBody();
 }
 
-bool pmThread::Start() {
+bool pmThread::LaunchThread() {
   handle = vek_beginthreadex(&pmThread::ThreadStarter, this);
   if (handle == badThreadHandle) {
     GetExitStatus().setStatus(errThreadCreate);
@@ -30,6 +30,8 @@ bool pmThread::Start() {
   }
   return true;
 }
+
+bool pmThread::Start() { return LaunchThread(); }
 
 bool pmThread::Kill() {
   bool ended = vekTerminateThread(handle, 2);

@@ -20,14 +20,6 @@ proMutex::~proMutex() {
   valid = false;
 }
 
-bool proMutex::IsCurrentThreadOwner() const {
-  return ownerId.load(std::memory_order_relaxed) == vekGetCurrentThreadId();
-}
-
-void proMutex::LockTryHandle() { vekEnterCriticalSection(&tryHandle); }
-
-void proMutex::UnlockTryHandle() { vekLeaveCriticalSection(&tryHandle); }
-
 bool proMutex::Lock() {
   if (!valid) return false;
   if (IsCurrentThreadOwner()) {

@@ -25,8 +25,9 @@
 // - vekTerminateThread(handle, code) asks the thread to end at its next
 //   cancellation point (a wait, a sleep, a blocking read or write): the
 //   thread does not stop at once, and nothing it is doing is cleaned up
-//   beyond the destructors run by the unwinding. Its exit code is then
-//   `code`. It fails on a handle that is not a live thread handle.
+//   beyond the destructors run by the unwinding (so a cancellation point
+//   reached inside a noexcept function ends the process). Its exit code is
+//   then `code`. It fails on a handle that is not a thread handle.
 // - vekCloseHandle releases a thread or semaphore handle. The thread itself
 //   goes on; its resources go once it has ended and nothing refers to it.
 // - StrictThread_Launch(func, argument, done) is vek_beginthreadex for an int

@@ -19,6 +19,10 @@
 #include "pollwait.h"
 #include "vekthread.h"
 
+#if defined(__SANITIZE_THREAD__)
+#include <sanitizer/tsan_interface.h>
+#endif
+
 namespace {
 
 static_assert(sizeof(pthread_mutex_t) <= VEK_CRITICAL_SECTION_BYTES,
@@ -61,8 +65,8 @@ struct SemaphoreRecord : Record {
   SemaphoreRecord(int fd, std::int32_t initial, std::int32_t maximum)
       : Record(RecordKind::semaphore, fd, 1), count(initial), maximum(maximum) {}
 
-  // The units handed out by Release and not yet taken by a wait. It is never
-  // below the eventfd's value: Release raises it first, a wait lowers it last.
+  // The free units. Never below the eventfd's value: a release raises it
+  // first, a wait lowers it last.
   std::atomic<std::int32_t> count;
   std::int32_t const maximum;
 };
@@ -73,6 +77,9 @@ bool IsHandle(void* handle) {
   return handle != nullptr && handle != reinterpret_cast<void*>(~std::uintptr_t{0}) &&
          handle != currentThreadPseudoHandle;
 }
+
+// Handles are Record pointers, converted to void* and back as such.
+void* HandleOf(Record* record) { return record; }
 
 Record* RecordOf(void* handle, RecordKind kind) {
   if (!IsHandle(handle)) return nullptr;
@@ -88,22 +95,60 @@ SemaphoreRecord* SemaphoreOf(void* handle) {
   return static_cast<SemaphoreRecord*>(RecordOf(handle, RecordKind::semaphore));
 }
 
-void Release(Record* record, bool onOwnThread) {
-  if (record->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+// A thread cancelled inside a blocking call unwinds with ThreadSanitizer's
+// interceptors and atomics switched off (google/sanitizers#646): it would
+// miss the orderings of the record's atomics on that path. They are told to
+// ThreadSanitizer directly as well; in other builds these do nothing.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool sanitizingThreads = true;
+void SanitizerRelease(void* address) { __tsan_release(address); }
+void SanitizerAcquire(void* address) { __tsan_acquire(address); }
+#else
+constexpr bool sanitizingThreads = false;
+void SanitizerRelease(void*) {}
+void SanitizerAcquire(void*) {}
+#endif
+
+// Drops one reference; true for the last one, which then owns the record.
+bool DropReference(Record* record) {
+  SanitizerRelease(record);
+  if (record->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return false;
+  SanitizerAcquire(record);
+  return true;
+}
+
+// Release by anyone but the thread itself. A thread record's last reference
+// is dropped here only once the thread has ended, so the join is brief.
+void Release(Record* record) {
+  if (!DropReference(record)) return;
   if (record->kind == RecordKind::thread) {
-    auto* threadRecord = static_cast<ThreadRecord*>(record);
-    // The thread has ended (its own reference is gone): reap it, or let the
-    // system do so when the thread itself is the last to let go.
-    if (onOwnThread) {
-      ::pthread_detach(::pthread_self());
-    } else {
-      ::pthread_join(threadRecord->thread, nullptr);
-    }
+    ::pthread_join(static_cast<ThreadRecord*>(record)->thread, nullptr);
+  }
+  delete record;
+}
+
+// Release by the ending thread; the system reaps it when it is the last.
+void ReleaseOnOwnThread(ThreadRecord* record, bool returned) {
+  if (!DropReference(record)) return;
+  ::pthread_detach(::pthread_self());
+  if (sanitizingThreads && !returned) {
+    // ThreadSanitizer would take the release of the block after a
+    // cancellation for a race with the other holders' last atomic steps,
+    // which it cannot order on this thread. Its builds keep the block.
+    record->~ThreadRecord();
+    return;
   }
   delete record;
 }
 
 void FailWith(int code) { vekSetLastError(code); }
+
+// True once the thread has ended; the caller then sees all the thread did.
+bool ObserveEnd(ThreadRecord* thread) {
+  bool ended = thread->ended.load(std::memory_order_acquire);
+  if (ended) SanitizerAcquire(thread);
+  return ended;
+}
 
 // Runs on the thread as it ends, whether the function returned or the thread
 // was cancelled (then from the unwinding).
@@ -118,11 +163,12 @@ struct ThreadEnd {
                              std::memory_order_relaxed);
     }
     if (record->done != nullptr) record->done(record->argument, returned);
+    SanitizerRelease(record);
     record->ended.store(true, std::memory_order_release);
     std::uint64_t one = 1;
     while (::write(record->fd, &one, sizeof one) < 0 && errno == EINTR) {
     }
-    Release(record, true);
+    ReleaseOnOwnThread(record, returned);
   }
 };
 
@@ -195,9 +241,13 @@ void vekLeaveCriticalSection(vekCriticalSection* section) {
 
 void* vekGetCurrentThread() { return currentThreadPseudoHandle; }
 
+// Asked on every lock operation, so kept per thread after the first system
+// call. Initial-exec: a plain load from the thread pointer, no look-up call.
+__attribute__((tls_model("initial-exec"))) thread_local std::uint32_t currentThreadId = 0;
+
 std::uint32_t vekGetCurrentThreadId() {
-  thread_local std::uint32_t const id = static_cast<std::uint32_t>(::gettid());
-  return id;
+  if (currentThreadId == 0) currentThreadId = static_cast<std::uint32_t>(::gettid());
+  return currentThreadId;
 }
 
 void* uCreateSemaphore(void* attributes, std::int32_t initialCount, std::int32_t maximumCount,
@@ -213,7 +263,7 @@ void* uCreateSemaphore(void* attributes, std::int32_t initialCount, std::int32_t
     vekKeepSystemError();
     return nullptr;
   }
-  return new SemaphoreRecord(fd, initialCount, maximumCount);
+  return HandleOf(new SemaphoreRecord(fd, initialCount, maximumCount));
 }
 
 bool vekReleaseSemaphore(void* handle, std::int32_t count, std::int32_t* previousCount) {
@@ -244,7 +294,7 @@ std::uint32_t vekWaitForSingleObject(void* handle, int msec) {
   if (ThreadRecord* thread = ThreadOf(handle)) {
     pollfd ready{thread->fd, POLLIN, 0};
     std::uint32_t result = WaitResult(vekPollUntil(&ready, 1, msec));
-    if (result == vekWaitObject0) thread->ended.load(std::memory_order_acquire);
+    if (result == vekWaitObject0) ObserveEnd(thread);
     return result;
   }
   SemaphoreRecord* semaphore = SemaphoreOf(handle);
@@ -268,7 +318,8 @@ void* vek_beginthreadex(unsigned int (*start)(void*), void* argument) {
   if (record == nullptr) return nullptr;
   record->start = start;
   record->argument = argument;
-  return Launch(record);
+  record = Launch(record);
+  return record != nullptr ? HandleOf(record) : nullptr;
 }
 
 bool vekTerminateThread(void* handle, std::uint32_t exitCode) {
@@ -293,7 +344,7 @@ bool vekCloseHandle(void* handle) {
     FailWith(EBADF);
     return false;
   }
-  Release(record, false);
+  Release(record);
   return true;
 }
 
@@ -305,12 +356,12 @@ void* StrictThread_Launch(int (*func)(void*), void* argument, void (*done)(void*
     record->argument = argument;
     record = Launch(record);
   }
-  return record != nullptr ? record : reinterpret_cast<void*>(~std::uintptr_t{0});
+  return record != nullptr ? HandleOf(record) : reinterpret_cast<void*>(~std::uintptr_t{0});
 }
 
 bool StrictThread_GetExitCode(void* handle, int* code) {
   ThreadRecord* thread = ThreadOf(handle);
-  if (thread == nullptr || !thread->ended.load(std::memory_order_acquire)) return false;
+  if (thread == nullptr || !ObserveEnd(thread)) return false;
   *code = static_cast<int>(thread->exitCode.load(std::memory_order_relaxed));
   return true;
 }
@@ -325,7 +376,7 @@ vekMOEvent::vekMOEvent(void* handle, Type type) : record(nullptr) {
 }
 
 vekMOEvent::~vekMOEvent() {
-  if (record != nullptr) Release(static_cast<Record*>(record), false);
+  if (record != nullptr) Release(static_cast<Record*>(record));
 }
 
 vekWaitObject vekMOEvent::GetWaitObject() const {
@@ -335,5 +386,5 @@ vekWaitObject vekMOEvent::GetWaitObject() const {
 
 void vekMOEvent::OnWaitSatisfied() const {
   // Pairs with the release store of ThreadEnd, so the waiter sees the thread's work.
-  if (ThreadRecord* thread = ThreadOf(record)) thread->ended.load(std::memory_order_acquire);
+  if (ThreadRecord* thread = ThreadOf(record)) ObserveEnd(thread);
 }
