@@ -16,8 +16,8 @@ void* const badThreadHandle = nullptr;
 int const badProcHandle = 0;
 void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 
-// Load order. Each step below is defined here, in this order, as its family
-// arrives; the comment of a step stays as its heading.
+// Load order: the steps run in the order they are defined here; each comment
+// names its step.
 
 // 1. The kind of vekIPipeEvent.
 int vekIPipeEvent::kind = vekIPipeEvent::AllocEventKind();
