@@ -8,39 +8,32 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "quillon.h"
 #include "testsupport.h"
 
 namespace {
 
-TEST(FrameStatus, NoPendingErrorMapsToSuccess) {
+TEST(FrameStatus, FailuresMapIntoTheNamedBand) {
   vekSetLastError(0);
   EXPECT_EQ(errMapError(), errOK);
-}
-
-TEST(FrameStatus, SystemFailuresMapIntoTheNamedBand) {
-  // Real failures, recorded the way every lower operation records them.
-  ASSERT_EQ(::close(-1), -1);
+  ASSERT_EQ(::close(-1), -1);  // a real failure, kept as every lower operation keeps it
   vekKeepSystemError();
   EXPECT_EQ(errMapError(), errSysBadHandle);
   errno = ENOENT;
   vekKeepSystemError();
   EXPECT_EQ(errMapError(), errSysNotFound);
-  vekSetLastError(vekErrPeerClosed);
-  EXPECT_EQ(errMapError(), errSysPeerClosed);
-  vekSetLastError(vekErrSharingViolation);
-  EXPECT_EQ(errMapError(), errSysSharingViolation);
-  vekSetLastError(EHOSTDOWN);
-  EXPECT_EQ(errMapError(), errSysOther);
-  vekSetLastError(0);
-}
-
-TEST(FrameStatus, LastErrorBelongsToTheThread) {
-  vekSetLastError(ENOENT);
+  for (auto [code, status] : std::vector<std::pair<int, errstatus>>{
+           {vekErrPeerClosed, errSysPeerClosed}, {vekErrSharingViolation, errSysSharingViolation},
+           {EHOSTDOWN, errSysOther}}) {
+    vekSetLastError(code);
+    EXPECT_EQ(errMapError(), status) << code;
+  }
+  vekSetLastError(ENOENT);  // the last error belongs to the thread
   int seenByOther = -1;
-  std::thread other([&] { seenByOther = vekGetLastError(); });
-  other.join();
+  std::thread([&] { seenByOther = vekGetLastError(); }).join();
   EXPECT_EQ(seenByOther, 0);
   EXPECT_EQ(vekGetLastError(), ENOENT);
   vekSetLastError(0);
@@ -58,51 +51,34 @@ TEST(FrameStatus, EveryValueHasItsOwnText) {
   EXPECT_STRNE(errText(errNothingYet), errText(errOK));
 }
 
-TEST(FrameExports, ValuesAreThoseCallersCompareWith) {
-  EXPECT_EQ(SystemAssigned, 0);
-  EXPECT_EQ(badThreadHandle, nullptr);
-  EXPECT_EQ(badProcHandle, 0);
-  EXPECT_EQ(reinterpret_cast<std::intptr_t>(badIOCtrlHandle), -1);
-}
-
 TEST(FrameAllocator, BlocksAreCountedAndShrinkToNothing) {
   long long before = vekLiveBlocks();
   char* block = static_cast<char*>(vekAlloc(16));
   std::memcpy(block, "0123456789abcdef", 16);
-  EXPECT_EQ(vekLiveBlocks(), before + 1);
   block = static_cast<char*>(vekReAlloc(block, 1 << 20));
   EXPECT_EQ(std::memcmp(block, "0123456789abcdef", 16), 0);
   EXPECT_EQ(vekLiveBlocks(), before + 1);
   EXPECT_EQ(vekReAlloc(block, 0), nullptr);
   EXPECT_EQ(vekLiveBlocks(), before);
   void* fresh = vekReAlloc(nullptr, 8);
-  ASSERT_NE(fresh, nullptr);
-  EXPECT_EQ(vekLiveBlocks(), before + 1);
+  void* empty = vekAlloc(0);
+  EXPECT_TRUE(fresh != nullptr && empty != nullptr);
   vekFree(fresh);
+  vekFree(empty);
   vekFree(nullptr);
   EXPECT_EQ(vekLiveBlocks(), before);
-  void* empty = vekAlloc(0);
-  EXPECT_NE(empty, nullptr);
-  vekFree(empty);
 }
 
 TEST(FrameStopDeathTest, WritesMessageFileAndLineThenAborts) {
-  EXPECT_DEATH(vekAbort("something impossible", "inc/example", 42),
-               "something impossible.*inc/example:42");
+  EXPECT_DEATH(vekAbort("something impossible", "inc/example", 42), "something impossible.*inc/example:42");
   EXPECT_DEATH(vekAbort(nullptr, "srcquillon/cmdargxp", 7), "srcquillon/cmdargxp:7");
-}
-
-TEST(FrameStopDeathTest, AllocatorExhaustionStopsWithAMessage) {
   EXPECT_DEATH(vekAlloc(~std::size_t{0} / 2), "out of memory");
 }
 
 // An event class written the way every event class of the library is.
-class PipeReadable : public vekBaseEvent {
- public:
+struct PipeReadable : vekBaseEvent {
   explicit PipeReadable(int fd) : fd(fd) {}
   vekWaitObject GetWaitObject() const override { return {fd, false}; }
-
- private:
   int fd;
 };
 
@@ -133,21 +109,16 @@ struct Pipe {
   }
 };
 
-TEST(FrameEvents, KindsAreDistinctAndCastFollowsThem) {
-  Pipe pipe;
-  TestEvent<1> first(pipe.ends[0]);
-  TestEvent<2> second(pipe.ends[0]);
+TEST(FrameEvents, KindsAreDistinctAndWaitsBlockUntilSignalled) {
+  Pipe idle, busy;
+  TestEvent<1> quiet(idle.ends[0]), ready(busy.ends[0]);
+  TestEvent<2> other(idle.ends[0]);
   EXPECT_NE(TestEvent<1>::Kind(), TestEvent<2>::Kind());
   EXPECT_NE(TestEvent<1>::Kind(), 0);
-  EXPECT_EQ(TestEvent<1>::cast(&first), &first);
-  EXPECT_EQ(TestEvent<1>::cast(&second), nullptr);
-  EXPECT_EQ(TestEvent<2>::cast(&first), nullptr);
-}
+  EXPECT_EQ(TestEvent<1>::cast(&quiet), &quiet);
+  EXPECT_EQ(TestEvent<1>::cast(&other), nullptr);
+  EXPECT_EQ(TestEvent<2>::cast(&quiet), nullptr);
 
-TEST(FrameEvents, WaitBlocksUntilTheObjectIsSignalled) {
-  Pipe idle, busy;
-  TestEvent<1> quiet(idle.ends[0]);
-  TestEvent<1> ready(busy.ends[0]);
   EXPECT_FALSE(quiet.Wait(30));
   std::thread writer([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
