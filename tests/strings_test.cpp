@@ -75,9 +75,7 @@ TEST(StringsOwning, CopiesAreDeepAndAppendingMayUseItsOwnText) {
   EXPECT_STREQ(original, "abcdef");
 
   dsString s;
-  s += noText;
-  s += 'x';
-  s += "yz";
+  ((s += noText) += 'x') += "yz";
   s += s;
   EXPECT_STREQ(s, "xyzxyz");
 }
@@ -107,19 +105,6 @@ TEST(StringsOwning, ReplaceAndReplaceSubStr) {
   // An empty pattern without a limit stops at a million.
   EXPECT_EQ(s.ReplaceSubStr("", "x", 0), 1000000);
   EXPECT_EQ(s.GetLength(), 1000002u);
-}
-
-TEST(StringsOwning, TakesOverWhatTheStreamHasLeft) {
-  std::strstream stream;
-  stream << "ab" << '\0' << "cd\xE9";
-  dsString s;
-  s = stream;
-  EXPECT_STREQ(s, "ab");
-  s = stream;
-  EXPECT_STREQ(s, "cd\xE9");
-  s = stream;  // nothing left: still an owned empty text
-  EXPECT_TRUE(s.IsEmpty());
-  EXPECT_EQ(OnShared(s), '0');
 }
 
 TEST(StringsUtilities, PlainCopiesNumbersAndEnvironment) {
@@ -194,8 +179,7 @@ TEST(StringsCStyle, EncodeAndDecode) {
   EXPECT_EQ(Encoded("a \"q\" \\ ~"), "\"a \\\"q\\\" \\\\ ~\"");
   EXPECT_EQ(Encoded("\n\t\x01\x1F\x7F\xE9"), "\"\\012\\011\\001\\037\\177\\37777777751\"");
   std::ostringstream out;
-  out << std::hex;
-  NativeStringToCStyle("\x01", out);
+  NativeStringToCStyle("\x01", out << std::hex);
   out << 10;
   EXPECT_EQ(out.str(), "\"\\001\"10");  // back in decimal afterwards
 
@@ -226,10 +210,21 @@ struct NoTextString : dsBaseString {
   operator char const*() const override { return nullptr; }
 };
 
-TEST(StringsInserter, WidthFillAndNoText) {
+TEST(StringsStreams, TakeOverAndInsert) {
+  std::strstream stream;
+  stream << "ab" << '\0' << "cd\xE9";
+  dsString s;
+  s = stream;
+  EXPECT_STREQ(s, "ab");
+  s = stream;
+  EXPECT_STREQ(s, "cd\xE9");
+  s = stream;  // nothing left: still an owned empty text
+  EXPECT_TRUE(s.IsEmpty());
+  EXPECT_EQ(OnShared(s), '0');
+
   std::ostringstream out;
-  dsString s("abc");
   NoTextString none;
+  s = "abc";
   out << std::setw(6) << std::setfill('*') << s << '|' << std::left << std::setw(5) << s << '|' << none
       << dsString() << s;
   EXPECT_EQ(out.str(), "***abc|abc**|abc");
