@@ -12,26 +12,22 @@ namespace {
 
 using Args = std::vector<std::string>;
 
-struct Expanded {
-  Args args;
-  std::string echoed;
-};
-
-// Expands a command line and gives the new arguments and what was echoed.
-// The new strings must share nothing with the old ones.
-Expanded Expand(Args const& old, bool echo = true) {
+// Expands a command line: the new arguments, and in echoed what went to the
+// standard output. The new strings must share nothing with the old ones.
+Args Expand(Args const& old, std::string* echoed = nullptr, bool echo = true) {
   std::vector<char*> pointers;
   for (std::string const& arg : old) pointers.push_back(const_cast<char*>(arg.c_str()));
   int argc = static_cast<int>(pointers.size());
   char** argv = pointers.data();
   testing::internal::CaptureStdout();
   ExpandCommandArguments(argc, argv, echo);
-  Expanded result;
-  result.echoed = testing::internal::GetCapturedStdout();
+  std::string output = testing::internal::GetCapturedStdout();
+  if (echoed != nullptr) *echoed = output;
   EXPECT_NE(argv, pointers.data());
+  Args result;
   for (int i = 0; i < argc; ++i) {
     for (char* p : pointers) EXPECT_NE(argv[i], p);
-    result.args.push_back(argv[i]);
+    result.push_back(argv[i]);
   }
   FreeCommandArguments(argc, argv);
   EXPECT_EQ(argv, nullptr);
@@ -40,10 +36,10 @@ Expanded Expand(Args const& old, bool echo = true) {
 
 TEST(CmdArgs, EachLineIsOneArgumentInCommandLineOrder) {
   Args const plain{"prog", "a b", "", "-ARGFILE", "-argfile2", "x"};
-  Expanded copied = Expand(plain);  // no argument file: a plain copy, nothing echoed
-  EXPECT_EQ(copied.args, plain);
-  EXPECT_EQ(copied.echoed, "");
-  EXPECT_TRUE(Expand({}).args.empty());
+  std::string echoed;
+  EXPECT_EQ(Expand(plain, &echoed), plain);  // no argument file: a plain copy, nothing echoed
+  EXPECT_EQ(echoed, "");
+  EXPECT_TRUE(Expand({}).empty());
 
   qtest::TempDir dir;
   // Unix and Windows line ends, an empty line, blanks and quotes, a nested
@@ -52,19 +48,18 @@ TEST(CmdArgs, EachLineIsOneArgumentInCommandLineOrder) {
   qtest::WriteFile(dir / "second", "x\r\r\n-argfile\n");
   qtest::WriteFile(dir / "empty", "");
   qtest::WriteFile(dir / "single", "no line end");
-  Expanded result = Expand({"prog", "-argfile", dir / "first", "mid", "-argfile", dir / "empty", "-argfile",
-                            dir / "second", "-argfile", dir / "single", "end"});
-  EXPECT_EQ(result.args, (Args{"prog", "one", "  two \"quoted\"", "", "-argfile", "three", "mid", "x\r",
-                               "-argfile", "end"}));
-  EXPECT_EQ(result.echoed, "prog one   two \"quoted\"  -argfile three mid x\r -argfile end\n");
-  Expanded quiet = Expand({"prog", "-argfile", dir / "second"}, false);
-  EXPECT_EQ(quiet.args, (Args{"prog", "x\r", "-argfile"}));
-  EXPECT_EQ(quiet.echoed, "");
-  EXPECT_EQ(Expand({"prog", "-argfile", dir / "empty"}).echoed, "prog\n");
+  EXPECT_EQ(Expand({"prog", "-argfile", dir / "first", "mid", "-argfile", dir / "empty", "-argfile", dir / "second",
+                    "-argfile", dir / "single", "end"}, &echoed),
+            (Args{"prog", "one", "  two \"quoted\"", "", "-argfile", "three", "mid", "x\r", "-argfile", "end"}));
+  EXPECT_EQ(echoed, "prog one   two \"quoted\"  -argfile three mid x\r -argfile end\n");
+  EXPECT_EQ(Expand({"prog", "-argfile", dir / "second"}, &echoed, false), (Args{"prog", "x\r", "-argfile"}));
+  EXPECT_EQ(echoed, "");
+  Expand({"prog", "-argfile", dir / "empty"}, &echoed);
+  EXPECT_EQ(echoed, "prog\n");
 
   std::string longLine(70000, 'L');
   qtest::WriteFile(dir / "long", longLine + "\nafter\n");
-  EXPECT_EQ(Expand({"-argfile", dir / "long"}).args, (Args{longLine, "after"}));
+  EXPECT_EQ(Expand({"-argfile", dir / "long"}), (Args{longLine, "after"}));
 }
 
 TEST(CmdArgs, VariableAtTheHeadOfALine) {
@@ -77,7 +72,7 @@ TEST(CmdArgs, VariableAtTheHeadOfALine) {
   qtest::WriteFile(dir / "vars",
                    "$QTEST_D/bin\n$QTEST_D\n$QTEST_D|a b\n$QTEST_D\\w\n$QTEST_D\tt\n$QTEST_D x\n$QTEST_Dx\n"
                    "$QTEST_SELF/z\n$QTEST_UNSET/y\na/$QTEST_D\n$\n$\\z\n$QTEST_D/$QTEST_D\r\n");
-  EXPECT_EQ(Expand({"-argfile", dir / "vars"}).args,
+  EXPECT_EQ(Expand({"-argfile", dir / "vars"}),
             (Args{"/u/x/bin", "/u/x", "/u/x|a b", "/u/x\\w", "/u/x\tt", "/u/x x", "$QTEST_Dx", "$QTEST_D/z",
                   "$QTEST_UNSET/y", "a/$QTEST_D", "$", "$\\z", "/u/x/$QTEST_D"}));
   unsetenv("QTEST_D");
