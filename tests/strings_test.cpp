@@ -72,7 +72,6 @@ TEST(StringsOwning, CopiesAreDeepAndAppendingMayUseItsOwnText) {
   original += "";
   original += '\0';
   EXPECT_EQ(Chars(original), before);
-  EXPECT_STREQ(original, "abcdef");
 
   dsString s;
   ((s += noText) += 'x') += "yz";
@@ -162,9 +161,7 @@ std::string Join(std::initializer_list<char const*> fields) {
 TEST(StringsTokens, EncodeAndDecode) {
   EXPECT_EQ(Join({"a,b", "c"}), "a,,b,c");
   EXPECT_EQ(Join({nullptr}), "");
-  EXPECT_EQ(Split("a,"), "[a]");  // no empty last field
-  EXPECT_EQ(Split(",a"), "[][a]");
-  EXPECT_EQ(Split(nullptr), "[]");
+  EXPECT_EQ(Split("a,") + Split(",a") + Split(nullptr), "[a]" "[][a]" "[]");  // no empty last field
   EXPECT_EQ(Split(Join({"a,b", "x,,", "c d"}).c_str()), "[a,b][x,,][c d]");
   // A separator after a separator is always a literal one: an empty field
   // survives only at the start, and a field that begins with the separator
