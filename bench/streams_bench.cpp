@@ -46,6 +46,22 @@ std::uint64_t Reversed(std::uint64_t v) {
 template <class T>
 using Bits = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
 
+// The portable image of a value (its bytes most significant first), and back.
+template <class T>
+Bits<T> ToWire(T v) {
+  Bits<T> bits;
+  std::memcpy(&bits, &v, sizeof bits);
+  return Reversed(bits);
+}
+
+template <class T>
+T FromWire(Bits<T> bits) {
+  bits = Reversed(bits);
+  T v;
+  std::memcpy(&v, &bits, sizeof v);
+  return v;
+}
+
 template <class T>
 std::vector<T> Values() {
   std::vector<T> values(kValues);
@@ -73,9 +89,7 @@ void Write_sputn(benchmark::State& state) {
   for (auto _ : state) {
     buf.Rewind();
     for (T v : values) {
-      Bits<T> bits;
-      std::memcpy(&bits, &v, sizeof bits);
-      bits = Reversed(bits);
+      Bits<T> bits = ToWire(v);
       buf.sputn(reinterpret_cast<char const*>(&bits), sizeof bits);
     }
     benchmark::ClobberMemory();
@@ -90,9 +104,7 @@ void Write_swap(benchmark::State& state) {
   for (auto _ : state) {
     char* p = out.data();
     for (T v : values) {
-      Bits<T> bits;
-      std::memcpy(&bits, &v, sizeof bits);
-      bits = Reversed(bits);
+      Bits<T> bits = ToWire(v);
       std::memcpy(p, &bits, sizeof bits);
       p += sizeof bits;
     }
@@ -137,10 +149,7 @@ void Read_sgetn(benchmark::State& state) {
     for (int i = 0; i < kValues; ++i) {
       Bits<T> bits;
       buf.sgetn(reinterpret_cast<char*>(&bits), sizeof bits);
-      bits = Reversed(bits);
-      T v;
-      std::memcpy(&v, &bits, sizeof v);
-      sum += v;
+      sum += FromWire<T>(bits);
     }
     benchmark::DoNotOptimize(sum);
   }
@@ -152,9 +161,7 @@ void Read_swap(benchmark::State& state) {
   std::vector<T> const values = Values<T>();
   std::vector<char> wire(sizeof(T) * kValues);
   for (int i = 0; i < kValues; ++i) {
-    Bits<T> bits;
-    std::memcpy(&bits, &values[i], sizeof bits);
-    bits = Reversed(bits);
+    Bits<T> bits = ToWire(values[i]);
     std::memcpy(&wire[sizeof bits * i], &bits, sizeof bits);
   }
   for (auto _ : state) {
@@ -163,10 +170,7 @@ void Read_swap(benchmark::State& state) {
     for (int i = 0; i < kValues; ++i, p += sizeof(Bits<T>)) {
       Bits<T> bits;
       std::memcpy(&bits, p, sizeof bits);
-      bits = Reversed(bits);
-      T v;
-      std::memcpy(&v, &bits, sizeof v);
-      sum += v;
+      sum += FromWire<T>(bits);
     }
     benchmark::DoNotOptimize(sum);
   }

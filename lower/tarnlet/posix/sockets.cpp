@@ -58,20 +58,24 @@ addrinfo* IPv6First(addrinfo* list) {
   return list;
 }
 
+// A failed look-up keeps the system's error, or "name not resolved" for a
+// failure of the resolver itself; the outcome is handed back.
+int KeepLookUpError(int outcome) {
+  if (outcome == EAI_SYSTEM) {
+    vekKeepSystemError();
+  } else {
+    vekSetLastError(vekErrNameNotResolved);
+  }
+  return outcome;
+}
+
 }  // namespace
 
 int vek_get_nodeaddrinfo(char const* node, char const* service, addrinfo const* hints,
                          addrinfo** result) {
   addrinfo* list = nullptr;
   int outcome = ::getaddrinfo(node, service, hints, &list);
-  if (outcome != 0) {
-    if (outcome == EAI_SYSTEM) {
-      vekKeepSystemError();
-    } else {
-      vekSetLastError(vekErrNameNotResolved);
-    }
-    return outcome;
-  }
+  if (outcome != 0) return KeepLookUpError(outcome);
   bool wildcardOfAnyFamily = node == nullptr && hints != nullptr &&
                              (hints->ai_flags & AI_PASSIVE) != 0 && hints->ai_family == AF_UNSPEC;
   if (wildcardOfAnyFamily && HostHasIPv6()) list = IPv6First(list);
@@ -88,14 +92,7 @@ int vek_get_nodenameinfo(sockaddr const* address, int length, char* host, int ho
   int outcome = ::getnameinfo(address, static_cast<socklen_t>(length), host,
                               static_cast<socklen_t>(hostSize), service,
                               static_cast<socklen_t>(serviceSize), flags);
-  if (outcome != 0) {
-    if (outcome == EAI_SYSTEM) {
-      vekKeepSystemError();
-    } else {
-      vekSetLastError(vekErrNameNotResolved);
-    }
-  }
-  return outcome;
+  return outcome == 0 ? 0 : KeepLookUpError(outcome);
 }
 
 vekSelectEvent::vekSelectEvent(unsigned long long sock, Type type) : sock(sock), type(type) {}
