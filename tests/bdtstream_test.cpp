@@ -106,9 +106,8 @@ TEST(BdtNumbers, WireBytesInBothForms) {
             Hex(Image(sample.c) + Image(sample.uc) + Image(sample.s) + Image(sample.us) + Image(sample.i) +
                 Image(sample.ui) + Image(static_cast<std::int32_t>(sample.l)) +
                 Image(static_cast<std::uint32_t>(sample.ul)) + Image(sample.f) + Image(sample.d)));
-  EXPECT_EQ(bdtBase::Length(sample.s, 1), 4u);
-  EXPECT_EQ(bdtBase::Length(sample.us, 0), 2u);
 
+  // The swaps turn host order into network order, once a stream has been made.
   bool const bigEndian = Prefix(1, 0) == Prefix(1, 1);
   EXPECT_EQ(bdtBase::IsByteOrderOK(), bigEndian ? 1 : 0);
   char four[] = "abcd", eight[] = "abcdefgh";
@@ -194,12 +193,6 @@ TEST(BdtState, ShortReadsAndWritesSetBitsThatStay) {
   EXPECT_EQ(target, 7);
   EXPECT_EQ(io.rdstate(), 3) << "nothing but construction clears the state";
 
-  std::stringbuf empty;
-  bdtIStream in(&empty, 0);
-  double d = 1.5;
-  in >> d;
-  EXPECT_EQ(d, 1.5);
-
   SmallBuf small(6);
   bdtOStream out(&small, 1);
   out << 0x01020304;
@@ -281,47 +274,34 @@ TEST(BdtBlocks, HostileAndShortPrefixes) {
 }
 
 TEST(BdtText, BothStringFormsOnTheWireAndBack) {
+  UTF8_LOCALE(guard);
   char const* const noText = nullptr;
   wchar_t const* const noWide = nullptr;
-  for (int portable : {0, 1}) {
-    std::stringbuf buf;
-    bdtIOStream io(&buf, portable != 0);
-    io << "abc" << L"abc" << noText << noWide << "" << L"";
-    EXPECT_EQ(io.rdstate(), 0);
-    std::string const expected = Prefix(3, portable) + "abc" + Prefix(4, portable) + std::string("abc\0", 4) +
-                                 Prefix(-1, portable) + Prefix(-1, portable) + Prefix(0, portable) +
-                                 Prefix(1, portable) + std::string(1, '\0');
-    EXPECT_EQ(Hex(buf.str()), Hex(expected)) << "portable " << portable;
-    EXPECT_EQ(bdtBase::Length("abc", portable) + bdtBase::Length(L"abc", portable) +
-                  bdtBase::Length(noText, portable) + bdtBase::Length(noWide, portable) +
-                  bdtBase::Length("", portable) + bdtBase::Length(L"", portable),
-              expected.size());
-
-    for (char const* want : {"abc", "abc", "", "", "", ""}) {
-      dsString text("previous");
-      io >> text;
-      EXPECT_STREQ(text, want);
-    }
-    EXPECT_EQ(io.rdstate(), 0);
-    EXPECT_EQ(buf.in_avail(), 0);
-  }
-}
-
-TEST(BdtText, NonAsciiTextRoundTrips) {
-  UTF8_LOCALE(guard);
   char const* const text = "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80";  // é € and a 4-byte character
   wchar_t const wide[] = {0xE9, L' ', 0x20AC, L' ', static_cast<wchar_t>(0x1F600), 0};
   for (int portable : {0, 1}) {
     std::stringbuf buf;
     bdtIOStream io(&buf, portable != 0);
-    io << text << wide;
-    EXPECT_EQ(Hex(buf.str()), Hex(Prefix(11, portable) + text + Prefix(12, portable) + text + std::string(1, '\0')));
-    EXPECT_EQ(bdtBase::Length(wide, portable), 16u);
-    dsString narrowBack, wideBack;
-    io >> narrowBack >> wideBack;
-    EXPECT_STREQ(narrowBack, text);
-    EXPECT_STREQ(wideBack, text);
+    io << "abc" << L"abc" << noText << noWide << "" << L"" << text << wide;
     EXPECT_EQ(io.rdstate(), 0);
+    std::string const expected = Prefix(3, portable) + "abc" + Prefix(4, portable) + std::string("abc\0", 4) +
+                                 Prefix(-1, portable) + Prefix(-1, portable) + Prefix(0, portable) +
+                                 Prefix(1, portable) + std::string(1, '\0') + Prefix(11, portable) + text +
+                                 Prefix(12, portable) + text + std::string(1, '\0');
+    EXPECT_EQ(Hex(buf.str()), Hex(expected)) << "portable " << portable;
+    EXPECT_EQ(bdtBase::Length("abc", portable) + bdtBase::Length(L"abc", portable) +
+                  bdtBase::Length(noText, portable) + bdtBase::Length(noWide, portable) +
+                  bdtBase::Length("", portable) + bdtBase::Length(L"", portable) +
+                  bdtBase::Length(text, portable) + bdtBase::Length(wide, portable),
+              expected.size());
+
+    for (char const* want : {"abc", "abc", "", "", "", "", text, text}) {
+      dsString back("previous");
+      io >> back;
+      EXPECT_STREQ(back, want);
+    }
+    EXPECT_EQ(io.rdstate(), 0);
+    EXPECT_EQ(buf.in_avail(), 0);
   }
 }
 
