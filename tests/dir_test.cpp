@@ -27,14 +27,21 @@ std::set<std::string> ReadAll(pfuDir& reader) {
   return names;
 }
 
+std::unique_ptr<pfuDir> Open(std::string const& path) {
+  return std::unique_ptr<pfuDir>(pfuDir::OpenDir(pfuDirPath(path.c_str())));
+}
+
 TEST(DirReading, ListsEveryEntryButDotAndDotDot) {
   TempDir dir;
+  std::unique_ptr<pfuDir> empty = Open(dir.Path());
+  ASSERT_NE(empty, nullptr);
+  EXPECT_TRUE(ReadAll(*empty).empty());
+
   for (char const* name : {".a", "..a", "...", "plain"}) WriteFile(dir / name, "");
   ASSERT_EQ(pfuFS::pfuMakeDir((dir / "sub").c_str()), errOK);
   std::set<std::string> const expected{".a", "..a", "...", "plain", "sub"};
-
   for (std::string const& path : {Neutral(dir.Path()), Neutral(dir.Path()) + "|", dir.Path() + "/"}) {
-    std::unique_ptr<pfuDir> reader(pfuDir::OpenDir(pfuDirPath(path.c_str())));
+    std::unique_ptr<pfuDir> reader = Open(path);
     ASSERT_NE(reader, nullptr) << path;
     EXPECT_EQ(ReadAll(*reader), expected) << path;
     // Exhausted: every further read answers false and leaves the entry alone.
@@ -43,28 +50,17 @@ TEST(DirReading, ListsEveryEntryButDotAndDotDot) {
     EXPECT_FALSE(reader->Read(entry));
     EXPECT_STREQ(entry, "kept");
   }
-}
 
-TEST(DirReading, EmptyAndMissingDirectories) {
-  TempDir dir;
-  std::unique_ptr<pfuDir> empty(pfuDir::OpenDir(pfuDirPath(dir.Path().c_str())));
-  ASSERT_NE(empty, nullptr);
-  pfuDirEntry entry;
-  EXPECT_FALSE(empty->Read(entry));
-
-  EXPECT_EQ(pfuDir::OpenDir(pfuDirPath(Neutral(dir / "missing").c_str())), nullptr);
+  EXPECT_EQ(Open(Neutral(dir / "missing")), nullptr);
   EXPECT_EQ(errMapError(), errSysNotFound);
-  WriteFile(dir / "file", "");
-  EXPECT_EQ(pfuDir::OpenDir(pfuDirPath(Neutral(dir / "file").c_str())), nullptr);
+  EXPECT_EQ(Open(Neutral(dir / "plain")), nullptr);
   EXPECT_EQ(errMapError(), errSysNotDirectory);
 }
 
 TEST(DirPatterns, MatchingMovesForwardOnly) {
   TempDir dir;
   for (char const* name : {"a.txt", "b.txt", "c.log", "A.TXT"}) WriteFile(dir / name, "");
-  pfuDirPath const path(dir.Path().c_str());
-
-  std::unique_ptr<pfuDir> reader(pfuDir::OpenDir(path));
+  std::unique_ptr<pfuDir> reader = Open(dir.Path());
   ASSERT_NE(reader, nullptr);
   pfuDirEntry entry;
   entry = "kept";
@@ -78,7 +74,7 @@ TEST(DirPatterns, MatchingMovesForwardOnly) {
   EXPECT_FALSE(reader->ReadNextMatching(entry, "*"));
 
   // Expansion adds to what the array holds, names alone, case counting.
-  reader.reset(pfuDir::OpenDir(path));
+  reader = Open(dir.Path());
   dsXArray<pfuDirPath*> paths;
   paths += new pfuDirPath("before");
   EXPECT_TRUE(reader->ExpandPattern("?.txt", paths));
@@ -92,7 +88,7 @@ TEST(DirPatterns, MatchingMovesForwardOnly) {
   EXPECT_EQ(paths.GetSize(), size);
   for (unsigned i = 0; i < paths.GetSize(); ++i) delete paths[i];
 
-  reader.reset(pfuDir::OpenDir(path));
+  reader = Open(dir.Path());
   EXPECT_FALSE(reader->ExpandPattern("*.none", paths));
   EXPECT_EQ(paths.GetSize(), size);
 }

@@ -39,9 +39,8 @@ class Probe : public memStream {
   unsigned int Blocks() const { return blocks.GetSize(); }
   std::uint32_t Pos() const { return pos; }
   std::uint32_t Limit() const { return limit; }
-  std::string Fill(std::string const& bytes) {
-    std::string copy = bytes;
-    EXPECT_EQ(Write(&copy[0], static_cast<int>(copy.size())), errOK);
+  std::string Fill(std::string bytes) {
+    EXPECT_EQ(Write(&bytes[0], static_cast<int>(bytes.size())), errOK);
     return bytes;
   }
   std::string ReadAll(int n) {
@@ -59,9 +58,7 @@ std::string Pattern(std::size_t n) {
   return s;
 }
 
-std::string Line(dsXArray<char> const& a) {
-  return std::string(a.GetDataPtr(), a.GetSize());
-}
+std::string Line(dsXArray<char> const& a) { return std::string(a.GetDataPtr(), a.GetSize()); }
 
 TEST(MemStream, FreshStreamHasNoDataAndNoBlocks) {
   Probe s;
@@ -73,55 +70,22 @@ TEST(MemStream, FreshStreamHasNoDataAndNoBlocks) {
   EXPECT_EQ(s.GetPos(where), errOK);
   EXPECT_EQ(where, std::streampos(0));
   EXPECT_EQ(s.Seek(0, 0), errOK);
-  EXPECT_EQ(s.Seek(0, 1), errOK);
   EXPECT_EQ(s.Seek(0, 2), errOutOfRange);
-  EXPECT_EQ(s.Seek(1, 0), errOutOfRange);
   EXPECT_EQ(s.Seek(5, 7), errOutOfRange) << "seek never extends a stream, not even to 0";
   EXPECT_EQ(s.Blocks(), 0u);
-  EXPECT_EQ(s.OpenRead("anything"), errOK);
-  EXPECT_EQ(s.OpenWrite(nullptr), errOK);
 
   EXPECT_EQ(s.Write(&byte, 0), errOK);
   EXPECT_EQ(s.Blocks(), 1u) << "an empty write still makes the first block";
   EXPECT_EQ(s.Limit(), 0u);
 }
 
-TEST(MemStream, DataEndsWithOneFillerByte) {
-  Probe s;
-  s.Fill("hello");
-  EXPECT_EQ(s.Pos(), 5u);
-  EXPECT_EQ(s.Limit(), 6u);
-  EXPECT_EQ(s.Blocks(), 1u);
-  EXPECT_EQ(s.Seek(0, 0), errOK);
-  EXPECT_EQ(s.ReadAll(100), "hello ");
-  EXPECT_EQ(s.ReadAll(100), "") << "at the end a read delivers nothing and still succeeds";
-
-  dsXArray<char> all;
-  EXPECT_EQ(s.Seek(0, 0), errOK);
-  EXPECT_EQ(s.Read(all), errOK);
-  EXPECT_EQ(Line(all), "hello ");
-
-  // From the middle, the read fills the front of the array; the array is
-  // still `limit` long.
-  dsXArray<char> tail;
-  tail.Resize(3);
-  std::memset(tail.GetDataPtr(), '#', 3);
-  EXPECT_EQ(s.Seek(3, 0), errOK);
-  EXPECT_EQ(s.Read(tail), errOK);
-  ASSERT_EQ(tail.GetSize(), 6u);
-  EXPECT_EQ(std::string(tail.GetDataPtr(), 3), "lo ");
-
-  // Write(dsXArray) writes the whole array at the position.
-  Probe copy;
-  EXPECT_EQ(copy.Write(all), errOK);
-  EXPECT_EQ(copy.Limit(), 7u);
-}
-
+// N bytes written read back as N + 1, the last one a filler, in
+// (N + 1) / 4096 + 1 blocks.
 TEST(MemStream, BlockRulesAroundTheBlockSize) {
   struct Case {
     std::size_t bytes;
     unsigned int blocks;
-  } const cases[] = {{4095, 1}, {4096, 2}, {4097, 2}, {8191, 2}, {8192, 3}};
+  } const cases[] = {{5, 1}, {4095, 1}, {4096, 2}, {4097, 2}, {8191, 2}, {8192, 3}};
   for (Case const& c : cases) {
     Probe s;
     std::string const data = s.Fill(Pattern(c.bytes));
@@ -130,6 +94,7 @@ TEST(MemStream, BlockRulesAroundTheBlockSize) {
     EXPECT_EQ(s.Limit(), c.bytes + 1);
     ASSERT_EQ(s.Seek(0, 0), errOK);
     EXPECT_EQ(s.ReadAll(static_cast<int>(c.bytes) + 10), data + " ") << c.bytes;
+    EXPECT_EQ(s.ReadAll(10), "") << "at the end a read delivers nothing and still succeeds";
   }
 
   // Pieces that straddle a block edge land where they belong.
@@ -141,55 +106,62 @@ TEST(MemStream, BlockRulesAroundTheBlockSize) {
   EXPECT_EQ(pieces.ReadAll(20), data.substr(4090) + " ");
 }
 
-TEST(MemStream, SeekFromEveryOrigin) {
+TEST(MemStream, SeekOverwriteAndArrays) {
   Probe s;
   s.Fill("0123456789");
-  EXPECT_EQ(s.Seek(0, 2), errOK);
-  EXPECT_EQ(s.Pos(), 10u);
   EXPECT_EQ(s.Seek(3, 2), errOK);
-  EXPECT_EQ(s.Pos(), 7u);
   EXPECT_EQ(s.ReadAll(2), "78");
   EXPECT_EQ(s.Seek(-4, 1), errOK);
-  EXPECT_EQ(s.Pos(), 5u);
   std::streampos where;
   EXPECT_EQ(s.GetPos(where), errOK);
   EXPECT_EQ(where, std::streampos(5));
-
-  for (auto [offset, whence] : {std::pair<long long, int>{-1, 2}, {11, 0}, {-1, 0}, {6, 1},
-                                {-6, 1}, {LLONG_MIN, 1}, {LLONG_MAX, 1}, {LLONG_MIN, 2},
-                                {LLONG_MAX, 2}, {LLONG_MIN, 0}}) {
+  for (auto [offset, whence] : {std::pair<long long, int>{-1, 2}, {11, 0}, {-1, 0}, {6, 1}, {-6, 1}, {LLONG_MIN, 1},
+                                {LLONG_MAX, 1}, {LLONG_MIN, 2}, {LLONG_MAX, 2}, {LLONG_MIN, 0}}) {
     EXPECT_EQ(s.Seek(offset, whence), errOutOfRange) << offset << " from " << whence;
     EXPECT_EQ(s.Pos(), 5u);
   }
-  EXPECT_EQ(s.Seek(10, 0), errOK);
+  EXPECT_EQ(s.Seek(0, 2), errOK);
   EXPECT_EQ(s.Pos(), 10u);
   EXPECT_EQ(s.Seek(123, 7), errOK);
   EXPECT_EQ(s.Pos(), 0u) << "an unknown origin rewinds";
-  EXPECT_EQ(s.Blocks(), 1u);
-}
 
-TEST(MemStream, WritingInsideOverwritesAndKeepsTheEnd) {
-  Probe s;
-  s.Fill("0123456789");
+  // Writing inside overwrites and keeps the end.
   ASSERT_EQ(s.Seek(2, 0), errOK);
   s.Fill("abc");
   EXPECT_EQ(s.Pos(), 5u);
   EXPECT_EQ(s.Limit(), 11u);
-  ASSERT_EQ(s.Seek(0, 0), errOK);
-  EXPECT_EQ(s.ReadAll(20), "01abc56789 ");
+
+  // From the middle, Read(dsXArray) fills the front of an array `limit` long.
+  dsXArray<char> tail;
+  tail.Resize(3);
+  std::memset(tail.GetDataPtr(), '#', 3);
+  EXPECT_EQ(s.Read(tail), errOK);
+  ASSERT_EQ(tail.GetSize(), 11u);
+  EXPECT_EQ(std::string(tail.GetDataPtr(), 6), "56789 ");
+  dsXArray<char> all;
+  EXPECT_EQ(s.Seek(0, 0), errOK);
+  EXPECT_EQ(s.Read(all), errOK);
+  EXPECT_EQ(Line(all), "01abc56789 ");
+  // Write(dsXArray) writes the whole array at the position.
+  Probe copy;
+  EXPECT_EQ(copy.Write(all), errOK);
+  EXPECT_EQ(copy.Limit(), 12u);
 }
 
-TEST(MemStream, ReadLnSplitsAtTheDelimiterAndEndsWithZero) {
-  Probe s;
-  s.Fill("ab\nc");
-  ASSERT_EQ(s.Seek(0, 0), errOK);
+TEST(MemStream, ReadLnThroughTheCFunctions) {
+  rwStream* s = nullptr;
+  EXPECT_EQ(CreateStreamInMemory(&s), 0);
+  ASSERT_NE(s, nullptr);
+  char text[] = "ab\nc";
+  EXPECT_EQ(s->Write(text, 4), errOK);
+  ASSERT_EQ(s->Seek(0, 0), errOK);
   dsXArray<char> line;
-  EXPECT_EQ(s.ReadLn(line, '\n'), errOK);
-  EXPECT_EQ(Line(line), std::string("ab\0", 3));
-  EXPECT_EQ(s.ReadLn(line, '\n'), errOK);
-  EXPECT_EQ(Line(line), std::string("c \0", 3)) << "the filler byte ends the data";
-  EXPECT_EQ(s.ReadLn(line, '\n'), errOK);
-  EXPECT_EQ(Line(line), std::string("\0", 1));
+  for (std::string const& want : {std::string("ab\0", 3), std::string("c \0", 3), std::string("\0", 1)}) {
+    EXPECT_EQ(s->ReadLn(line, '\n'), errOK);
+    EXPECT_EQ(Line(line), want) << "the filler byte ends the data, a zero each line";
+  }
+  EXPECT_EQ(DeleteStreamInMemory(s), 0);
+  EXPECT_EQ(DeleteStreamInMemory(nullptr), 0);
 }
 
 TEST(MemStream, NoMemoryForABlock) {
@@ -223,20 +195,6 @@ TEST(MemStream, NoMemoryForABlock) {
   refuseMemory = false;
   EXPECT_EQ(result, 0);
   EXPECT_EQ(none, nullptr);
-}
-
-TEST(MemStream, CreateAndDeleteThroughTheCFunctions) {
-  rwStream* stream = nullptr;
-  EXPECT_EQ(CreateStreamInMemory(&stream), 0);
-  ASSERT_NE(stream, nullptr);
-  char text[] = "line one\nline two";
-  EXPECT_EQ(stream->Write(text, static_cast<int>(std::strlen(text))), errOK);
-  EXPECT_EQ(stream->Seek(0, 0), errOK);
-  dsXArray<char> line;
-  EXPECT_EQ(stream->ReadLn(line, '\n'), errOK);
-  EXPECT_STREQ(line.GetDataPtr(), "line one");
-  EXPECT_EQ(DeleteStreamInMemory(stream), 0);
-  EXPECT_EQ(DeleteStreamInMemory(nullptr), 0);
 }
 
 }  // namespace
