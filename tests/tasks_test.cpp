@@ -58,17 +58,6 @@ class Worker : public Base {
 
 bool Ends(void* handle) { return vekWaitForSingleObject(handle, 10000) == vekWaitObject0; }
 
-TEST(TasksExitStatus, StatusAndExitCodeAreSetApart) {
-  pmExitStatus status;
-  status.setAlive();
-  status.setStatus(errSysNotFound);
-  status.setExitCode(42);  // leaves the status as it was
-  EXPECT_FALSE(status.IsAlive());
-  EXPECT_EQ(status.GetExitCode(), errSysNotFound);
-  status.setKilled();
-  EXPECT_EQ(status.GetExitCode(), errNothingYet);
-}
-
 TEST(TasksThread, RecordsOnlyWhatTheBodyWritesAndASecondStartMakesASecondThread) {
   Worker<pmThread> task;
   EXPECT_TRUE(task.GetExitStatus().IsAlive());  // alive before any thread runs
