@@ -131,7 +131,6 @@ TEST(SocketStream, SelectEventsExactReadsAndClose) {
   Connection c = Connect();
   vekSocketEvent readable(c.server.get(), vekSelectEvent::Readable);
   vekSocketEvent writable(c.server.get(), vekSelectEvent::Writable);
-  EXPECT_EQ(readable.GetSockStream(), c.server.get());
   EXPECT_FALSE(readable.Wait(0));
   EXPECT_TRUE(writable.Wait(5000));
 
