@@ -160,7 +160,7 @@ TEST(SocketStream, SelectEventsExactReadsAndClose) {
 
 // --- frames ------------------------------------------------------------------
 
-TEST(SocketFrame, LayoutIsCountThenPayloadInTwoSends) {
+TEST(SocketFrame, LayoutIsCountThenPayloadAndEmptyFramesAddNothing) {
   Connection c = Connect();
   dsXArray<char> three, empty;
   EXPECT_EQ(Write(*c.client, Fill(three, "abc")), errOK);
