@@ -27,50 +27,30 @@ class Inspected : public Map {
   unsigned int Capacity() const { return this->entries.GetCapacity(); }
 };
 
-TEST(MapsScalar, KeepsKeyOrderWhateverTheInsertionOrder) {
+TEST(MapsScalar, UnsignedKeyOrderAddWithoutOverwriteAndLookups) {
   dsScalarMap<int, int> map;
-  unsigned int index = 99;
-  EXPECT_FALSE(map.FindIndex(7, index));
-  EXPECT_EQ(index, 0u);
-  EXPECT_TRUE(Values(map).empty());
-
-  for (int key : {5, 1, 3}) EXPECT_TRUE(map.Add(key, key * 10));
-  EXPECT_EQ(Values(map), (std::vector<int>{10, 30, 50}));
-  EXPECT_EQ(map.GetByIndex(0), 10);
-  EXPECT_FALSE(map.FindIndex(4, index));
-  EXPECT_EQ(index, 2u);
-}
-
-TEST(MapsScalar, KeysCompareAsUnsignedNumbers) {
-  dsScalarMap<int, int> numbers;
-  numbers.Add(-1, 1);
-  numbers.Add(5, 2);
-  numbers.Add(0, 3);
-  EXPECT_EQ(Values(numbers), (std::vector<int>{3, 2, 1}));  // -1 is the largest
-
-  dsScalarMap<int, void*> addresses;
-  void* const high = reinterpret_cast<void*>(~std::uintptr_t{0} - 15);
-  void* const low = reinterpret_cast<void*>(std::uintptr_t{16});
-  addresses.Add(high, 1);
-  addresses.Add(nullptr, 2);
-  addresses.Add(low, 3);
-  EXPECT_EQ(Values(addresses), (std::vector<int>{2, 3, 1}));
-}
-
-TEST(MapsScalar, AddNeverOverwritesAndLookupsReportAbsence) {
-  dsScalarMap<int, int> map;
-  EXPECT_TRUE(map.Add(4, 40));
-  EXPECT_FALSE(map.Add(4, 41));
+  for (int key : {5, -1, 1, 3}) EXPECT_TRUE(map.Add(key, key * 10));
+  EXPECT_EQ(Values(map), (std::vector<int>{10, 30, 50, -10}));  // -1 is the largest
+  EXPECT_FALSE(map.Add(5, 41));
   int value = -7;
-  EXPECT_FALSE(map.Find(5, value));
+  EXPECT_FALSE(map.Find(4, value));
   EXPECT_EQ(value, -7);
-  EXPECT_FALSE(map.Remove(5));
-  EXPECT_FALSE(map.Contains(5));
-  EXPECT_EQ(map.GetSize(), 1u);
+  EXPECT_FALSE(map.Remove(4));
+  map[5] += 4;  // a writable reference into the entry
+  EXPECT_TRUE(map.Find(5, value));
+  EXPECT_EQ(value, 54);
 
-  map[4] += 4;  // a writable reference into the entry
-  EXPECT_TRUE(map.Find(4, value));
-  EXPECT_EQ(value, 44);
+  // The library's own instance for the task registry orders addresses the same way.
+  char slots[3];
+  auto task = [&](int i) { return reinterpret_cast<pmManageTask*>(&slots[i]); };
+  dsScalarMap<pmManageTask*, void*> registry;
+  void* const high = reinterpret_cast<void*>(~std::uintptr_t{0} - 15);
+  EXPECT_TRUE(registry.Add(high, task(0)));
+  EXPECT_TRUE(registry.Add(&slots[2], task(2)));
+  EXPECT_TRUE(registry.Add(nullptr, task(1)));
+  EXPECT_EQ(Values(registry), (std::vector<pmManageTask*>{task(1), task(2), task(0)}));
+  EXPECT_TRUE(registry.Remove(nullptr));
+  EXPECT_EQ(registry[high], task(0));
 }
 
 TEST(MapsStorage, GrowsBySixteenEntriesAndKeepsItsBlockUntilDestroyed) {
@@ -82,18 +62,13 @@ TEST(MapsStorage, GrowsBySixteenEntriesAndKeepsItsBlockUntilDestroyed) {
     EXPECT_EQ(map.Capacity(), 16u);
     map.Add(16, 16);
     EXPECT_EQ(map.Capacity(), 32u);
-    EXPECT_EQ(vekLiveBlocks(), before + 1);
-
     map.Clear();
-    EXPECT_EQ(map.GetSize(), 0u);
-    EXPECT_EQ(map.Capacity(), 32u);
     map.Add(1, 1);
     EXPECT_TRUE(map.Remove(1));
     EXPECT_EQ(map.GetSize(), 0u);
+    EXPECT_EQ(map.Capacity(), 32u);
     EXPECT_EQ(vekLiveBlocks(), before + 1);
-    std::unique_ptr<dsBaseIter<int>> iter(map.GetIter());
-    iter->SetAtFirst();
-    EXPECT_TRUE(iter->Finished());
+    EXPECT_TRUE(Values(map).empty());
   }
   EXPECT_EQ(vekLiveBlocks(), before);
 }
@@ -102,19 +77,13 @@ TEST(MapsStrings, ByteOrderWithNullFirstAndEqualTextsAsOneKey) {
   dsNonOwnerStringMap<int> map;
   char const high[] = {'\xe9', 0};  // above 127: sorts after every ASCII letter
   char copyOfAb[] = "ab";
-  EXPECT_TRUE(map.Add("b", 1));
-  EXPECT_TRUE(map.Add(high, 2));
-  EXPECT_TRUE(map.Add("ab", 3));
-  EXPECT_TRUE(map.Add("", 4));
-  EXPECT_TRUE(map.Add("z", 5));
-  EXPECT_TRUE(map.Add(nullptr, 6));
-  EXPECT_TRUE(map.Add("a", 7));
-  EXPECT_TRUE(map.Add("B", 8));
+  int value = 0;
+  for (char const* key : {"b", high, "ab", "", "z", static_cast<char const*>(nullptr), "a", "B"}) {
+    EXPECT_TRUE(map.Add(key, ++value));
+  }
   EXPECT_EQ(Values(map), (std::vector<int>{6, 4, 8, 7, 3, 1, 5, 2}));
-
   EXPECT_FALSE(map.Add(copyOfAb, 9));
   EXPECT_EQ(map[copyOfAb], 3);
-  EXPECT_TRUE(map.Contains(nullptr));
   EXPECT_TRUE(map.Remove(nullptr));
   EXPECT_FALSE(map.Contains(nullptr));
   EXPECT_TRUE(map.Contains(""));
@@ -128,12 +97,10 @@ TEST(MapsIter, ReproduceGivesAnIndependentIterator) {
   first->MoveToNext();
   std::unique_ptr<dsBaseIter<int>> second(first->Reproduce());
   ASSERT_NE(second, nullptr);
-  EXPECT_EQ(second->Current(), 20);
   second->MoveToNext();
-  EXPECT_EQ(second->Current(), 30);
-  EXPECT_EQ(first->Current(), 20);
   second->Current() = 33;  // values are given by reference
   EXPECT_EQ(map[3], 33);
+  EXPECT_EQ(first->Current(), 20);
   second->MoveToNext();
   EXPECT_TRUE(second->Finished());
   EXPECT_FALSE(first->Finished());
@@ -156,20 +123,18 @@ class CountingMap : public dsSortedMap<int, int> {
 
 TEST(MapsKeys, CopiedOncePerEntryAndFreedOnlyOnRemoval) {
   CountingMap map;
-  for (int key : {1, 2, 3, 4}) map.Add(key, key);
-  map.Add(2, 0);
+  for (int key : {1, 2, 3, 4, 2}) map.Add(key, key);
   EXPECT_EQ(map.copied, 4);
   map.Remove(3);
   map.Remove(9);
   unsigned int index = 0;
   ASSERT_TRUE(map.FindIndex(1, index));
   map.RemoveByIndex(index);
-  EXPECT_EQ(map.freed, (std::vector<int>{3, 1}));
   map.Clear();
-  EXPECT_EQ(map.freed.size(), 2u);
+  EXPECT_EQ(map.freed, (std::vector<int>{3, 1}));
 }
 
-TEST(MapsRandom, AgreesWithASortedVectorUnderMixedChanges) {
+TEST(MapsRandom, AgreesWithAStandardMapUnderMixedChanges) {
   Inspected<dsScalarMap<unsigned int, unsigned int>> map;
   std::map<unsigned int, unsigned int> model;
   std::mt19937 random(12345);
@@ -180,30 +145,16 @@ TEST(MapsRandom, AgreesWithASortedVectorUnderMixedChanges) {
     } else {
       EXPECT_EQ(map.Add(key, key * 3), model.emplace(key, key * 3).second) << key;
     }
-    std::vector<unsigned int> keys;
-    for (auto const& entry : model) keys.push_back(entry.first);
     unsigned int const probe = random() % 520;
     unsigned int index = 0;
-    bool const found = map.FindIndex(probe, index);
-    auto const place = std::lower_bound(keys.begin(), keys.end(), probe);
-    EXPECT_EQ(found, place != keys.end() && *place == probe);
-    EXPECT_EQ(index, static_cast<unsigned int>(place - keys.begin()));
+    auto const place = model.lower_bound(probe);
+    EXPECT_EQ(map.FindIndex(probe, index), place != model.end() && place->first == probe);
+    EXPECT_EQ(index, static_cast<unsigned int>(std::distance(model.begin(), place)));
   }
   std::vector<unsigned int> expected;
   for (auto const& entry : model) expected.push_back(entry.second);
   EXPECT_EQ(Values(map), expected);
   EXPECT_EQ(map.Capacity() % 16, 0u);
-  EXPECT_GE(map.Capacity(), map.GetSize());
-}
-
-TEST(MapsExported, LibraryInstancesServeTheTaskRegistry) {
-  char slots[3];
-  auto task = [&](int i) { return reinterpret_cast<pmManageTask*>(&slots[i]); };
-  dsScalarMap<pmManageTask*, void*> registry;
-  for (int i : {2, 0, 1}) EXPECT_TRUE(registry.Add(&slots[i], task(i)));
-  EXPECT_EQ(Values(registry), (std::vector<pmManageTask*>{task(0), task(1), task(2)}));
-  EXPECT_TRUE(registry.Remove(&slots[1]));
-  EXPECT_EQ(registry[&slots[2]], task(2));
 }
 
 TEST(MapsStopDeathTest, IndexingAnAbsentKeyStops) {

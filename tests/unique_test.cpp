@@ -25,65 +25,45 @@ TEST(UniqueSharing, EqualTextsShareOneCellAndItsText) {
   dsUniqueString first(buffer);
   dsUniqueString second("shared text");
   EXPECT_TRUE(first == second);
-  EXPECT_FALSE(first != second);
   EXPECT_EQ(first.GiveString(), second.GiveString());
-  EXPECT_EQ(static_cast<char const*>(first), first.GiveString());
-  EXPECT_NE(first.GiveString(), buffer);  // the cell holds its own copy
-  buffer[0] = 'S';
+  buffer[0] = 'S';  // the cell holds its own copy
   EXPECT_STREQ(first.GiveString(), "shared text");
   EXPECT_EQ(first.GetLength(), 11u);
-
   dsUniqueString upper("Shared text");
   EXPECT_TRUE(upper != first);
-  EXPECT_NE(upper.GiveString(), first.GiveString());
 
   dsUniqueString fromNull(nullptr);
   dsUniqueString fromEmpty("");
   EXPECT_TRUE(fromNull == fromEmpty);
   EXPECT_TRUE(fromNull.IsEmpty());
-  EXPECT_EQ(fromEmpty.GetLength(), 0u);
   EXPECT_STREQ(fromNull.GiveString(), "");
 }
 
-TEST(UniqueCounting, CopiesCountAndTheLastUserTakesTheCellAway) {
+TEST(UniqueCounting, TheLastUserOrLockTakesTheCellAway) {
   EXPECT_TRUE(NoCellFor("alpha"));
   std::unique_ptr<dsUniqueString> original(new dsUniqueString("alpha"));
   dsUniqueString copy(*original);
-  EXPECT_TRUE(copy == *original);
   original.reset();
   EXPECT_STREQ(copy.GiveString(), "alpha");  // the copy still holds the cell
   EXPECT_FALSE(NoCellFor("alpha"));
-
   dsUniqueString other("beta");
   copy = other;  // gives up the last hold on "alpha"
-  EXPECT_TRUE(copy == other);
   EXPECT_TRUE(NoCellFor("alpha"));
   copy = copy;
-  other = copy;
-  EXPECT_STREQ(other.GiveString(), "beta");
-  {
-    dsUniqueString again("beta");
-    EXPECT_TRUE(again == other);
-  }
-  EXPECT_FALSE(NoCellFor("beta"));
-}
+  EXPECT_STREQ(copy.GiveString(), "beta");
 
-TEST(UniqueCounting, LockHoldsTheCellPastItsStrings) {
+  // A locked cell outlives its strings and stays in the database.
   dsStringCell* held = nullptr;
-  char const* text = nullptr;
   {
     dsUniqueString user("gamma");
     dsStringCell::AddToDatabase("gamma", held);
-    EXPECT_EQ(held->GetString(), user.GiveString());
     held->Lock();
     dsStringCell::Release(held);  // not the last user: the pointer stays
     ASSERT_NE(held, nullptr);
-    text = held->GetString();
   }
-  {
-    dsUniqueString later("gamma");
-    EXPECT_EQ(later.GiveString(), text);  // the same cell, still in the database
-  }
+  dsUniqueString later("gamma");
+  EXPECT_EQ(later.GiveString(), held->GetString());
+  later = other;
   dsStringCell::Release(held);
   EXPECT_EQ(held, nullptr);
   EXPECT_TRUE(NoCellFor("gamma"));
@@ -102,7 +82,6 @@ TEST(UniqueDatabase, ManyTextsStayDistinctAndAreFoundAgain) {
   for (std::size_t i = 0; i < texts.size(); ++i) {
     std::size_t const j = random() % texts.size();
     EXPECT_EQ(*strings[i] == *strings[j], texts[i] == texts[j]) << i << " " << j;
-    EXPECT_EQ(dsUniqueString(std::string(texts[i]).c_str()).GiveString(), strings[i]->GiveString());
   }
   for (std::size_t i = 0; i < strings.size(); i += 2) strings[i].reset();
   for (std::size_t i = 1; i < strings.size(); i += 2) EXPECT_EQ(strings[i]->GiveString(), texts[i]);
@@ -112,8 +91,7 @@ TEST(UniqueDatabase, ManyTextsStayDistinctAndAreFoundAgain) {
 
 TEST(UniqueUnload, DatabaseInUseReleasesItsBlockAtUnload) {
   std::string output;
-  int const status = qtest::RunProgram(
-      {QUILLON_LOAD_PROBE, QUILLON_LIBRARY_FILE, QUILLON_PROBE_USER}, &output);
+  int const status = qtest::RunProgram({QUILLON_LOAD_PROBE, QUILLON_LIBRARY_FILE, QUILLON_PROBE_USER}, &output);
   EXPECT_EQ(status, 0) << output;
   // The strings and the task are gone; the database and the task registry
   // keep their blocks until unload.
