@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "ombmem.h"
+#include "vekfile.h"
 #include "vekpipe.h"
 
 namespace {
@@ -93,19 +94,9 @@ bool vekPipePeek(void* handle, int* available) {
   return true;
 }
 
+// A pipe end is a file handle: reading it is reading a file.
 bool vekPipeRead(void* handle, void* buffer, unsigned size, unsigned* got) {
-  for (;;) {
-    ssize_t n = ::read(toFd(handle), buffer, size);
-    if (n >= 0) {
-      *got = static_cast<unsigned>(n);
-      return true;
-    }
-    if (errno != EINTR) {
-      vekKeepSystemError();
-      *got = 0;
-      return false;
-    }
-  }
+  return vekReadFile(handle, buffer, size, got);
 }
 
 bool vekPipeWrite(void* handle, void const* data, unsigned size, unsigned* written) {
