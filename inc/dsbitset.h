@@ -122,7 +122,10 @@ class QUILLON_API dsBitSet : public dsDataCollection<int> {
   bool Valid(std::uint32_t i) { return i < bitCount || Resize(i + 1); }
   bool inf(std::uint32_t byte, int bit) const { return (bytes[byte] & (0x80u >> bit)) != 0; }
   void set(bool value, std::uint32_t byte, int bit);
+  bool Store(std::uint32_t i, bool value);  // SetOn and SetOff
   void SetUp() const;
+  std::uint32_t CountBelow(std::uint32_t i) const;  // positions below i that are on; i <= bitCount
+  void ClearTail();
   std::uint32_t NextScan(std::uint32_t i) const;  // Next, the whole way
   void Follow(std::uint32_t n);  // bitCount n, with lastBits and lastByte
   void SetRange(std::uint32_t from, std::uint32_t to, bool value);  // [from, to)

@@ -17,6 +17,7 @@
 #define DSORTMAP_H
 
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <type_traits>
 
@@ -49,6 +50,10 @@ class VEK_TEMPLATE_VISIBLE dsSortedMapIter : public dsBaseIter<V> {
   bool Finished() const override;
   void MoveToNext() override;
   V& Current() const override;
+
+  // A new iterator that takes inner over; null, with inner deleted, if inner
+  // is null or an allocation fails.
+  static dsBaseIter<V>* Wrap(dsBaseIter<dsSortedMapEntry<V, K>>* inner);
 
  private:
   dsBaseIter<dsSortedMapEntry<V, K>>* iter;
@@ -151,12 +156,16 @@ dsSortedMapIter<V, K>::~dsSortedMapIter() {
 }
 
 template <class V, class K>
-dsBaseIter<V>* dsSortedMapIter<V, K>::Reproduce() {
-  dsBaseIter<dsSortedMapEntry<V, K>>* copy = iter->Reproduce();
-  if (copy == nullptr) return nullptr;
-  dsBaseIter<V>* result = new (std::nothrow) dsSortedMapIter<V, K>(copy);
-  if (result == nullptr) delete copy;
+dsBaseIter<V>* dsSortedMapIter<V, K>::Wrap(dsBaseIter<dsSortedMapEntry<V, K>>* inner) {
+  if (inner == nullptr) return nullptr;
+  dsBaseIter<V>* result = new (std::nothrow) dsSortedMapIter<V, K>(inner);
+  if (result == nullptr) delete inner;
   return result;
+}
+
+template <class V, class K>
+dsBaseIter<V>* dsSortedMapIter<V, K>::Reproduce() {
+  return Wrap(iter->Reproduce());
 }
 
 template <class V, class K>
@@ -256,11 +265,7 @@ void dsBaseSortedMap<A, V, K>::Clear() {
 
 template <class A, class V, class K>
 dsBaseIter<V>* dsBaseSortedMap<A, V, K>::GetIter() const {
-  dsBaseIter<dsSortedMapEntry<V, K>>* const inner = entries.GetIter();
-  if (inner == nullptr) return nullptr;
-  dsBaseIter<V>* const result = new (std::nothrow) dsSortedMapIter<V, K>(inner);
-  if (result == nullptr) delete inner;
-  return result;
+  return dsSortedMapIter<V, K>::Wrap(entries.GetIter());
 }
 
 template <class A, class V, class K>
@@ -309,13 +314,7 @@ int dsNonOwnerStringMap<V>::Compare(char const* first, char const* second) const
   if (first == second) return 0;
   if (first == nullptr) return -1;
   if (second == nullptr) return 1;
-  unsigned char const* a = reinterpret_cast<unsigned char const*>(first);
-  unsigned char const* b = reinterpret_cast<unsigned char const*>(second);
-  while (*a == *b && *a != 0) {
-    ++a;
-    ++b;
-  }
-  return *a < *b ? -1 : (*a > *b ? 1 : 0);
+  return std::strcmp(first, second);  // compares the bytes as unsigned char
 }
 
 // The instantiations that the library exports: the task registry and the

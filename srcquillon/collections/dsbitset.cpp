@@ -16,10 +16,13 @@ inline unsigned int HeadMask(int bits) {
   return (0xFF00u >> bits) & 0xFFu;
 }
 
-inline unsigned int CountByte(unsigned int x) {
-  x = x - ((x >> 1) & 0x55u);
-  x = (x & 0x33u) + ((x >> 2) & 0x33u);
-  return (x + (x >> 4)) & 0x0Fu;
+inline unsigned int CountByte(unsigned int byte) {
+  return static_cast<unsigned int>(__builtin_popcount(byte));
+}
+
+// Sets or clears the bits of byte under mask.
+inline void Put(unsigned char& byte, unsigned int mask, bool value) {
+  byte = static_cast<unsigned char>(value ? byte | mask : byte & ~mask);
 }
 
 // The place (0 = high bit) of the highest and of the lowest bit of a byte
@@ -98,8 +101,11 @@ dsBitSet::~dsBitSet() {
 }
 
 void dsBitSet::set(bool value, std::uint32_t byte, int bit) {
-  unsigned int mask = 0x80u >> bit;
-  bytes[byte] = static_cast<unsigned char>(value ? bytes[byte] | mask : bytes[byte] & ~mask);
+  Put(bytes[byte], 0x80u >> bit, value);
+}
+
+void dsBitSet::ClearTail() {
+  bytes[lastByte] = static_cast<unsigned char>(bytes[lastByte] & HeadMask(lastBits));
 }
 
 void dsBitSet::Follow(std::uint32_t n) {
@@ -113,35 +119,33 @@ void dsBitSet::SetRange(std::uint32_t from, std::uint32_t to, bool value) {
   std::uint32_t firstByte = from >> 3, endByte = to >> 3;
   unsigned int head = 0xFFu >> (from & 7);        // the bits of the first byte from `from` on
   unsigned int below = HeadMask(static_cast<int>(to & 7));  // the bits of the last byte below `to`
-  auto apply = [&](std::uint32_t byte, unsigned int mask) {
-    bytes[byte] = static_cast<unsigned char>(value ? bytes[byte] | mask : bytes[byte] & ~mask);
-  };
   if (firstByte == endByte) {
-    apply(firstByte, head & below);
+    Put(bytes[firstByte], head & below, value);
     return;
   }
-  apply(firstByte, head);
+  Put(bytes[firstByte], head, value);
   std::memset(bytes + firstByte + 1, value ? 0xFF : 0, endByte - firstByte - 1);
-  if (below != 0) apply(endByte, below);
+  if (below != 0) Put(bytes[endByte], below, value);
 }
 
 bool dsBitSet::IsOn(std::uint32_t i) const {
   return Exist(i) && inf(i >> 3, static_cast<int>(i & 7));
 }
 
-bool dsBitSet::SetOn(std::uint32_t i) {
+bool dsBitSet::Store(std::uint32_t i, bool value) {
   // No set has a position past none - 1: its size would not fit 32 bits.
   if (i == none || !Valid(i)) return false;
-  set(true, i >> 3, static_cast<int>(i & 7));
+  set(value, i >> 3, static_cast<int>(i & 7));
   onCountValid = false;
   return true;
 }
 
+bool dsBitSet::SetOn(std::uint32_t i) {
+  return Store(i, true);
+}
+
 bool dsBitSet::SetOff(std::uint32_t i) {
-  if (i == none || !Valid(i)) return false;
-  set(false, i >> 3, static_cast<int>(i & 7));
-  onCountValid = false;
-  return true;
+  return Store(i, false);
 }
 
 void dsBitSet::Clear() {
@@ -153,7 +157,7 @@ void dsBitSet::Fill(std::uint32_t from, std::uint32_t to) {
   onCountValid = false;
   if (from == 0 && to == 0) {
     std::memset(bytes, 0xFF, static_cast<std::size_t>(lastByte) + 1);
-    bytes[lastByte] = static_cast<unsigned char>(bytes[lastByte] & HeadMask(lastBits));
+    ClearTail();
     return;
   }
   if (to == 0) to = bitCount;
@@ -189,7 +193,7 @@ int dsBitSet::operator|=(dsBitSet const& other) {
 
 int dsBitSet::operator^=(dsBitSet const& other) {
   if (Combine(other, [](unsigned int mine, unsigned int theirs) { return mine ^ theirs; }) == 0) return 0;
-  bytes[lastByte] = static_cast<unsigned char>(bytes[lastByte] & HeadMask(lastBits));
+  ClearTail();
   return 1;
 }
 
@@ -257,11 +261,14 @@ std::uint32_t dsBitSet::Previous(std::uint32_t i) const {
   return none;
 }
 
-std::uint32_t dsBitSet::GetIndex(std::uint32_t i) const {
-  if (i >= bitCount) return none;
+std::uint32_t dsBitSet::CountBelow(std::uint32_t i) const {
   std::uint32_t b = i >> 3;
   return static_cast<std::uint32_t>(vekCountBits(bytes, b)) +
          CountByte(bytes[b] & HeadMask(static_cast<int>(i & 7)));
+}
+
+std::uint32_t dsBitSet::GetIndex(std::uint32_t i) const {
+  return i < bitCount ? CountBelow(i) : none;
 }
 
 std::uint32_t dsBitSet::ByIndex(std::uint32_t k) const {
@@ -331,8 +338,7 @@ void dsBitSet::RemoveSegment(std::uint32_t pos, std::uint32_t count) {
 }
 
 void dsBitSet::SetUp() const {
-  onCount = static_cast<unsigned int>(vekCountBits(bytes, static_cast<std::size_t>(lastByte))) +
-            CountByte(bytes[lastByte] & HeadMask(lastBits));
+  onCount = CountBelow(bitCount);
   onCountValid = true;
 }
 

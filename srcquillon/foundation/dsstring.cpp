@@ -53,11 +53,7 @@ char* dsString::StrEmpty() {
 }
 
 char* dsString::StrNew(char const* text) {
-  if (text == nullptr) return StrEmpty();
-  std::size_t bytes = Length(text) + 1;
-  char* buffer = new char[bytes];
-  std::memcpy(buffer, text, bytes);
-  return buffer;
+  return text == nullptr ? StrEmpty() : Strnew__(text);
 }
 
 char* dsString::Concatenate(char const* first, char const* second) {
@@ -158,25 +154,14 @@ dsString& dsString::operator=(std::strstream& source) {
 }
 
 dsString& dsString::operator+=(char const* text) {
-  if (text == nullptr || text[0] == 0) return *this;
-  if (chars == StrEmpty()) {
-    chars = StrNew(text);
-  } else {
-    // Joined before the old buffer goes, so text may point into it.
-    Take(Concatenate(chars, text));
-  }
+  // Joined before the old buffer goes, so text may point into it.
+  if (text != nullptr && text[0] != 0) Take(Concatenate(chars, text));
   return *this;
 }
 
 dsString& dsString::operator+=(char c) {
-  if (c == 0) return *this;
-  std::size_t length = Length(chars);
-  char* buffer = new char[length + 2];
-  std::memcpy(buffer, chars, length);
-  buffer[length] = c;
-  buffer[length + 1] = 0;
-  Take(buffer);
-  return *this;
+  char const text[2] = {c, 0};
+  return *this += text;
 }
 
 // ---------------------------------------------------------------------------
@@ -248,12 +233,7 @@ dsString operator+(dsString const& first, char const* second) {
 // ---------------------------------------------------------------------------
 // dscharStr
 
-dscharStr::dscharStr(char const* text) : chars(nullptr) {
-  std::size_t length = Length(text);
-  chars = new char[length + 1];
-  if (length != 0) std::memcpy(chars, text, length);
-  chars[length] = 0;
-}
+dscharStr::dscharStr(char const* text) : chars(Strnew__(text != nullptr ? text : "")) {}
 
 dscharStr::~dscharStr() {
   delete[] chars;

@@ -109,33 +109,27 @@ int RunProgram(std::vector<std::string> const& argv, std::string* output,
     if (output != nullptr) close(pipeEnds[0]);
     return -1;
   }
-  if (output != nullptr) {
-    fcntl(pipeEnds[0], F_SETFL, O_NONBLOCK);
-  }
-  auto const deadline = std::chrono::steady_clock::now() + limit;
-  int status = 0;
-  for (;;) {
-    if (output != nullptr) {
-      char chunk[4096];
-      ssize_t n;
-      while ((n = read(pipeEnds[0], chunk, sizeof chunk)) > 0) output->append(chunk, n);
-    }
-    pid_t done = waitpid(pid, &status, WNOHANG);
-    if (done == pid) break;
-    if (std::chrono::steady_clock::now() >= deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      if (output != nullptr) close(pipeEnds[0]);
-      return -1;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  if (output != nullptr) {
+  if (output != nullptr) fcntl(pipeEnds[0], F_SETFL, O_NONBLOCK);
+  auto drain = [&] {
+    if (output == nullptr) return;
     char chunk[4096];
     ssize_t n;
     while ((n = read(pipeEnds[0], chunk, sizeof chunk)) > 0) output->append(chunk, n);
-    close(pipeEnds[0]);
+  };
+  int status = 0;
+  bool const ended = WaitUntil(
+      [&] {
+        drain();
+        return waitpid(pid, &status, WNOHANG) == pid;
+      },
+      limit);
+  if (!ended) {
+    kill(pid, SIGKILL);
+    waitpid(pid, &status, 0);
   }
+  drain();
+  if (output != nullptr) close(pipeEnds[0]);
+  if (!ended) return -1;
   if (WIFEXITED(status)) return WEXITSTATUS(status);
   return 128 + WTERMSIG(status);
 }
