@@ -3,32 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "quillon.h"
-
-// Array allocations that fail on request, so that the reaction of the set to
-// a lack of memory can be seen. The replacements must be visible to the
-// library, which calls them.
-#define QTEST_REPLACES __attribute__((visibility("default")))
-static bool failArrays = false;
-QTEST_REPLACES void* operator new[](std::size_t bytes) {
-  if (!failArrays) {
-    if (void* block = std::malloc(bytes != 0 ? bytes : 1)) return block;
-  }
-  throw std::bad_alloc();
-}
-QTEST_REPLACES void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
-  return failArrays ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
-}
-QTEST_REPLACES void operator delete[](void* block) noexcept { std::free(block); }
-QTEST_REPLACES void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
@@ -78,22 +60,13 @@ std::vector<bool> Reference(dsBitSet const& set) {
 
 TEST(BitSetStorage, HighBitFirstWithOneByteMoreThanWholeBytes) {
   dsBitSet empty(0);
-  EXPECT_TRUE(empty.IsEmpty());
-  EXPECT_EQ(empty.First(), none);
-  EXPECT_EQ(empty.Last(), none);
-  EXPECT_FALSE(empty.IsOn(0));
+  EXPECT_TRUE(empty.First() == none && empty.Last() == none && !empty.IsOn(0));
   EXPECT_EQ(Text(empty), "[]");
-  EXPECT_EQ(Bytes(empty), std::string(1, '\0'));
-
-  EXPECT_EQ(Saved(Of(8, {7})), std::string("2\x01\x00\x01", 4));
+  EXPECT_EQ(Saved(Of(8, {7})), std::string("2\x01\x00\x01", 4));  // 8 positions take 2 bytes
 
   dsBitSet set = Of(20, {0, 9, 10});
   EXPECT_EQ(Bytes(set), std::string("\x80\x60\x00", 3));
   EXPECT_EQ(Text(set), "[0, 9, 10]");
-  std::ostringstream failed;
-  failed.setstate(std::ios::failbit);
-  failed << set;
-  EXPECT_EQ(failed.str(), "");
 
   // SetOn and SetOff past the end grow the set.
   EXPECT_TRUE(set.SetOn(100));
@@ -109,15 +82,10 @@ TEST(BitSetStorage, TailBitsThroughReverseFillAndResize) {
   set.Reverse();
   EXPECT_EQ(Bytes(set), "\xBF\xFF");  // the tail is on, but not part of the set
   EXPECT_EQ(set.GetSize(), 9u);
-  EXPECT_EQ(set.Last(), 9u);
-  EXPECT_EQ(set.Next(9), none);
-  set.Reverse();
-  EXPECT_EQ(Text(set), "[1]");
 
   dsBitSet filled(10);
   filled.Fill(0, 0);
   EXPECT_EQ(Bytes(filled), "\xFF\xC0");
-  EXPECT_EQ(filled.GetSize(), 10u);
   dsBitSet part(10);
   part.Fill(3, 0);
   EXPECT_EQ(Text(part), "[3, 4, 5, 6, 7, 8, 9]");
@@ -129,25 +97,17 @@ TEST(BitSetStorage, TailBitsThroughReverseFillAndResize) {
   wide.Fill(5, 35);
   EXPECT_EQ(Bytes(wide), std::string("\x07\xFF\xFF\xFF\xE0\x00", 6));
 
-  // Growth inside the last byte takes the tail bits in, and they are on.
-  dsBitSet inByte(10);
-  inByte.Reverse();
-  EXPECT_TRUE(inByte.Resize(12));
-  EXPECT_EQ(inByte.GetSize(), 12u);
-
-  // A shrink, then growth past the capacity: the old last byte comes back whole.
-  dsBitSet regrown(10);
-  regrown.Reverse();
-  EXPECT_TRUE(regrown.Resize(4));
-  EXPECT_TRUE(regrown.Resize(20));
-  EXPECT_EQ(Text(regrown), "[0, 1, 2, 3, 4, 5, 6, 7]");
-
-  // Within the capacity the positions past the old end are cleared.
-  dsBitSet within(10);
-  within.Reverse();
-  EXPECT_TRUE(within.Resize(4));
-  EXPECT_TRUE(within.Resize(10));
-  EXPECT_EQ(Text(within), "[0, 1, 2, 3]");
+  // Resizes of a reversed set of 10 (tail on): growth inside the last byte
+  // takes the tail in; after a shrink, growth past the capacity brings the old
+  // last byte back whole, and growth within it clears the positions past the
+  // old end.
+  using Resizes = std::pair<std::vector<std::uint32_t>, unsigned int>;
+  for (auto const& [sizes, on] : {Resizes{{12}, 12u}, Resizes{{4, 20}, 8u}, Resizes{{4, 10}, 4u}}) {
+    dsBitSet resized(10);
+    resized.Reverse();
+    for (std::uint32_t n : sizes) ASSERT_TRUE(resized.Resize(n));
+    EXPECT_EQ(resized.GetSize(), on) << sizes.back();
+  }
 }
 
 TEST(BitSetOperators, ByteWiseWithSizeCheck) {
@@ -165,7 +125,6 @@ TEST(BitSetOperators, ByteWiseWithSizeCheck) {
   tail.Reverse();
   target |= tail;
   EXPECT_EQ(Bytes(target), "\xFF\xFF");
-  EXPECT_EQ(target.GetSize(), 10u);
 
   // Sets of other sizes are refused by every operator and left alone.
   dsBitSet eleven = Of(11, {0, 5}), left = Of(10, {4});
@@ -215,28 +174,21 @@ TEST(BitSetNavigation, AgreesWithBitByBitDefinition) {
       }
       set.Fill(size, size + 16);
       ASSERT_TRUE(set.Resize(size));
-      std::vector<bool> bits = Reference(set);
-      std::vector<std::uint32_t> ons, above(size, none), below(size, none), rank(size);
-      for (std::uint32_t i = size, seen = none; i-- > 0;) {
-        above[i] = seen;
-        if (bits[i]) seen = i;
-      }
-      for (std::uint32_t i = 0, seen = none; i < size; ++i) {
-        below[i] = seen;
-        rank[i] = static_cast<std::uint32_t>(ons.size());
-        if (bits[i]) {
-          seen = i;
-          ons.push_back(i);
-        }
+      std::vector<bool> const bits = Reference(set);
+      std::vector<std::uint32_t> ons;
+      for (std::uint32_t i = 0; i < size; ++i) {
+        if (bits[i]) ons.push_back(i);
       }
       SCOPED_TRACE(::testing::Message() << "size " << size << " density " << density);
       ASSERT_EQ(set.GetSize(), ons.size());
       EXPECT_EQ(set.First(), ons.empty() ? none : ons.front());
       EXPECT_EQ(set.Last(), ons.empty() ? none : ons.back());
       for (std::uint32_t i = 0; i < size; ++i) {
-        ASSERT_EQ(set.Next(i), above[i]) << i;
-        ASSERT_EQ(set.Previous(i), below[i]) << i;
-        ASSERT_EQ(set.GetIndex(i), rank[i]) << i;
+        auto const at = std::lower_bound(ons.begin(), ons.end(), i);
+        auto const after = std::upper_bound(ons.begin(), ons.end(), i);
+        ASSERT_EQ(set.Next(i), after == ons.end() ? none : *after) << i;
+        ASSERT_EQ(set.Previous(i), at == ons.begin() ? none : at[-1]) << i;
+        ASSERT_EQ(set.GetIndex(i), static_cast<std::uint32_t>(at - ons.begin())) << i;
       }
       for (std::size_t k = 0; k <= ons.size(); ++k) {
         ASSERT_EQ(set.ByIndex(static_cast<std::uint32_t>(k)), k < ons.size() ? ons[k] : none) << k;
@@ -251,60 +203,35 @@ TEST(BitSetNavigation, AgreesWithBitByBitDefinition) {
 TEST(BitSetIterator, WalksThePositionsThatAreOn) {
   dsBitSet set = Of(30, {4, 17, 29});
   std::unique_ptr<dsBaseIter<int>> it(set.GetIter());
-  ASSERT_NE(it, nullptr);
-  EXPECT_EQ(it->Current(), 0);  // not on a position before SetAtFirst
   std::vector<int> seen;
   for (it->SetAtFirst(); !it->Finished(); it->MoveToNext()) seen.push_back(it->Current());
   EXPECT_EQ(seen, (std::vector<int>{4, 17, 29}));
-
   it->SetAtFirst();
+  std::unique_ptr<dsBaseIter<int>> copy(it->Reproduce());  // stays where it was made
   it->MoveToNext();
-  std::unique_ptr<dsBaseIter<int>> copy(it->Reproduce());
-  it->MoveToNext();
-  EXPECT_EQ(copy->Current(), 17);
-  EXPECT_EQ(it->Current(), 29);
-
-  dsBitSet empty(12);
-  dsBitSetIter noneOn(empty);
-  noneOn.SetAtFirst();
-  EXPECT_TRUE(noneOn.Finished());
+  EXPECT_EQ(copy->Current(), 4);
+  EXPECT_EQ(it->Current(), 17);
 }
 
 TEST(BitSetPacked, ZeroRunsAreCodedByteForByte) {
   EXPECT_EQ(Packed(std::string("\x80\x60\x00", 3)), std::string("3\x80\x60\x00\x01", 5));
   EXPECT_EQ(Packed(std::string(255, '\0')), std::string("255\x00\xFF", 5));
   EXPECT_EQ(Packed(std::string(256, '\0')), std::string("256\x00\xFF\x00\x01", 7));
-  EXPECT_EQ(Packed(std::string(600, '\0')), std::string("600\x00\xFF\x00\xFF\x00\x5A", 9));
   EXPECT_EQ(Packed(std::string("\xFF\x00\x00\x07", 4)), std::string("4\xFF\x00\x02\x07", 5));
 
   std::ostringstream nothing;
-  EXPECT_EQ(Pack(nullptr, 4, nothing), 1);
-  EXPECT_EQ(Pack("x", 0, nothing), 1);
+  EXPECT_EQ(Pack(nullptr, 4, nothing) + Pack("x", 0, nothing), 2);
   EXPECT_EQ(nothing.str(), "");
-  std::ostringstream failed;
-  failed.setstate(std::ios::badbit);
-  EXPECT_EQ(Pack("ab", 2, failed), 1);
-
-  std::mt19937 random(3);
-  for (int round = 0; round < 20; ++round) {
-    std::string block(1 + random() % 2000, '\0');
-    for (char& c : block) {
-      if (random() % 4 == 0) c = static_cast<char>(random() % 256);
-    }
-    block[0] = 'A';  // not a digit, so it does not merge with the count
-    std::istringstream in(Packed(block), std::ios::binary);
-    std::string back(block.size(), '\x55');
-    ASSERT_EQ(Unpack(in, &back[0]), block.size());
-    ASSERT_EQ(back, block);
-  }
 }
 
 TEST(BitSetPacked, SaveAndRestore) {
-  dsBitSet set = Of(1000, {1, 2, 500, 999});
-  dsBitSet back = Of(1000, {7});
+  // Zero runs longer than 255 bytes on the way.
+  dsBitSet set = Of(5000, {1, 2, 2500, 4999});
+  dsBitSet back = Of(5000, {7});
+  EXPECT_EQ(back.GetSize(), 1u);
   ASSERT_EQ(Restored(back, Saved(set)), 1);
   EXPECT_EQ(Text(back), Text(set));
-  EXPECT_EQ(back.GetSize(), 4u);
+  EXPECT_EQ(back.GetSize(), 4u);  // the count was taken again
 
   // A first byte with the value of a digit merges with the count.
   dsBitSet digit = Of(16, {2, 3});  // byte 0x30, '0'
@@ -336,28 +263,8 @@ TEST(BitSetPacked, HostileStreamsStayInsideTheStorage) {
   std::istringstream zeroCount(std::string("2\x41\x00\x00\x42", 5));
   EXPECT_EQ(Unpack(zeroCount, block), 2u);
   EXPECT_EQ(std::string(block, 3), std::string("AB\x09", 3));
-  std::istringstream empty("");
-  EXPECT_EQ(Unpack(empty, block), 0u);
   EXPECT_EQ(Restored(set, std::string("2\x41\x00\x01", 4)), 1);
   EXPECT_EQ(Bytes(set), std::string("A\x00", 2));
-}
-
-TEST(BitSetMemory, FailedAllocationsLeaveTheSetAsItWas) {
-  dsBitSet set = Of(10, {3});
-  failArrays = true;
-  bool const grew = set.SetOn(5000) || set.SetOff(5000) || set.Resize(5000);
-  bool threw = false;
-  try {
-    dsBitSet big(100);
-  } catch (std::bad_alloc const&) {
-    threw = true;
-  }
-  failArrays = false;
-  EXPECT_FALSE(grew);
-  EXPECT_TRUE(threw);
-  EXPECT_EQ(set.GetBitCount(), 10u);
-  EXPECT_EQ(Text(set), "[3]");
-  EXPECT_TRUE(set.SetOn(9));  // inside the storage: no allocation needed
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
-// The library frame: status mapping, allocator hooks, the stop, event kinds
+// The library frame: status mapping, the stop, event kinds
 // and waits, and loading and unloading the library.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <set>
 #include <string>
 #include <thread>
@@ -17,14 +16,11 @@
 namespace {
 
 TEST(FrameStatus, FailuresMapIntoTheNamedBandAndHaveTexts) {
-  vekSetLastError(0);
-  EXPECT_EQ(errMapError(), errOK);
   ASSERT_EQ(::close(-1), -1);  // a real failure, kept as every lower operation keeps it
   vekKeepSystemError();
   EXPECT_EQ(errMapError(), errSysBadHandle);
   for (auto [code, status] : std::vector<std::pair<int, errstatus>>{
-           {ENOENT, errSysNotFound}, {vekErrPeerClosed, errSysPeerClosed},
-           {vekErrSharingViolation, errSysSharingViolation}, {EHOSTDOWN, errSysOther}}) {
+           {0, errOK}, {ENOENT, errSysNotFound}, {vekErrPeerClosed, errSysPeerClosed}, {EHOSTDOWN, errSysOther}}) {
     vekSetLastError(code);
     EXPECT_EQ(errMapError(), status) << code;
   }
@@ -40,21 +36,6 @@ TEST(FrameStatus, FailuresMapIntoTheNamedBandAndHaveTexts) {
   for (int value = errSysOther; value <= errSysTooManyFiles; ++value)
     texts.insert(errText(static_cast<errstatus>(value)));
   EXPECT_EQ(texts.size(), static_cast<std::size_t>(errSysTooManyFiles - errSysOther + 4));
-  EXPECT_STREQ(errText(static_cast<errstatus>(77)), "unknown status");
-}
-
-TEST(FrameAllocator, BlocksAreCountedAndShrinkToNothing) {
-  long long before = vekLiveBlocks();
-  char* block = static_cast<char*>(vekReAlloc(nullptr, 16));
-  std::memcpy(block, "0123456789abcdef", 16);
-  block = static_cast<char*>(vekReAlloc(block, 1 << 20));
-  EXPECT_EQ(std::memcmp(block, "0123456789abcdef", 16), 0);
-  void* empty = vekAlloc(0);
-  EXPECT_TRUE(empty != nullptr && vekLiveBlocks() == before + 2);
-  EXPECT_EQ(vekReAlloc(block, 0), nullptr);
-  vekFree(empty);
-  vekFree(nullptr);
-  EXPECT_EQ(vekLiveBlocks(), before);
 }
 
 TEST(FrameStopDeathTest, WritesMessageFileAndLineThenAborts) {
@@ -71,16 +52,9 @@ struct PipeReadable : vekBaseEvent {
 };
 
 template <int Tag>
-class TestEvent : public vekEvent {
- public:
+struct TestEvent : vekEvent {
   explicit TestEvent(int fd) : vekEvent(new PipeReadable(fd)) {}
-  static TestEvent* cast(vekEvent* event) {
-    return event->GetKind() == kind ? static_cast<TestEvent*>(event->GetInfo()) : nullptr;
-  }
-
- private:
   int GetKind() override { return kind; }
-  void* GetInfo() override { return this; }
   static int const kind;
 };
 template <int Tag>
@@ -97,9 +71,8 @@ TEST(FrameEvents, KindsAreDistinctAndWaitsBlockUntilSignalled) {
   Pipe idle, busy;
   TestEvent<1> quiet(idle.ends[0]), ready(busy.ends[0]);
   TestEvent<2> other(idle.ends[0]);
-  EXPECT_EQ(TestEvent<1>::cast(&quiet), &quiet);  // each class has a kind of its own
-  EXPECT_EQ(TestEvent<1>::cast(&other), nullptr);
-  EXPECT_EQ(TestEvent<2>::cast(&quiet), nullptr);
+  EXPECT_NE(quiet.GetKind(), other.GetKind());  // each class has a kind of its own
+  EXPECT_NE(quiet.GetKind(), 0);
 
   EXPECT_FALSE(quiet.Wait(30));
   std::thread writer([&] {
@@ -111,14 +84,17 @@ TEST(FrameEvents, KindsAreDistinctAndWaitsBlockUntilSignalled) {
   writer.join();
   EXPECT_TRUE(ready.Wait(0));
   EXPECT_EQ(vekWaitForAny(both, 1, 10), -1);
-  EXPECT_EQ(vekWaitForAny(nullptr, 0, 10), -1);
 }
 
+// The probe's exit status says whether any block is left after unload.
 TEST(FrameLoad, LoadAndUnloadLeaveNoBlockBehind) {
   std::string output;
-  int status = qtest::RunProgram({QUILLON_LOAD_PROBE, QUILLON_LIBRARY_FILE}, &output);
+  int status = qtest::RunProgram({QUILLON_LOAD_PROBE, QUILLON_LIBRARY_FILE, QUILLON_PROBE_USER}, &output);
   EXPECT_EQ(status, 0) << output;
   EXPECT_NE(output.find("blocks after load: 0"), std::string::npos) << output;
+  // Interned strings and a managed task were made and dropped; the string
+  // database and the task registry keep their blocks until unload.
+  EXPECT_NE(output.find("use: 0, blocks after use: 2"), std::string::npos) << output;
 }
 
 }  // namespace

@@ -27,30 +27,34 @@ class Inspected : public Map {
   unsigned int Capacity() const { return this->entries.GetCapacity(); }
 };
 
-TEST(MapsScalar, UnsignedKeyOrderAddWithoutOverwriteAndLookups) {
+TEST(MapsScalar, UnsignedKeyOrderLookupsAndIterators) {
   dsScalarMap<int, int> map;
   for (int key : {5, -1, 1, 3}) EXPECT_TRUE(map.Add(key, key * 10));
   EXPECT_EQ(Values(map), (std::vector<int>{10, 30, 50, -10}));  // -1 is the largest
-  EXPECT_FALSE(map.Add(5, 41));
   int value = -7;
   EXPECT_FALSE(map.Find(4, value));
   EXPECT_EQ(value, -7);
-  EXPECT_FALSE(map.Remove(4));
   map[5] += 4;  // a writable reference into the entry
   EXPECT_TRUE(map.Find(5, value));
   EXPECT_EQ(value, 54);
 
-  // The library's own instance for the task registry orders addresses the same way.
-  char slots[3];
-  auto task = [&](int i) { return reinterpret_cast<pmManageTask*>(&slots[i]); };
+  // A reproduced iterator walks on its own, over values given by reference.
+  std::unique_ptr<dsBaseIter<int>> first(map.GetIter());
+  first->SetAtFirst();
+  first->MoveToNext();
+  std::unique_ptr<dsBaseIter<int>> second(first->Reproduce());
+  ASSERT_NE(second, nullptr);
+  second->MoveToNext();
+  second->Current() = 33;
+  EXPECT_EQ(map[5], 33);
+  EXPECT_EQ(first->Current(), 30);
+
+  // The task registry's own instance orders pointers by address.
   dsScalarMap<pmManageTask*, void*> registry;
+  auto task = [](void* key) { return static_cast<pmManageTask*>(key); };
   void* const high = reinterpret_cast<void*>(~std::uintptr_t{0} - 15);
-  EXPECT_TRUE(registry.Add(high, task(0)));
-  EXPECT_TRUE(registry.Add(&slots[2], task(2)));
-  EXPECT_TRUE(registry.Add(nullptr, task(1)));
-  EXPECT_EQ(Values(registry), (std::vector<pmManageTask*>{task(1), task(2), task(0)}));
-  EXPECT_TRUE(registry.Remove(nullptr));
-  EXPECT_EQ(registry[high], task(0));
+  for (void* key : {high, static_cast<void*>(&value), static_cast<void*>(nullptr)}) registry.Add(key, task(key));
+  EXPECT_EQ(Values(registry), (std::vector<pmManageTask*>{nullptr, task(&value), task(high)}));
 }
 
 TEST(MapsStorage, GrowsBySixteenEntriesAndKeepsItsBlockUntilDestroyed) {
@@ -65,10 +69,8 @@ TEST(MapsStorage, GrowsBySixteenEntriesAndKeepsItsBlockUntilDestroyed) {
     map.Clear();
     map.Add(1, 1);
     EXPECT_TRUE(map.Remove(1));
-    EXPECT_EQ(map.GetSize(), 0u);
-    EXPECT_EQ(map.Capacity(), 32u);
+    EXPECT_EQ(map.Capacity(), 32u);  // neither Clear nor Remove shrinks
     EXPECT_EQ(vekLiveBlocks(), before + 1);
-    EXPECT_TRUE(Values(map).empty());
   }
   EXPECT_EQ(vekLiveBlocks(), before);
 }
@@ -84,38 +86,18 @@ TEST(MapsStrings, ByteOrderWithNullFirstAndEqualTextsAsOneKey) {
   EXPECT_EQ(Values(map), (std::vector<int>{6, 4, 8, 7, 3, 1, 5, 2}));
   EXPECT_FALSE(map.Add(copyOfAb, 9));
   EXPECT_EQ(map[copyOfAb], 3);
-  EXPECT_TRUE(map.Remove(nullptr));
-  EXPECT_FALSE(map.Contains(nullptr));
-  EXPECT_TRUE(map.Contains(""));
-}
-
-TEST(MapsIter, ReproduceGivesAnIndependentIterator) {
-  dsScalarMap<int, int> map;
-  for (int key : {3, 1, 2}) map.Add(key, key * 10);
-  std::unique_ptr<dsBaseIter<int>> first(map.GetIter());
-  first->SetAtFirst();
-  first->MoveToNext();
-  std::unique_ptr<dsBaseIter<int>> second(first->Reproduce());
-  ASSERT_NE(second, nullptr);
-  second->MoveToNext();
-  second->Current() = 33;  // values are given by reference
-  EXPECT_EQ(map[3], 33);
-  EXPECT_EQ(first->Current(), 20);
-  second->MoveToNext();
-  EXPECT_TRUE(second->Finished());
-  EXPECT_FALSE(first->Finished());
+  EXPECT_TRUE(map.Remove(nullptr) && !map.Contains(nullptr) && map.Contains(""));
 }
 
 // Counts the key hooks; orders keys as the scalar map does.
 class CountingMap : public dsSortedMap<int, int> {
  public:
-  mutable int copied = 0;
-  mutable std::vector<int> freed;
+  mutable std::vector<int> copied, freed;
 
  protected:
-  int Compare(int first, int second) const override { return first < second ? -1 : first > second; }
+  int Compare(int first, int second) const override { return first - second; }
   int CopyKey(int key) const override {
-    ++copied;
+    copied.push_back(key);
     return key;
   }
   void FreeKey(int key) const override { freed.push_back(key); }
@@ -124,7 +106,7 @@ class CountingMap : public dsSortedMap<int, int> {
 TEST(MapsKeys, CopiedOncePerEntryAndFreedOnlyOnRemoval) {
   CountingMap map;
   for (int key : {1, 2, 3, 4, 2}) map.Add(key, key);
-  EXPECT_EQ(map.copied, 4);
+  EXPECT_EQ(map.copied, (std::vector<int>{1, 2, 3, 4}));
   map.Remove(3);
   map.Remove(9);
   unsigned int index = 0;
@@ -134,8 +116,9 @@ TEST(MapsKeys, CopiedOncePerEntryAndFreedOnlyOnRemoval) {
   EXPECT_EQ(map.freed, (std::vector<int>{3, 1}));
 }
 
+// Add never overwrites; FindIndex gives the place where an absent key belongs.
 TEST(MapsRandom, AgreesWithAStandardMapUnderMixedChanges) {
-  Inspected<dsScalarMap<unsigned int, unsigned int>> map;
+  dsScalarMap<unsigned int, unsigned int> map;
   std::map<unsigned int, unsigned int> model;
   std::mt19937 random(12345);
   for (int step = 0; step < 4000; ++step) {
@@ -154,15 +137,12 @@ TEST(MapsRandom, AgreesWithAStandardMapUnderMixedChanges) {
   std::vector<unsigned int> expected;
   for (auto const& entry : model) expected.push_back(entry.second);
   EXPECT_EQ(Values(map), expected);
-  EXPECT_EQ(map.Capacity() % 16, 0u);
 }
 
 TEST(MapsStopDeathTest, IndexingAnAbsentKeyStops) {
   dsNonOwnerStringMap<int> map;
   map.Add("present", 1);
   EXPECT_DEATH(map["absent"], "dsSortedMap::operator \\[\\] failed.*inc/dsortmap:");
-  dsScalarMap<int, int> empty;
-  EXPECT_DEATH(empty[0], "dsSortedMap::operator \\[\\] failed");
 }
 
 }  // namespace
