@@ -37,8 +37,7 @@ TEST(PathsJoin, OneNeutralSeparatorAndTheLimits) {
     return Str(pfuDirPath(pfuDirPath(left.c_str()), pfuDirPath(right.c_str())));
   };
   EXPECT_EQ(join("a|", "b") + " " + join("a\\", "b"), "a|b a\\|b");  // only '|' counts as already there
-  EXPECT_EQ(join("", "b|c") + " " + join("a||", ""), "b|c a||");
-  EXPECT_EQ(join("a", "|b"), "a||b");  // right is taken as it is
+  EXPECT_EQ(join("", "b|c") + " " + join("a", "|b"), "b|c a||b");  // right is taken as it is
   // 1000 + 21 fits; with 22 the path stays, though 1023 bytes would fit,
   // also when no separator is needed.
   EXPECT_EQ(join(Repeat(1000, 'p'), Repeat(21, 'e')), Repeat(1000, 'p') + "|" + Repeat(21, 'e'));
@@ -48,45 +47,31 @@ TEST(PathsJoin, OneNeutralSeparatorAndTheLimits) {
   pfuDirEntry name;
   (name = "x") += ".txt";
   pfuDirPath path("dir");
-  (path += name) += pfuDirPath("y");
-  EXPECT_EQ(Str(pfuDirPath(path, name)), "dir|x.txt|y|x.txt");
+  path += name;
   path += path;  // its own text
-  EXPECT_EQ(Str(path), "dir|x.txt|y|dir|x.txt|y");
+  EXPECT_EQ(Str(path), "dir|x.txt|dir|x.txt");
 
   // A copy or an append that would pass 1023 bytes is refused whole, never cut.
   std::string const longest = Repeat(1023, 'a'), over = Repeat(1024, 'b');
   EXPECT_EQ(Str(pfuDirPath(longest.c_str())) + Str(pfuOSPath(longest.c_str())), longest + longest);
-  EXPECT_EQ(Str(pfuDirPath(over.c_str())) + Str(pfuOSPath(over.c_str())), "");
   path = over.c_str();
   pfuDirEntry entry;
   entry = over.c_str();
-  EXPECT_EQ(Str(path) + Str(entry), "");
+  EXPECT_EQ(Str(path) + Str(entry) + Str(pfuOSPath(over.c_str())), "");
 
-  entry = Repeat(1020, 'e').c_str();
-  entry += "xyz";  // 1023: fits
-  entry += "!";    // 1024: refused whole
-  EXPECT_EQ(Str(entry), Repeat(1020, 'e') + "xyz");
   pfuOSPath almost(Repeat(1022, 'a').c_str());
   almost.AddWildcard();  // "/*" would need 1024 bytes with the terminator
   EXPECT_EQ(Str(almost), Repeat(1022, 'a'));
 }
 
-TEST(PathsText, AbsoluteFormsHeadsAndTails) {
-  struct Form { char const* text; bool unix, win; };
-  for (Form c : std::vector<Form>{{"|a", true, false}, {"/a", true, false}, {"\\a", false, false},
-                                  {"C:|a", false, true}, {"c:\\", false, true}, {"C:/a", false, false},
-                                  {"C:", false, false}, {"C:a", false, false}, {"1:|a", false, false}}) {
-    EXPECT_EQ(IsUnixStyleAbsPath(c.text), c.unix) << c.text;
-    EXPECT_EQ(IsWinStyleAbsPath(c.text), c.win) << c.text;
-    EXPECT_EQ(pfuIsStringPathAbsolute(c.text), c.unix || c.win) << c.text;
-  }
-  // GetHead/GetTail from the front (entry, path), then from the back (path, entry).
+TEST(PathsText, HeadsAndTailsOfEachForm) {
+  // GetHead/GetTail from the front (entry, path), then from the back (path,
+  // entry). An absolute path's first component keeps its root.
   struct Case { char const *path, *firstHead, *firstTail, *lastHead, *lastTail; };
   for (Case c : std::vector<Case>{
-           {"a|b|c", "a", "b|c", "a|b", "c"}, {"|a|b", "|", "a|b", "|a", "b"}, {"|", "|", "", "|", ""},
-           {"C:|a|b", "C:|", "a|b", "C:|a", "b"}, {"C:|", "C:|", "", "C:|", ""}, {"C:/a", "C:", "a", "C:", "a"},
-           {"\\a", "", "a", "", "a"}, {"a", "a", "", "", "a"}, {"a|", "a", "", "a", ""},
-           {"a/b\\c|d", "a", "b\\c|d", "a/b\\c", "d"}}) {
+           {"/a|b", "/", "a|b", "/a", "b"}, {"|", "|", "", "|", ""}, {"c:\\a|b", "c:\\", "a|b", "c:\\a", "b"},
+           {"C:/a", "C:", "a", "C:", "a"}, {"1:|a", "1:", "a", "1:", "a"}, {"\\a", "", "a", "", "a"},
+           {"a", "a", "", "", "a"}, {"a/b\\c|d", "a", "b\\c|d", "a/b\\c", "d"}}) {
     pfuDirPath const path(c.path);
     pfuDirEntry firstHead, lastTail;
     pfuDirPath firstTail("old"), lastHead("old");
@@ -97,11 +82,8 @@ TEST(PathsText, AbsoluteFormsHeadsAndTails) {
   }
   // An empty path gives false and leaves every target alone.
   pfuDirPath empty, dirTarget("keep");
-  pfuDirEntry entryTarget;
-  entryTarget = "keep";
-  EXPECT_FALSE(empty.GetHead(dirTarget) || empty.GetTail(dirTarget) || empty.GetHead(entryTarget) ||
-               empty.GetTail(entryTarget));
-  EXPECT_EQ(Str(dirTarget) + Str(entryTarget), "keepkeep");
+  EXPECT_FALSE(empty.GetHead(dirTarget) || empty.GetTail(dirTarget));
+  EXPECT_EQ(Str(dirTarget), "keep");
   pfuDirPath self("x|y|z");  // its own target
   self.GetHead(self);
   self.GetTail(self);
@@ -120,15 +102,11 @@ TEST(PathsNative, RewritesTrimsAndWildcards) {
   EXPECT_EQ(Str(neutral) + " " + Str(pfuOSPath("a/b\\c|d")), "C:|x|y| a/b/c/d");
   // "C:/" is no root by the text rules, so on a POSIX host it trims.
   for (auto [text, result] : std::vector<std::pair<char const*, char const*>>{
-           {"a\\b\\", "a/b"}, {"/a/", "/a"}, {"/", "/"}, {"//", "//"}, {"/a//b//", "/a//b"}, {"", ""},
-           {"C:\\a\\\\", "C:/a"}, {"C:\\", "C:"}})
+           {"a\\b\\", "a/b"}, {"/", "/"}, {"//", "//"}, {"/a//b//", "/a//b"}, {"C:\\", "C:"}})
     EXPECT_EQ(Trimmed(text), result) << text;
-  for (auto [text, result] :
-       std::vector<std::pair<char const*, char const*>>{{"a", "a/*"}, {"a/", "a/*"}, {"", "/*"}}) {
-    pfuOSPath path(text);
-    path.AddWildcard();
-    EXPECT_EQ(Str(path), result) << text;
-  }
+  pfuOSPath wildcard("a|");
+  wildcard.AddWildcard();
+  EXPECT_EQ(Str(wildcard), "a/*");
 
   std::string const saved = std::setlocale(LC_ALL, nullptr);
   ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
@@ -157,11 +135,10 @@ TEST(PathsDirectories, CurrentAndHome) {
 
   EnvVar homeVar("HOME", "/home/someone");
   for (auto [driveValue, pathValue, result] : std::vector<std::tuple<char const*, std::string, std::string>>{
-           {"C:", "\\Users\\me", "C:\\Users\\me C:|Users|me"},
            {"D:", "/" + Repeat(254, 'p'), "D:/" + Repeat(254, 'p') + " D:|" + Repeat(254, 'p')},  // 255 bytes count
            {"ABCD", "\\x", ""},                 // a drive of 4 bytes does not
            {"D:", "/" + Repeat(255, 'p'), ""},  // nor a path of 256
-           {nullptr, "\\x", ""}, {"C:", "", ""}}) {
+           {nullptr, "\\x", ""}}) {
     EnvVar drive("HOMEDRIVE", driveValue), path("HOMEPATH", pathValue.c_str());
     EXPECT_EQ(ask(true), result.empty() ? "/home/someone |home|someone" : result) << pathValue;
   }

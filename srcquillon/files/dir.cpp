@@ -1,7 +1,6 @@
 // Directory reading over the lower library's find-first/find-next search.
 #include "pfudir.h"
 
-
 #include "ombhandle.h"
 #include "vektext.h"
 

@@ -1,9 +1,9 @@
 // The file-system operations of pfuFS, pfStat and the stream opens.
 #include "pfufs.h"
 
+#include <cctype>
 #include <cstring>
 
-#include "dsdatcol.h"
 #include "fsshared.h"
 #include "ombcrt.h"
 #include "pfudir.h"
@@ -15,21 +15,14 @@ using pfuFiles::Trimmed;
 
 namespace {
 
-unsigned const pathCapacity = pfuPathSize;
-
 errstatus Outcome(bool succeeded) { return succeeded ? errOK : errMapError(); }
-
-bool IsSeparator(char c) { return c == '|' || c == '\\' || c == '/'; }
 
 // An empty path, one of separators only, or a drive with or without its
 // separator: never removed recursively.
 bool IsRootOrEmpty(char const* path) {
   std::size_t length = std::strlen(path);
-  while (length > 0 && IsSeparator(path[length - 1])) --length;
-  if (length == 0) return true;
-  unsigned char letter = static_cast<unsigned char>(path[0]);
-  bool drive = (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
-  return length == 2 && drive && path[1] == ':';
+  while (length > 0 && issep(path + length - 1)) --length;
+  return length == 0 || (length == 2 && std::isalpha(static_cast<unsigned char>(path[0])) && path[1] == ':');
 }
 
 bool ReadInfo(pfStat& info, char const* path) {
@@ -38,6 +31,12 @@ bool ReadInfo(pfStat& info, char const* path) {
   if (!fresh.initialized()) return false;
   info = fresh;
   return true;
+}
+
+// Whether the information of path can be read and passes test.
+bool Holds(char const* path, bool (pfStat::*test)() const) {
+  pfStat info;
+  return ReadInfo(info, path) && (info.*test)();
 }
 
 // Opens a standard stream on the native path, sharing with every other
@@ -159,38 +158,27 @@ errstatus pfuFS::pfuChangeDir(char const* path) {
 
 errstatus pfuFS::pfuMakeDirRec(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  dsString walk(Text(path));
-  walk += '|';
-  // The pieces between separators; an empty piece (a leading or doubled
-  // separator) is a null entry.
-  dsXACtrl const grain(32, false);
-  dsXArray<char*> pieces(&grain);
-  char const* start = walk;
-  while (char const* separator = std::strpbrk(start, "|\\/")) {
-    char* piece = nullptr;
-    if (separator != start) {
-      std::size_t length = static_cast<std::size_t>(separator - start);
-      piece = new char[length + 1];
-      std::memcpy(piece, start, length);
-      piece[length] = '\0';
-    }
-    pieces += piece;
-    start = separator + 1;
-  }
-  // Grows the path one component at a time, always with a trailing `|`.
-  walk = "";
+  // The path and a final separator. Each separator in turn ends the part of
+  // the path to check or make, always with a trailing `|`.
+  char walk[pfuPathSize + 1];
+  std::size_t const length = std::strlen(Text(path));
+  std::memcpy(walk, Text(path), length);
+  walk[length] = '|';
+  walk[length + 1] = '\0';
   errstatus result = errOK;
-  for (unsigned i = 0; i < pieces.GetSize() && result == errOK; ++i) {
-    if (pieces[i] != nullptr) walk += pieces[i];
-    walk += '|';
+  for (std::size_t end = 0; end <= length && result == errOK; ++end) {
+    if (!issep(walk + end)) continue;
+    char const next = walk[end + 1];
+    walk[end] = '|';
+    walk[end + 1] = '\0';
     pfStat info;
     if (!ReadInfo(info, walk)) {
       result = pfuMakeDir(walk);
     } else if (!info.isDir()) {
       result = errComponentNotDir;
     }
+    walk[end + 1] = next;
   }
-  for (unsigned i = 0; i < pieces.GetSize(); ++i) delete[] pieces[i];
   return result;
 }
 
@@ -242,22 +230,13 @@ errstatus pfuFS::pfuStat(char const* path, pfStat& info) {
   return ReadInfo(info, path) ? errOK : errNoFileInfo;
 }
 
-bool pfuFS::pfuIsDir(char const* path) {
-  pfStat info;
-  return ReadInfo(info, path) && info.isDir();
-}
+bool pfuFS::pfuIsDir(char const* path) { return Holds(path, &pfStat::isDir); }
 
 bool pfuFS::pfuIsValidDirectory(char const* path) { return pfuIsDir(path); }
 
-bool pfuFS::pfuIsLink(char const* path) {
-  pfStat info;
-  return ReadInfo(info, path) && info.isLink();
-}
+bool pfuFS::pfuIsLink(char const* path) { return Holds(path, &pfStat::isLink); }
 
-bool pfuFS::pfuIsExecutable(char const* path) {
-  pfStat info;
-  return ReadInfo(info, path) && info.canExe();
-}
+bool pfuFS::pfuIsExecutable(char const* path) { return Holds(path, &pfStat::canExe); }
 
 bool pfuFS::pfuIsValidFile(char const* path) {
   pfStat info;
@@ -280,7 +259,7 @@ errstatus pfuFS::pfuGetModTime(char const* path, long long& time) {
 
 errstatus pfuFS::pfuReadLink(char const* path, pfuDirPath& target) {
   if (!Fits(path)) return errSysNameTooLong;
-  char buffer[pathCapacity];
+  char buffer[pfuPathSize];
   int length = uReadLink(Trimmed(path), buffer, sizeof buffer);
   if (length == -2) return errNotOnPlatform;
   if (length < 0) return errMapError();
@@ -294,7 +273,7 @@ errstatus pfuFS::pfuGetFreeSpace(char const* path, double& bytes) {
     bytes = -1.0;
     return errSysNameTooLong;
   }
-  char root[pathCapacity];
+  char root[pfuPathSize];
   std::uint32_t perCluster = 0, perSector = 0, available = 0, total = 0;
   if (!vekFreeSpaceRoot(pfuOSPath(Text(path)), root, sizeof root) ||
       uGetDiskFreeSpace(root, &perCluster, &perSector, &available, &total) == 0) {
@@ -307,7 +286,7 @@ errstatus pfuFS::pfuGetFreeSpace(char const* path, double& bytes) {
 
 errstatus pfuFS::pfuGetLogicalDrives(dsString& drives) {
   drives = "";
-  char buffer[pathCapacity];
+  char buffer[pfuPathSize];
   unsigned length = uGetLogicalDriveStrings(sizeof buffer, buffer);
   if (length >= sizeof buffer) length = 0;  // did not fit: nothing was written
   for (unsigned entry = 0; entry < length / 4; ++entry) drives += buffer[entry * 4];

@@ -10,18 +10,16 @@ namespace {
 
 std::size_t const invalid = static_cast<std::size_t>(-1);
 
-// The first character of text as a string of its own: room for the longest
-// neutral character and the terminator.
-struct FirstChar {
-  char bytes[5] = {};
-  bool valid = true;
-
-  explicit FirstChar(char const* text) {
-    int length = vek_mbtowc(nullptr, text, 4);
-    if (length < 0) valid = false;
-    else std::memcpy(bytes, text, static_cast<std::size_t>(length));
-  }
-};
+// The first character of text, as a string of its own, through convert; null
+// when text is null or that character is invalid.
+char* ConvertFirst(char const* text, char* (*convert)(char const*)) {
+  if (text == nullptr) return nullptr;
+  char bytes[5] = {};  // the longest neutral character and the terminator
+  int length = vek_mbtowc(nullptr, text, 4);
+  if (length < 0) return nullptr;
+  std::memcpy(bytes, text, static_cast<std::size_t>(length));
+  return convert(bytes);
+}
 
 }  // namespace
 
@@ -64,16 +62,10 @@ char* mbxNeutToNative(char const* text) {
 }
 
 char* mbcNativeToNeut(char const* text) {
-  if (text == nullptr) return nullptr;
-  FirstChar first(text);
-  return first.valid ? mbxNativeToNeut(first.bytes) : nullptr;
+  return ConvertFirst(text, static_cast<char* (*)(char const*)>(&mbxNativeToNeut));
 }
 
-char* mbcNeutToNative(char const* text) {
-  if (text == nullptr) return nullptr;
-  FirstChar first(text);
-  return first.valid ? mbxNeutToNative(first.bytes) : nullptr;
-}
+char* mbcNeutToNative(char const* text) { return ConvertFirst(text, &mbxNeutToNative); }
 
 char* mbxNativeToNeut(char const* block, int length) {
   if (block == nullptr) return nullptr;

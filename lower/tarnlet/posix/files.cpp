@@ -15,7 +15,9 @@
 #include <memory>
 #include <string>
 
+#include "../common/textcase.h"
 #include "ombmem.h"
+#include "vektext.h"
 
 namespace {
 
@@ -28,6 +30,14 @@ void* FailClosing(int fd) {
   ::close(fd);
   vekSetLastError(code);
   return VEK_INVALID_HANDLE;
+}
+
+// One read, repeated when a signal interrupts it; -1 on failure (errno).
+ssize_t ReadSome(int fd, void* buffer, std::size_t size) {
+  ssize_t n;
+  while ((n = ::read(fd, buffer, size)) < 0 && errno == EINTR) {
+  }
+  return n;
 }
 
 bool WriteAll(int fd, char const* data, std::size_t size) {
@@ -60,12 +70,8 @@ bool CopyDescriptors(int in, int out) {
   std::size_t const size = std::size_t(1) << 20;
   std::unique_ptr<char[]> buffer(new char[size]);
   for (;;) {
-    ssize_t n = ::read(in, buffer.get(), size);
-    if (n == 0) return true;
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
+    ssize_t n = ReadSome(in, buffer.get(), size);
+    if (n <= 0) return n == 0;
     if (!WriteAll(out, buffer.get(), static_cast<std::size_t>(n))) return false;
   }
 }
@@ -73,29 +79,6 @@ bool CopyDescriptors(int in, int out) {
 int Fail() {
   vekKeepSystemError();
   return 0;
-}
-
-// Wildcard match of one name: `*` any run (also empty), `?` one byte; every
-// other byte stands for itself, case counting.
-bool NameMatches(char const* name, char const* pattern) {
-  char const* star = nullptr;
-  char const* resume = nullptr;
-  while (*name != '\0') {
-    if (*pattern == '*') {
-      star = pattern++;
-      resume = name;
-    } else if (*pattern == '?' || *pattern == *name) {
-      ++pattern;
-      ++name;
-    } else if (star != nullptr) {
-      pattern = star + 1;
-      name = ++resume;
-    } else {
-      return false;
-    }
-  }
-  while (*pattern == '*') ++pattern;
-  return *pattern == '\0';
 }
 
 enum class Found { entry, end, failure };
@@ -113,7 +96,7 @@ Found NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
       return Found::failure;
     }
     std::size_t length = std::strlen(entry->d_name);
-    if (length >= sizeof data->cFileName || !NameMatches(entry->d_name, record->pattern)) continue;
+    if (length >= sizeof data->cFileName || !vekWildcardMatch<char>(entry->d_name, record->pattern)) continue;
     bool directory = entry->d_type == DT_DIR;
     if (entry->d_type == DT_UNKNOWN) {
       struct stat info;
@@ -158,16 +141,22 @@ int MoveByCopy(char const* from, char const* to, bool replace) {
   return ::unlink(from) == 0 ? 1 : Fail();
 }
 
+// Copies text with its terminator into buffer if it fits in size bytes; else
+// fails as name-too-long and leaves buffer alone.
+bool CopyFitting(char const* text, std::size_t length, char* buffer, std::size_t size) {
+  if (length + 1 > size) {
+    vekSetLastError(ENAMETOOLONG);
+    return false;
+  }
+  std::memcpy(buffer, text, length + 1);
+  return true;
+}
+
 int NameInto(char const* name, char* buffer, std::uint32_t* size, bool countTerminator) {
   std::size_t length = std::strlen(name);
-  if (length + 1 > *size) {
-    *size = static_cast<std::uint32_t>(length + 1);
-    vekSetLastError(ENAMETOOLONG);
-    return 0;
-  }
-  std::memcpy(buffer, name, length + 1);
-  *size = static_cast<std::uint32_t>(countTerminator ? length + 1 : length);
-  return 1;
+  bool copied = CopyFitting(name, length, buffer, *size);
+  *size = static_cast<std::uint32_t>(countTerminator || !copied ? length + 1 : length);
+  return copied ? 1 : 0;
 }
 
 }  // namespace
@@ -181,19 +170,14 @@ unsigned uGetCurrentDirectory(unsigned size, char* buffer) {
     return 0;
   }
   std::size_t length = std::strlen(current);
-  if (length + 1 > size) {
-    std::free(current);
-    vekSetLastError(ENAMETOOLONG);
-    return 0;
-  }
-  std::memcpy(buffer, current, length + 1);
+  bool copied = CopyFitting(current, length, buffer, size);
   std::free(current);
-  return static_cast<unsigned>(length);
+  return copied ? static_cast<unsigned>(length) : 0;
 }
 
 unsigned uGetEnvironmentVariable(char const* name, char* buffer, unsigned size) {
-  char const* value = name == nullptr ? nullptr : std::getenv(name);
-  if (value == nullptr) return 0;
+  char const* value;
+  if (!Getenv(name, &value)) return 0;
   std::size_t length = std::strlen(value);
   if (length + 1 > size) return static_cast<unsigned>(length + 1);
   std::memcpy(buffer, value, length + 1);
@@ -245,18 +229,10 @@ void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, v
 }
 
 bool vekReadFile(void* handle, void* buffer, std::uint32_t size, std::uint32_t* got) {
-  for (;;) {
-    ssize_t n = ::read(Descriptor(handle), buffer, size);
-    if (n >= 0) {
-      *got = static_cast<std::uint32_t>(n);
-      return true;
-    }
-    if (errno != EINTR) {
-      *got = 0;
-      vekKeepSystemError();
-      return false;
-    }
-  }
+  ssize_t n = ReadSome(Descriptor(handle), buffer, size);
+  *got = n < 0 ? 0 : static_cast<std::uint32_t>(n);
+  if (n < 0) vekKeepSystemError();
+  return n >= 0;
 }
 
 bool vekWriteFile(void* handle, void const* data, std::uint32_t size, std::uint32_t* written) {
@@ -368,10 +344,7 @@ void* uFindFirstFile(char const* pattern, WIN32_FIND_DATAA* data) {
     vekKeepSystemError();
     return VEK_INVALID_HANDLE;
   }
-  auto* record = new vekFindRecord{stream, nullptr};
-  char const* wildcard = cut == nullptr ? pattern : cut + 1;
-  record->pattern = new char[std::strlen(wildcard) + 1];
-  std::strcpy(record->pattern, wildcard);
+  auto* record = new vekFindRecord{stream, Strnew__(cut == nullptr ? pattern : cut + 1)};
   Found first = NextMatch(record, data);
   if (first == Found::entry) return record;
   if (first == Found::end) vekSetLastError(ENOENT);  // nothing matches
@@ -409,13 +382,7 @@ int uGetDiskFreeSpace(char const* root, std::uint32_t* sectorsPerCluster,
 }
 
 bool vekFreeSpaceRoot(char const* path, char* root, unsigned size) {
-  std::size_t length = std::strlen(path);
-  if (length + 1 > size) {
-    vekSetLastError(ENAMETOOLONG);
-    return false;
-  }
-  std::memcpy(root, path, length + 1);
-  return true;
+  return CopyFitting(path, std::strlen(path), root, size);
 }
 
 unsigned uGetLogicalDriveStrings(unsigned size, char* buffer) {
