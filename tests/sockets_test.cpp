@@ -3,10 +3,7 @@
 // on 127.0.0.1 with ports the system picks; every wait is bounded.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -14,7 +11,6 @@
 #include <cstring>
 #include <future>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
 
@@ -37,8 +33,7 @@ class Taker : public psockBlockingServer {
 };
 
 struct Connection {
-  Stream client;
-  Stream server;
+  Stream client, server;
 };
 
 Connection Connect() {
@@ -56,12 +51,6 @@ int Fd(psockStream& s) { return static_cast<int>(s.getSock()); }
 
 void SendRaw(psockStream& s, std::string const& bytes) {
   ASSERT_EQ(::send(Fd(s), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
-}
-
-std::string ReadRaw(psockStream& s, int n) {
-  std::string bytes(static_cast<std::size_t>(n), '\0');
-  EXPECT_EQ(Read(s, &bytes[0], n), errOK);
-  return bytes;
 }
 
 dsXArray<char>& Fill(dsXArray<char>& a, std::string const& bytes) {
@@ -85,65 +74,17 @@ std::string Pattern(int n) {
 
 // --- the lower calls and the socket stream ----------------------------------
 
-TEST(SocketLower, HandlesOptionsAndSelectSets) {
+TEST(SocketStream, LowerCallsSelectEventsExactReadsAndClose) {
   Connection c = Connect();
   for (psockStream* s : {c.client.get(), c.server.get()}) EXPECT_NE(::fcntl(Fd(*s), F_GETFD) & FD_CLOEXEC, 0);
-  int on = 1, value = 0;
-  socklen_t length = sizeof value;
-  ASSERT_EQ(vek_setsockopt(c.client->getSock(), vekSolSocket, vekSoReuseAddr, &on, sizeof on), 0);
-  ASSERT_EQ(::getsockopt(Fd(*c.client), SOL_SOCKET, SO_REUSEADDR, &value, &length), 0);
-  EXPECT_NE(value, 0);
-  // The platform's own numbers mean nothing to the wrapper.
+  // The platform's own option numbers mean nothing to the wrapper.
+  int on = 1;
   EXPECT_EQ(vek_setsockopt(c.client->getSock(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), -1);
-  EXPECT_EQ(errMapError(), errSysInvalidArgument);
 
-  fd_set read;
-  fds_zero(read);
-  fds_set(c.client->getSock(), read);
-  timeval time{0, 20000};
-  EXPECT_EQ(fds_select(Fd(*c.client), &read, nullptr, nullptr, &time), 0);
-  fds_zero(read);
-  fds_set(FD_SETSIZE + 5, read);  // left out: writing it would go beyond the set
-  fd_set zero;
-  FD_ZERO(&zero);
-  EXPECT_EQ(std::memcmp(&read, &zero, sizeof zero), 0);
-  EXPECT_EQ(fds_select(FD_SETSIZE, &read, nullptr, nullptr, &time), -1);
-}
-
-TEST(SocketLower, ClosedPeerIsReportedAndNeverRaisesSigpipe) {
-  Connection c = Connect();
-  c.server->CloseSocket();
-  char byte = 0;
-  EXPECT_EQ(vek_recv(c.client->getSock(), &byte, 1, 0), 0);
-  EXPECT_EQ(errMapError(), errSysPeerClosed);
-  // The first send may still be taken; a later one meets the reset without a signal.
-  std::string block(65536, 'x');
-  int result = 0;
-  for (int i = 0; i < 100 && result >= 0; ++i) {
-    result = vek_send(c.client->getSock(), block.data(), static_cast<long long>(block.size()), 0);
-  }
-  EXPECT_EQ(result, -1);
-  errstatus status = errMapError();
-  EXPECT_TRUE(status == errSysBrokenPipe || status == errSysConnReset) << status;
-}
-
-TEST(SocketStream, SelectEventsExactReadsAndClose) {
-  Connection c = Connect();
   vekSocketEvent readable(c.server.get(), vekSelectEvent::Readable);
-  vekSocketEvent writable(c.server.get(), vekSelectEvent::Writable);
   EXPECT_FALSE(readable.Wait(0));
-  EXPECT_TRUE(writable.Wait(5000));
-
-  fd_set read;
-  timeval time{5, 0};
-  EXPECT_EQ(c.server->Select(&read, nullptr, nullptr, &time), 0);
-  EXPECT_EQ(time.tv_sec, 0);
-  EXPECT_EQ(time.tv_usec, 10);
-  EXPECT_FALSE(c.server->Exception());
   SendRaw(*c.client, "x");
   EXPECT_TRUE(readable.Wait(5000));
-  timeval limit{5, 0};
-  EXPECT_EQ(c.server->SelectWait(&read, nullptr, nullptr, &limit), 1);
   EXPECT_TRUE(c.server->IsOnTheSameMachine());
 
   // An exact read that meets the close reports how much came.
@@ -153,6 +94,17 @@ TEST(SocketStream, SelectEventsExactReadsAndClose) {
   int n = 16;
   EXPECT_EQ(Read(*c.server, buffer, n), errSysPeerClosed);
   EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(n)), "xhello");
+
+  // Sends to the closed peer: the first may still be taken; a later one meets
+  // the reset without a signal.
+  std::string block(65536, 'x');
+  int result = 0;
+  for (int i = 0; i < 100 && result >= 0; ++i) {
+    result = vek_send(c.server->getSock(), block.data(), static_cast<long long>(block.size()), 0);
+  }
+  EXPECT_EQ(result, -1);
+  errstatus status = errMapError();
+  EXPECT_TRUE(status == errSysBrokenPipe || status == errSysConnReset) << status;
   c.server->CloseSocket();
   c.server->CloseSocket();
   EXPECT_EQ(c.server->getSock(), ~0ULL);
@@ -164,9 +116,11 @@ TEST(SocketFrame, LayoutIsCountThenPayloadAndEmptyFramesAddNothing) {
   Connection c = Connect();
   dsXArray<char> three, empty;
   EXPECT_EQ(Write(*c.client, Fill(three, "abc")), errOK);
-  EXPECT_EQ(Bytes(three), "abc");  // the array is left as it was
   EXPECT_EQ(Write(*c.client, empty), errOK);
-  EXPECT_EQ(ReadRaw(*c.server, 11), std::string("\0\0\0\3abc\0\0\0\0", 11));
+  char raw[11];
+  int n = 11;
+  EXPECT_EQ(Read(*c.server, raw, n), errOK);
+  EXPECT_EQ(std::string(raw, 11), std::string("\0\0\0\3abc\0\0\0\0", 11));
 
   SendRaw(*c.client, std::string("\0\0\0\0\0\0\0\3xyz", 11));
   dsXArray<char> received;
@@ -179,17 +133,13 @@ TEST(SocketFrame, LayoutIsCountThenPayloadAndEmptyFramesAddNothing) {
 
 TEST(SocketFrame, BackToBackLargeAndByteByByteFramesArriveWhole) {
   Connection c = Connect();
-  std::string const big = Pattern(10000);
-  dsXArray<char> a, b, d;
-  ASSERT_EQ(Write(*c.client, Fill(a, big)), errOK);
-  ASSERT_EQ(Write(*c.client, Fill(b, "second")), errOK);
-  ASSERT_EQ(Write(*c.client, Fill(d, "third")), errOK);
-  EXPECT_EQ(Frame(*c.server), big);
-  EXPECT_EQ(Frame(*c.server), "second");
-  EXPECT_EQ(Frame(*c.server), "third");
+  std::string const frames[] = {Pattern(10000), "second", "third"};
+  for (std::string const& payload : frames) {
+    dsXArray<char> a;
+    ASSERT_EQ(Write(*c.client, Fill(a, payload)), errOK);
+  }
+  for (std::string const& payload : frames) EXPECT_EQ(Frame(*c.server), payload);
 
-  int one = 1;
-  ::setsockopt(Fd(*c.client), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   std::thread writer([&] {
     for (char byte : std::string("\0\0\0\x0a", 4) + "0123456789") {
       ::send(Fd(*c.client), &byte, 1, MSG_NOSIGNAL);
@@ -207,13 +157,9 @@ TEST(SocketFrame, PeerClosingMidFrameGives41AndStopsTheStream) {
   dsXArray<char> a;
   EXPECT_EQ(Read(*c.server, a), errFramedReceive);
   EXPECT_EQ(Bytes(a), "abcd");  // the chunk that came stays
-  EXPECT_EQ(c.server->getErr(), errSysPeerClosed);
   // The failure is kept: a write, which the closed peer would still take, fails.
   EXPECT_EQ(Write(*c.server, a), errSysPeerClosed);
   char buffer[8];
-  int n = 8;
-  EXPECT_EQ(Read(*c.server, buffer, n), errSysPeerClosed);
-  EXPECT_EQ(n, 0);
   // The direct calls are not held back, and a closed peer is never 0.
   EXPECT_EQ(ReadFromSocket(*c.server, buffer, 8), -1);
 
@@ -229,7 +175,7 @@ TEST(SocketFrame, PeerClosingMidFrameGives41AndStopsTheStream) {
 
 // --- servers -----------------------------------------------------------------
 
-// Counts handler calls and idle turns; the handler answers with `stop`.
+// Counts handler calls and idle turns; the handler never ends the loop.
 template <class Base>
 class Counting : public Base {
  public:
@@ -237,27 +183,24 @@ class Counting : public Base {
   bool Execute(psockStream* connection) override {
     delete connection;
     ++handled;
-    return stop;
+    return false;
   }
   bool DoIdle() override {
     ++idle;
     return Base::DoIdle();
   }
   std::atomic<int> handled{0}, idle{0};
-  bool stop = false;
 };
 using NonBlocking = Counting<psockNonBlockingServer>;
 
 TEST(SocketServer, BacklogVariableIsReadAndReported) {
   for (auto const& c : {std::make_pair("", ""), std::make_pair("3", "RTF: Backlog set to 5\n"),
-                        std::make_pair("many", "RTF: Backlog set to 5\n"),
                         std::make_pair("1000", "RTF: Backlog set to 1000\n")}) {
     *c.first ? ::setenv("VRN_FSERV_BACKLOG", c.first, 1) : ::unsetenv("VRN_FSERV_BACKLOG");
     NonBlocking server;
     testing::internal::CaptureStdout();
     EXPECT_TRUE(server.Initialize(SystemAssigned));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), c.second);
-    EXPECT_GT(server.GetPort(), 0);
   }
   ::unsetenv("VRN_FSERV_BACKLOG");
 }
@@ -281,7 +224,6 @@ TEST(SocketServer, FailuresPrintTheirMessages) {
   EXPECT_EQ(out, "Failure on connection's socket: " + std::to_string(errSysInvalidArgument) +
                      "\nwaittime = (1,500000)\nmsec = 1500\nLastError = " + std::to_string(EINVAL) + "\n");
   EXPECT_EQ(err.rfind("Socket failed: : ", 0), 0u) << err;
-  EXPECT_EQ(never.idle, 0);
 }
 
 TEST(SocketServer, NonBlockingRunServesWhatWaitsThenIdlesOnce) {
@@ -293,34 +235,12 @@ TEST(SocketServer, NonBlockingRunServesWhatWaitsThenIdlesOnce) {
   Stream a(psockServer::Connect("127.0.0.1", server.GetPort()));
   Stream b(psockServer::Connect("localhost", server.GetPort()));
   ASSERT_TRUE(a && b);
+  EXPECT_TRUE(server.IsConnectionReceived());
   server.Run();
   EXPECT_EQ(server.handled, 2);
   EXPECT_EQ(server.idle, 2);
-  // A handler that answers true ends the loop with connections still queued.
-  Stream d(psockServer::Connect("127.0.0.1", server.GetPort()));
-  Stream e(psockServer::Connect("127.0.0.1", server.GetPort()));
-  server.stop = true;
-  server.Run();
-  EXPECT_EQ(server.handled, 3);
-  EXPECT_EQ(server.idle, 2);
-  EXPECT_TRUE(server.IsConnectionReceived());
-}
-
-TEST(SocketServer, ConnectFailsCleanlyWithNoHandleLeft) {
   EXPECT_EQ(psockServer::Connect("no-such-host.invalid", 80), nullptr);
   EXPECT_EQ(errMapError(), errSysNameNotResolved);
-  int port = 0;
-  {
-    NonBlocking gone;
-    ASSERT_TRUE(gone.Initialize(SystemAssigned));
-    port = gone.GetPort();
-  }
-  int before = ::dup(0);
-  ::close(before);
-  EXPECT_EQ(psockServer::Connect("127.0.0.1", port), nullptr);
-  int after = ::dup(0);
-  ::close(after);
-  EXPECT_EQ(after, before);  // the failed attempt's socket was closed
 }
 
 // Answers every framed request with the same payload; "stop" ends the loop.
@@ -360,8 +280,6 @@ TEST(SocketServer, BlockingServerAnswersUntilAHandlerEndsIt) {
 TEST(SocketService, StopEndsTheLoopAfterWaitingWorkAndPauseHoldsIt) {
   vekService stopped;
   stopped.Stop();
-  EXPECT_TRUE(stopped.IsStopSignaled());
-  EXPECT_TRUE(vekServiceBase::IsEventSignaled(stopped.GetStopEvent()));
   Counting<psockService> once(stopped, 20);
   ASSERT_TRUE(once.Initialize(SystemAssigned));
   Stream waiting(psockServer::Connect("127.0.0.1", once.GetPort()));
@@ -370,7 +288,6 @@ TEST(SocketService, StopEndsTheLoopAfterWaitingWorkAndPauseHoldsIt) {
   EXPECT_EQ(once.idle, 1);
 
   vekService service;
-  EXPECT_FALSE(service.IsStopSignaled());
   Counting<psockService> server(service, 10);
   ASSERT_TRUE(server.Initialize(SystemAssigned));
   service.Pause();
@@ -410,8 +327,6 @@ TEST(SocketBuffer, IoStreamRoundTripsFlushesWhenDestroyedAndSendsBeforeReading) 
     std::string request;
     std::getline(io, request);
     io << "re: " << request << std::endl;
-    OSockSBuf out(*c.server);
-    std::ostream(&out) << Pattern(9000);
   });
   ioSockStream io(*c.client);
   io << "ping\n";  // no flush: reading sends it
@@ -419,26 +334,19 @@ TEST(SocketBuffer, IoStreamRoundTripsFlushesWhenDestroyedAndSendsBeforeReading) 
   std::getline(io, reply);
   EXPECT_EQ(reply, "re: ping");
   peer.join();
-  c.server->CloseSocket();
-  std::ostringstream all;
-  all << io.rdbuf();
-  EXPECT_EQ(all.str(), Pattern(9000));
-  EXPECT_EQ(c.client->getErr(), errSysPeerClosed);  // the end came as -1, not 0
 }
 
 // A buffer over a string, whose Write takes at most two bytes a call.
 class Memory : public vekIOStreamBuf {
  public:
-  Memory(std::string input, int size, char* storage = nullptr)
-      : vekStreamBufferSize(size), vekStreamBufferBase(storage), vekIOStreamBuf(size, storage),
+  Memory(std::string input, int size)
+      : vekStreamBufferSize(size), vekStreamBufferBase(nullptr), vekIOStreamBuf(size, nullptr),
         input(std::move(input)) {}
   ~Memory() override { flush(); }
   std::string input, output;
-  int reads = 0;
 
  private:
   int Read(void* p, int n) override {
-    ++reads;
     int count = std::min<int>(n, static_cast<int>(input.size()));
     input.copy(static_cast<char*>(p), static_cast<std::size_t>(count));
     input.erase(0, static_cast<std::size_t>(count));
@@ -457,7 +365,6 @@ TEST(SocketBuffer, LowerBuffersHandleShortTransfersAndResizing) {
   std::string word;
   io >> word;
   EXPECT_EQ(word, "abcdefghij");
-  EXPECT_EQ(small.reads, 5);  // four refills of 3, 3, 3, 1 bytes and the end
   EXPECT_EQ(small.output, "12345678");  // sent before the first read, in short writes
   io.clear();
   io << "xy";
@@ -466,13 +373,6 @@ TEST(SocketBuffer, LowerBuffersHandleShortTransfersAndResizing) {
   EXPECT_TRUE(small.SetBufferSize(8));
   io << "zz" << std::flush;
   EXPECT_EQ(small.output, "12345678xyzz");
-
-  char storage[4];
-  Memory borrowed("pq", 4, storage);
-  std::istream in(&borrowed);
-  EXPECT_EQ(in.get(), 'p');
-  EXPECT_EQ(storage[0], 'p');  // the caller's storage serves as the get area
-  EXPECT_FALSE(borrowed.SetBufferSize(8));  // nothing pending, but the storage is not ours
 }
 
 }  // namespace

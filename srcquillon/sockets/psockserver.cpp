@@ -8,13 +8,12 @@
 
 #include "ombcrt.h"
 #include "psock.h"
+#include "psockshared.h"
 
 namespace {
 
 int const kDefaultBacklog = 128;
 int const kLeastBacklog = 5;
-
-int Low32(unsigned long long sock) { return static_cast<int>(static_cast<std::uint32_t>(sock)); }
 
 // Releases the look-up's result on every way out of Initialize and Connect.
 class AddressList {
@@ -101,14 +100,12 @@ int psockServer::GetPort() {
 
 psockServer::SockWaitRC psockServer::Wait(int msec) {
   fd_set read;
-  fds_zero(read);
-  fds_set(sock, read);
   timeval time{-1, -1};  // what the diagnostics show for a wait without limit
   if (msec != -1) {
     time.tv_sec = msec / 1000;
     time.tv_usec = (msec % 1000) * 1000;
   }
-  int result = fds_select(Low32(sock), &read, nullptr, nullptr, msec == -1 ? nullptr : &time);
+  int result = SelectOn(sock, &read, nullptr, nullptr, msec == -1 ? nullptr : &time);
   if (result == 1) return SockWaitConnection;
   if (result != -1) return SockWaitTimeout;
 

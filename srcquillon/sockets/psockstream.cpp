@@ -6,6 +6,7 @@
 #include "bdtstream.h"
 #include "dsstring.h"  // std::strstreambuf, with its deprecation warning silenced
 #include "psock.h"
+#include "psockshared.h"
 
 namespace {
 
@@ -16,7 +17,12 @@ int const kChunk = 4096;
 unsigned int const kDirectAfter = 64 * 1024;
 int const kLargestReceive = 1 << 20;
 
-int Low32(unsigned long long sock) { return static_cast<int>(static_cast<std::uint32_t>(sock)); }
+// A failed transfer keeps its mapped status in err; a receive of nothing maps
+// to success and keeps nothing.
+void KeepFailure(errstatus& err) {
+  errstatus mapped = errMapError();
+  if (mapped != errOK) err = mapped;
+}
 
 }  // namespace
 
@@ -52,18 +58,13 @@ psockStreamImpl::~psockStreamImpl() { CloseSocket(); }
 int psockStreamImpl::Read(void* p, int n, bool oob) {
   int got = vek_recv(sock, p, n, oob ? vekMsgOob : 0);
   if (got > 0) return got;
-  // A closed peer maps to its own status; a receive of nothing fails nothing.
-  errstatus mapped = errMapError();
-  if (mapped != errOK) err = mapped;
+  KeepFailure(err);  // a closed peer maps to its own status
   return -1;
 }
 
 int psockStreamImpl::Write(void const* p, int n, bool oob) {
   int sent = vek_send(sock, p, n, oob ? vekMsgOob : 0);
-  if (sent == -1) {
-    errstatus mapped = errMapError();
-    if (mapped != errOK) err = mapped;
-  }
+  if (sent == -1) KeepFailure(err);
   return sent;
 }
 
@@ -79,13 +80,18 @@ int psockStreamImpl::Select(fd_set* read, fd_set* write, fd_set* except, timeval
   return SelectWait(read, write, except, tv);
 }
 
-int psockStreamImpl::SelectWait(fd_set* read, fd_set* write, fd_set* except, timeval* tv) {
+int SelectOn(unsigned long long sock, fd_set* read, fd_set* write, fd_set* except, timeval* tv) {
   for (fd_set* set : {read, write, except}) {
     if (set == nullptr) continue;
     fds_zero(*set);
     fds_set(sock, *set);
   }
-  return fds_select(Low32(sock), read, write, except, tv);
+  // select takes the handle's low 32 bits on every platform.
+  return fds_select(static_cast<int>(static_cast<std::uint32_t>(sock)), read, write, except, tv);
+}
+
+int psockStreamImpl::SelectWait(fd_set* read, fd_set* write, fd_set* except, timeval* tv) {
+  return SelectOn(sock, read, write, except, tv);
 }
 
 errstatus psockStreamImpl::getErr() { return err; }

@@ -13,17 +13,6 @@ namespace {
 // further step doubles what has arrived, up to the count.
 constexpr int firstPayloadStep = 64 * 1024;
 
-// What htonl makes of a value, without the socket headers: its bytes in
-// network order, most significant first, read back as a host number.
-std::uint32_t NetworkOrder(std::uint32_t value) {
-  unsigned char const bytes[4] = {
-      static_cast<unsigned char>(value >> 24), static_cast<unsigned char>(value >> 16),
-      static_cast<unsigned char>(value >> 8), static_cast<unsigned char>(value)};
-  std::uint32_t result;
-  std::memcpy(&result, bytes, sizeof result);
-  return result;
-}
-
 std::uint32_t Reversed(std::uint32_t v) {
   return (v >> 24) | ((v >> 8) & 0xff00u) | ((v << 8) & 0xff0000u) | (v << 24);
 }
@@ -45,6 +34,15 @@ void Reverse(char* bytes) {
   std::memcpy(bytes, halves, N);
 }
 
+// Turns a number's bytes between host and wire order, both ways: only the
+// portable form of a value wider than 16 bits on a little-endian host moves.
+template <std::size_t N>
+void WireOrder(char* bytes, int portable, int byteOrderOK) {
+  if constexpr (N > 2) {
+    if (portable != 0 && byteOrderOK == 0) Reverse<N>(bytes);
+  }
+}
+
 }  // namespace
 
 // Constant-initialised: no code runs for them at load.
@@ -64,7 +62,11 @@ bdtBase::bdtBase() {
 bdtBase::~bdtBase() {}
 
 int bdtBase::IsByteOrderOK() {
-  return NetworkOrder(0x12345678u) == 0x12345678u ? 1 : 0;
+  // Big-endian: the most significant byte comes first in memory.
+  std::uint32_t const one = 1;
+  unsigned char first;
+  std::memcpy(&first, &one, 1);
+  return first == 0 ? 1 : 0;
 }
 
 void bdtBase::Swap4(char* bytes) {
@@ -112,9 +114,7 @@ template <class T>
 bool bdtIStream::ReadNumber(T& value) {
   char bytes[sizeof(T)];
   if (sgetn(bytes, sizeof(T)) != static_cast<int>(sizeof(T))) return false;
-  if constexpr (sizeof(T) > 2) {
-    if (portable != 0 && byteOrderOK.load(std::memory_order_relaxed) == 0) Reverse<sizeof(T)>(bytes);
-  }
+  WireOrder<sizeof(T)>(bytes, portable, byteOrderOK.load(std::memory_order_relaxed));
   std::memcpy(&value, bytes, sizeof(T));
   return true;
 }
@@ -240,9 +240,7 @@ template <class T>
 void bdtOStream::WriteNumber(T value) {
   char bytes[sizeof(T)];
   std::memcpy(bytes, &value, sizeof(T));
-  if constexpr (sizeof(T) > 2) {
-    if (portable != 0 && byteOrderOK.load(std::memory_order_relaxed) == 0) Reverse<sizeof(T)>(bytes);
-  }
+  WireOrder<sizeof(T)>(bytes, portable, byteOrderOK.load(std::memory_order_relaxed));
   sputn(bytes, sizeof(T));
 }
 

@@ -58,24 +58,11 @@ unsigned int bdtBase::Length(wchar_t character, int portable, int multibyte) {
 
 bdtOStream& bdtOStream::operator<<(char const* text) {
   if (text == nullptr) return *this << -1;
-  if (portable == 0) {
-    int const n = Strlen(text);
-    *this << n;
-    sputn(text, n);
-    return *this;
-  }
   int const length = Strlen(text);
-  if (IsAscii(text, static_cast<std::size_t>(length))) {
-    *this << length;
-    sputn(text, length);
-    return *this;
-  }
+  if (portable == 0 || IsAscii(text, static_cast<std::size_t>(length))) return Write(text, length);
   Owned neutral(mbxNativeToNeut(text));
   if (neutral.get() == nullptr) return *this << -1;  // goes out as a null string
-  int const n = Strlen(neutral.get());
-  *this << n;
-  sputn(neutral.get(), n);
-  return *this;
+  return Write(neutral.get(), Strlen(neutral.get()));
 }
 
 bdtOStream& bdtOStream::operator<<(wchar_t const* text) {
@@ -91,17 +78,11 @@ bdtOStream& bdtOStream::operator<<(wchar_t const* text) {
     setstate(2);
     return *this;
   }
-  if (portable == 0 || IsAscii(native.get(), n)) {
-    *this << static_cast<int>(n) + 1;
-    sputn(native.get(), static_cast<int>(n) + 1);
-    return *this;
-  }
+  if (portable == 0 || IsAscii(native.get(), n)) return Write(native.get(), static_cast<int>(n) + 1);
   // Text with no neutral form goes out as the count 0 and nothing else.
   Owned neutral(mbxNativeToNeut(native.get()));
   int const length = neutral.get() != nullptr ? Strlen(neutral.get()) : -1;
-  *this << length + 1;
-  sputn(neutral.get(), length + 1);
-  return *this;
+  return Write(neutral.get(), length + 1);
 }
 
 void bdtOStream::WriteCharacter(unsigned short value) {
@@ -111,8 +92,7 @@ void bdtOStream::WriteCharacter(unsigned short value) {
     setstate(2);
     return;
   }
-  *this << n;
-  sputn(bytes, n);
+  Write(bytes, n);
 }
 
 // ---------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 // The abstract read-write stream and the block-based stream in memory.
 #include "memstream.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -13,10 +14,6 @@ static_assert(memStream::blockSize == 1u << blockShift, "the block size is a pow
 // Any target further than this from 0 is out of range for a 32-bit stream;
 // cutting offsets off here keeps the arithmetic of Seek from overflowing.
 constexpr long long farOffset = 1LL << 40;
-
-std::uint32_t Smaller(std::uint32_t a, std::uint32_t b) {
-  return a < b ? a : b;
-}
 
 }  // namespace
 
@@ -75,7 +72,7 @@ errstatus memStream::Retrieve(char* p, int n, int* got) {
   bool const haveBlock = (pos >> blockShift) < blocks.GetSize();
   std::uint32_t const left = haveBlock && limit > pos ? limit - pos : 0;
   std::uint32_t const len =
-      Smaller(Smaller(static_cast<std::uint32_t>(n), blockSize - (pos & offsetMask)), left);
+      std::min({static_cast<std::uint32_t>(n), blockSize - (pos & offsetMask), left});
   if (len != 0) std::memcpy(p, blocks[pos >> blockShift] + (pos & offsetMask), len);
   pos += len;
   *got = static_cast<int>(len);
@@ -103,7 +100,7 @@ errstatus memStream::Read(dsXArray<char>& bytes) {
 }
 
 errstatus memStream::Store(char* p, int n, int* put) {
-  std::uint32_t const len = Smaller(static_cast<std::uint32_t>(n), blockSize - (pos & offsetMask));
+  std::uint32_t const len = std::min(static_cast<std::uint32_t>(n), blockSize - (pos & offsetMask));
   std::memcpy(blocks[pos >> blockShift] + (pos & offsetMask), p, len);
   std::uint32_t const next = pos + len;
   if (next + 1 > limit) limit = next + 1;

@@ -36,6 +36,15 @@ void SendAtOnce(int fd) {
   (void)::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
+// getsockname or getpeername with the int length of the contract.
+int AddressOf(int (*call)(int, sockaddr*, socklen_t*), unsigned long long sock,
+              sockaddr* address, int* length) {
+  socklen_t size = static_cast<socklen_t>(*length);
+  if (call(Fd(sock), address, &size) != 0) return Fail();
+  *length = static_cast<int>(size);
+  return 0;
+}
+
 int PlatformFlags(int flags) { return (flags & vekMsgOob) != 0 ? MSG_OOB : 0; }
 
 }  // namespace
@@ -136,17 +145,11 @@ int vek_setsockopt(unsigned long long sock, int level, int option, void const* v
 }
 
 int vek_getsockname(unsigned long long sock, sockaddr* address, int* length) {
-  socklen_t size = static_cast<socklen_t>(*length);
-  if (::getsockname(Fd(sock), address, &size) != 0) return Fail();
-  *length = static_cast<int>(size);
-  return 0;
+  return AddressOf(::getsockname, sock, address, length);
 }
 
 int vek_getpeername(unsigned long long sock, sockaddr* address, int* length) {
-  socklen_t size = static_cast<socklen_t>(*length);
-  if (::getpeername(Fd(sock), address, &size) != 0) return Fail();
-  *length = static_cast<int>(size);
-  return 0;
+  return AddressOf(::getpeername, sock, address, length);
 }
 
 int vek_closesocket(unsigned long long sock) {

@@ -48,8 +48,6 @@ vekIStreamBuf::int_type vekIStreamBuf::underflow() {
   return traits::to_int_type(*gptr());
 }
 
-vekIStreamBuf::int_type vekIStreamBuf::overflow(int_type) { return traits::eof(); }
-
 bool vekIStreamBuf::SetBufferSize(int size) {
   if (size < 1 || gptr() < egptr() || !DropStorage()) return false;
   setg(nullptr, nullptr, nullptr);
@@ -98,8 +96,6 @@ vekOStreamBuf::int_type vekOStreamBuf::overflow(int_type c) {
   return c;
 }
 
-vekOStreamBuf::int_type vekOStreamBuf::underflow() { return traits::eof(); }
-
 int vekOStreamBuf::sync() { return flush() == 0 ? 0 : -1; }
 
 bool vekOStreamBuf::SetBufferSize(int size) {
@@ -127,8 +123,6 @@ int vekIOStreamBuf::doallocate() {
   return 1;
 }
 
-vekIOStreamBuf::int_type vekIOStreamBuf::overflow(int_type c) { return vekOStreamBuf::overflow(c); }
-
 vekIOStreamBuf::int_type vekIOStreamBuf::underflow() {
   if (gptr() < egptr()) return traits::to_int_type(*gptr());
   // A failed send does not keep back what the peer may still have sent.
@@ -137,9 +131,8 @@ vekIOStreamBuf::int_type vekIOStreamBuf::underflow() {
 }
 
 bool vekIOStreamBuf::SetBufferSize(int size) {
-  if (size < 2 || gptr() < egptr() || pptr() > pbase() || !DropStorage()) return false;
-  setg(nullptr, nullptr, nullptr);
+  // The input side's checks and reset, with the put area that shares the storage.
+  if (size < 2 || pptr() > pbase() || !vekIStreamBuf::SetBufferSize(size)) return false;
   setp(nullptr, nullptr);
-  getRoom = 0;
-  return vekStreamBufferSize::SetBufferSize(size);
+  return true;
 }

@@ -19,7 +19,8 @@
 //   is empty. On a failed Write the bytes not yet taken are dropped and the
 //   call fails (overflow: eof, sync and flush: -1); flush gives 0 otherwise.
 // - A direction that a class lacks fails: overflow of vekIStreamBuf and
-//   underflow of vekOStreamBuf give eof. showmanyc() is always 0.
+//   underflow of vekOStreamBuf give eof. showmanyc() is always 0. Both are
+//   std::basic_streambuf's own, which these classes leave in place.
 // - vekIOStreamBuf splits its one storage: the first half (rounded up) is the
 //   get area, the rest the put area (a buffer of one byte has no put area
 //   and writes each character straight through). Before it reads it sends what is pending
@@ -78,8 +79,6 @@ class TARNLET_API vekIStreamBuf : public virtual std::basic_streambuf<char>,
   bool SetBufferSize(int size) override;
 
  protected:
-  int_type overflow(int_type c) override;
-  std::streamsize showmanyc() override { return 0; }
   int_type underflow() override;
   virtual int doallocate();
 
@@ -100,8 +99,6 @@ class TARNLET_API vekOStreamBuf : public virtual std::basic_streambuf<char>,
 
  protected:
   int_type overflow(int_type c) override;
-  std::streamsize showmanyc() override { return 0; }
-  int_type underflow() override;
   int sync() override;
   virtual int doallocate();
   int flush();
@@ -117,8 +114,6 @@ class TARNLET_API vekIOStreamBuf : public vekIStreamBuf, public vekOStreamBuf {
   bool SetBufferSize(int size) override;
 
  protected:
-  int_type overflow(int_type c) override;
-  std::streamsize showmanyc() override { return 0; }
   int_type underflow() override;
   int doallocate() override;
 };
