@@ -1,4 +1,3 @@
-#include <cstring>
 #include <new>
 
 #include "pipestream.h"
@@ -12,17 +11,21 @@ errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in) {
   return errOK;
 }
 
-void DeletePipe(iPipeStream* stream) {
-  vekIPipeSBuf* buffer = stream->rdbuf();
+namespace {
+
+// The stream first, then its buffer, which closes the end.
+template <class Stream>
+void DeleteEnd(Stream* stream) {
+  std::basic_streambuf<char>* buffer = stream->rdbuf();
   delete stream;
-  if (buffer != nullptr) delete static_cast<std::basic_streambuf<char>*>(buffer);
+  delete buffer;
 }
 
-void DeletePipe(oPipeStream* stream) {
-  vekOPipeSBuf* buffer = stream->rdbuf();
-  delete stream;
-  if (buffer != nullptr) delete static_cast<std::basic_streambuf<char>*>(buffer);
-}
+}  // namespace
+
+void DeletePipe(iPipeStream* stream) { DeleteEnd(stream); }
+
+void DeletePipe(oPipeStream* stream) { DeleteEnd(stream); }
 
 iPipeStream::iPipeStream(vekIPipeSBuf* buffer) : std::basic_istream<char>(buffer), sbuf(buffer) {}
 
@@ -77,12 +80,9 @@ int vekPipeBuf::doallocate() {
 
 bool vekPipeBuf::FlushPutArea() {
   unsigned pending = static_cast<unsigned>(pptr() - pbase());
-  unsigned written = 0;
-  bool ok = pending == 0 || vekPipeWrite(ioCtrlHandle, pbase(), pending, &written);
-  // What went is gone; what did not stays pending at the start of the area.
-  std::memmove(buffer + areaSize, pbase() + written, pending - written);
+  bool ok = vekPipeDrain(ioCtrlHandle, buffer + areaSize, &pending);
   setp(buffer + areaSize, buffer + 2 * areaSize);
-  pbump(static_cast<int>(pending - written));
+  pbump(static_cast<int>(pending));
   return ok;
 }
 

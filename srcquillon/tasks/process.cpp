@@ -1,20 +1,17 @@
-#include <cstdlib>
-#include <cstring>
 #include <new>
 
 #include "pmprocess.h"
 #include "vekproc.h"
+#include "vektext.h"
 
 namespace {
 
 void* const kNoHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 
-char* copyText(char const* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t size = std::strlen(text) + 1;
-  char* copy = static_cast<char*>(std::malloc(size));
-  if (copy != nullptr) std::memcpy(copy, text, size);
-  return copy;
+// Kill and Interrupt put their outcome in the status.
+bool Reported(pmExitStatus& status, bool done) {
+  status.setStatus(done ? errOK : errMapError());
+  return done;
 }
 
 }  // namespace
@@ -62,7 +59,7 @@ ExecProcess::ExecProcess(char const* command, unsigned int flags)
       coutHandle(kNoHandle),
       cinHandle(kNoHandle),
       cerrHandle(kNoHandle),
-      command(copyText(command)) {
+      command(Strnew__(command)) {
   exitStatus.setAlive();
 }
 
@@ -71,7 +68,7 @@ ExecProcess::~ExecProcess() {
     Process_Free(handle);
     finished = true;
   }
-  std::free(command);
+  delete[] command;
 }
 
 bool ExecProcess::Launch(unsigned int mode) {
@@ -93,18 +90,10 @@ bool ExecProcess::Start() { return Launch(1); }
 
 bool ExecProcess::Start(bool ordinary) { return Launch(ordinary ? 1 : 2); }
 
-bool ExecProcess::Kill() {
-  if (finished) return false;
-  bool done = Process_Kill(handle);
-  GetExitStatus().setStatus(done ? errOK : errMapError());
-  return done;
-}
+bool ExecProcess::Kill() { return !finished && Reported(GetExitStatus(), Process_Kill(handle)); }
 
 bool ExecProcess::Interrupt() {
-  if (finished) return false;
-  bool done = Process_Interrupt(processId);
-  GetExitStatus().setStatus(done ? errOK : errMapError());
-  return done;
+  return !finished && Reported(GetExitStatus(), Process_Interrupt(processId));
 }
 
 void ExecProcess::Delivered(std::int32_t code) {
@@ -169,14 +158,14 @@ errstatus CreateChildProcessWithPipes(iPipeStream* in, oPipeStream* out, oPipeSt
 
 namespace {
 
-// One pipe's two ends, released write end first.
+// One pipe's two ends, released write end first; an end not made is skipped.
 struct PipeEnds {
   oPipeStream* out = nullptr;
   iPipeStream* in = nullptr;
 
   void Release() {
-    DeletePipe(out);
-    DeletePipe(in);
+    if (out != nullptr) DeletePipe(out);
+    if (in != nullptr) DeletePipe(in);
   }
 };
 
@@ -186,19 +175,9 @@ errstatus OpenPipeWithChildProc(oPipeStream** toChild, iPipeStream** fromChild,
                                 iPipeStream** errFromChild, ExecProcess* process) {
   PipeEnds input, output, error;
   errstatus status = CreatePipeSt(&input.out, &input.in);
-  if (status != errOK) return status;
-  status = CreatePipeSt(&output.out, &output.in);
-  if (status != errOK) {
-    input.Release();
-    return status;
-  }
-  status = CreatePipeSt(&error.out, &error.in);
-  if (status != errOK) {
-    input.Release();
-    output.Release();
-    return status;
-  }
-  status = CreateChildProcessWithPipes(input.in, output.out, error.out, process);
+  if (status == errOK) status = CreatePipeSt(&output.out, &output.in);
+  if (status == errOK) status = CreatePipeSt(&error.out, &error.in);
+  if (status == errOK) status = CreateChildProcessWithPipes(input.in, output.out, error.out, process);
   if (status != errOK) {
     input.Release();
     output.Release();

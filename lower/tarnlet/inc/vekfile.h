@@ -26,7 +26,8 @@
 //   and template are not used.
 // - vekReadFile(handle, buffer, size, &got): reads up to size bytes; got 0 at
 //   the end of the file. vekWriteFile(handle, data, size, &written): writes
-//   all size bytes unless it fails. Both return false on failure.
+//   all size bytes unless it fails; written says how many went, also on a
+//   failure. Both return false on failure.
 // - vekCopyFileData(source, target): copies from the position of source to its
 //   end into target at its position, by the fastest means the system has.
 //   False on a failed read or write; what was written stays.

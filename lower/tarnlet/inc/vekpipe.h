@@ -20,6 +20,9 @@
 //   many were. Writing to a pipe whose reader has gone fails with broken pipe
 //   and never raises SIGPIPE, on any thread, whatever the process's signal
 //   handling.
+// - vekPipeDrain(handle, area, &pending): writes the first pending bytes of
+//   area as vekPipeWrite does; the bytes that did not go move to the start of
+//   area, and pending says how many stayed. True when all went.
 // - vekPipeClose(handle): closes the end; true on success.
 // - vekIPipeSBuf and vekOPipeSBuf are buffered, blocking stream buffers that
 //   own their pipe end and close it when deleted (through their virtual
@@ -66,6 +69,7 @@ class TARNLET_API vekOutputPipe : public vekAnonymousPipe {
 TARNLET_API bool vekPipePeek(void* handle, int* available);
 TARNLET_API bool vekPipeRead(void* handle, void* buffer, unsigned size, unsigned* got);
 TARNLET_API bool vekPipeWrite(void* handle, void const* data, unsigned size, unsigned* written);
+TARNLET_API bool vekPipeDrain(void* handle, char* area, unsigned* pending);
 TARNLET_API bool vekPipeClose(void* handle);
 
 class TARNLET_API vekIPipeSBuf : public virtual std::basic_streambuf<char> {

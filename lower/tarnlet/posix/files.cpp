@@ -40,17 +40,18 @@ ssize_t ReadSome(int fd, void* buffer, std::size_t size) {
   return n;
 }
 
-bool WriteAll(int fd, char const* data, std::size_t size) {
-  while (size > 0) {
-    ssize_t n = ::write(fd, data, size);
+// The bytes written; fewer than size when a write failed (errno tells why).
+std::size_t WriteAll(int fd, char const* data, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size) {
+    ssize_t n = ::write(fd, data + done, size - done);
     if (n < 0) {
       if (errno == EINTR) continue;
-      return false;
+      break;
     }
-    data += n;
-    size -= static_cast<std::size_t>(n);
+    done += static_cast<std::size_t>(n);
   }
-  return true;
+  return done;
 }
 
 // Copies the rest of in into out; errno tells a failure. The kernel's copy
@@ -72,7 +73,7 @@ bool CopyDescriptors(int in, int out) {
   for (;;) {
     ssize_t n = ReadSome(in, buffer.get(), size);
     if (n <= 0) return n == 0;
-    if (!WriteAll(out, buffer.get(), static_cast<std::size_t>(n))) return false;
+    if (WriteAll(out, buffer.get(), static_cast<std::size_t>(n)) != static_cast<std::size_t>(n)) return false;
   }
 }
 
@@ -236,10 +237,11 @@ bool vekReadFile(void* handle, void* buffer, std::uint32_t size, std::uint32_t* 
 }
 
 bool vekWriteFile(void* handle, void const* data, std::uint32_t size, std::uint32_t* written) {
-  bool whole = WriteAll(Descriptor(handle), static_cast<char const*>(data), size);
-  if (!whole) vekKeepSystemError();
-  *written = whole ? size : 0;
-  return whole;
+  std::size_t done = WriteAll(Descriptor(handle), static_cast<char const*>(data), size);
+  *written = static_cast<std::uint32_t>(done);
+  if (done == size) return true;
+  vekKeepSystemError();
+  return false;
 }
 
 bool vekCopyFileData(void* source, void* target) {

@@ -23,6 +23,11 @@ void* toHandle(int fd) { return reinterpret_cast<void*>(static_cast<std::intptr_
 
 bool isNoEnd(void* handle) { return toFd(handle) < 0; }
 
+// One system call's share of a large request.
+unsigned chunkOf(std::streamsize left) {
+  return left > 0x40000000 ? 0x40000000u : static_cast<unsigned>(left);
+}
+
 // Blocks SIGPIPE on the calling thread for the life of the object. A write to
 // a pipe without reader then fails with EPIPE and leaves the signal pending on
 // this thread; the destructor takes that signal back unless it was pending
@@ -99,22 +104,21 @@ bool vekPipeRead(void* handle, void* buffer, unsigned size, unsigned* got) {
   return vekReadFile(handle, buffer, size, got);
 }
 
+// Writing one is writing a file, with SIGPIPE kept away from the process.
 bool vekPipeWrite(void* handle, void const* data, unsigned size, unsigned* written) {
   SigpipeGuard guard;
-  unsigned done = 0;
-  bool ok = true;
-  while (done < size) {
-    ssize_t n = ::write(toFd(handle), static_cast<char const*>(data) + done, size - done);
-    if (n > 0) {
-      done += static_cast<unsigned>(n);
-    } else if (n < 0 && errno != EINTR) {
-      if (errno == EPIPE) guard.Raised();
-      vekKeepSystemError();
-      ok = false;
-      break;
-    }
-  }
-  *written = done;
+  bool ok = vekWriteFile(handle, data, size, written);
+  if (!ok && vekGetLastError() == EPIPE) guard.Raised();
+  return ok;
+}
+
+bool vekPipeDrain(void* handle, char* area, unsigned* pending) {
+  if (*pending == 0) return true;
+  unsigned written = 0;
+  bool ok = vekPipeWrite(handle, area, *pending, &written);
+  // Whatever went is gone from the area; the rest stays for a later try.
+  std::memmove(area, area + written, *pending - written);
+  *pending -= written;
   return ok;
 }
 
@@ -158,9 +162,8 @@ std::streamsize vekIPipeSBuf::xsgetn(char_type* data, std::streamsize count) {
     // Large requests go straight into the caller's memory, without a copy.
     std::streamsize left = count - done;
     if (left >= static_cast<std::streamsize>(kAreaSize)) {
-      unsigned ask = left > 0x40000000 ? 0x40000000u : static_cast<unsigned>(left);
       unsigned got = 0;
-      if (!vekPipeRead(end.fd(), data + done, ask, &got) || got == 0) break;
+      if (!vekPipeRead(end.fd(), data + done, chunkOf(left), &got) || got == 0) break;
       done += got;
     } else if (traits_type::eq_int_type(underflow(), traits_type::eof())) {
       break;
@@ -189,13 +192,9 @@ vekOPipeSBuf::~vekOPipeSBuf() {
 
 bool vekOPipeSBuf::Flush() {
   unsigned pending = static_cast<unsigned>(pptr() - pbase());
-  if (pending == 0) return true;
-  unsigned written = 0;
-  bool ok = vekPipeWrite(end.fd(), pbase(), pending, &written);
-  // Whatever went is gone from the area; the rest stays for a later try.
-  std::memmove(area, pbase() + written, pending - written);
+  bool ok = vekPipeDrain(end.fd(), area, &pending);
   setp(area, area + kAreaSize);
-  pbump(static_cast<int>(pending - written));
+  pbump(static_cast<int>(pending));
   return ok;
 }
 
@@ -220,10 +219,8 @@ std::streamsize vekOPipeSBuf::xsputn(char_type const* data, std::streamsize coun
   if (!Flush()) return 0;
   std::streamsize done = 0;
   while (done < count) {
-    std::streamsize left = count - done;
-    unsigned ask = left > 0x40000000 ? 0x40000000u : static_cast<unsigned>(left);
     unsigned written = 0;
-    bool ok = vekPipeWrite(end.fd(), data + done, ask, &written);
+    bool ok = vekPipeWrite(end.fd(), data + done, chunkOf(count - done), &written);
     done += written;
     if (!ok) break;
   }

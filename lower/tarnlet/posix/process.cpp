@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <spawn.h>
@@ -12,6 +11,7 @@
 #include <cstdlib>
 
 #include "ombmem.h"
+#include "pollwait.h"
 #include "vekproc.h"
 
 extern char** environ;
@@ -75,11 +75,16 @@ bool findProgram(std::string const& name, std::string& path) {
 
 int fdOf(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
 
-void* reapWhenEnded(void* pid) {
-  pid_t child = static_cast<pid_t>(reinterpret_cast<std::intptr_t>(pid));
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+// waitpid, gone on after a signal.
+pid_t waitChild(pid_t pid, int* status, int options) {
+  pid_t done;
+  while ((done = ::waitpid(pid, status, options)) < 0 && errno == EINTR) {
   }
+  return done;
+}
+
+void* reapWhenEnded(void* pid) {
+  waitChild(static_cast<pid_t>(reinterpret_cast<std::intptr_t>(pid)), nullptr, 0);
   return nullptr;
 }
 
@@ -164,8 +169,7 @@ bool Process_Launch(void** process, std::uint32_t* processId, char const* comman
   if (pidfd < 0) {
     vekKeepSystemError();
     ::kill(pid, SIGKILL);
-    while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    waitChild(pid, nullptr, 0);
     return false;
   }
   *process = new ProcessRecord{pid, pidfd, false, -1};
@@ -178,9 +182,7 @@ bool Process_Wait(void* process, std::int32_t* code, bool wait, bool release) {
   if (record == nullptr) return false;
   if (!record->reaped) {
     int status = 0;
-    pid_t done;
-    while ((done = ::waitpid(record->pid, &status, wait ? 0 : WNOHANG)) < 0 && errno == EINTR) {
-    }
+    pid_t done = waitChild(record->pid, &status, wait ? 0 : WNOHANG);
     if (done < 0) {
       vekKeepSystemError();
       return false;
@@ -227,13 +229,8 @@ AliveStatus Process_GetStatus(void* process) {
   if (record->reaped) return asNotAlive;
   // A pidfd turns readable when the process ends; reading that reaps nothing.
   pollfd probe{record->pidfd, POLLIN, 0};
-  int ready;
-  while ((ready = ::poll(&probe, 1, 0)) < 0 && errno == EINTR) {
-  }
-  if (ready < 0) {
-    vekKeepSystemError();
-    return asUnknown;
-  }
+  int ready = vekPollUntil(&probe, 1, 0);
+  if (ready < 0) return asUnknown;
   return ready == 0 ? asAlive : asNotAlive;
 }
 
@@ -250,12 +247,7 @@ bool Process_GetExitCode(void* process, std::int32_t* code) {
 void Process_Free(void* process) {
   ProcessRecord* record = recordOf(process);
   if (record == nullptr) return;
-  if (!record->reaped) {
-    pid_t done;
-    while ((done = ::waitpid(record->pid, nullptr, WNOHANG)) < 0 && errno == EINTR) {
-    }
-    if (done == 0) reapLater(record->pid);
-  }
+  if (!record->reaped && waitChild(record->pid, nullptr, WNOHANG) == 0) reapLater(record->pid);
   ::close(record->pidfd);
   delete record;
 }
