@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <random>
 #include <sstream>
 #include <string>
@@ -11,6 +13,23 @@
 #include <vector>
 
 #include "quillon.h"
+
+// Array allocations that fail on request, so that the reaction of the set to
+// a lack of memory can be seen. The replacements must be visible to the
+// library, which calls them.
+#define QTEST_REPLACES __attribute__((visibility("default")))
+static bool failArrays = false;
+QTEST_REPLACES void* operator new[](std::size_t bytes) {
+  if (!failArrays) {
+    if (void* block = std::malloc(bytes != 0 ? bytes : 1)) return block;
+  }
+  throw std::bad_alloc();
+}
+QTEST_REPLACES void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
+  return failArrays ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
+}
+QTEST_REPLACES void operator delete[](void* block) noexcept { std::free(block); }
+QTEST_REPLACES void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
@@ -258,6 +277,26 @@ TEST(BitSetPacked, HostileStreamsStayInsideTheStorage) {
   EXPECT_EQ(std::string(block, 3), std::string("AB\x09", 3));
   EXPECT_EQ(Restored(set, std::string("2\x41\x00\x01", 4)), 1);
   EXPECT_EQ(Bytes(set), std::string("A\x00", 2));
+}
+
+// A set that cannot get memory: the constructor throws, growth fails and
+// leaves the set as it was.
+TEST(BitSetMemory, FailedAllocationsLeaveTheSetAsItWas) {
+  dsBitSet set = Of(10, {3});
+  failArrays = true;
+  bool const grew = set.SetOn(5000) || set.SetOff(5000) || set.Resize(5000);
+  bool threw = false;
+  try {
+    dsBitSet big(100);
+  } catch (std::bad_alloc const&) {
+    threw = true;
+  }
+  failArrays = false;
+  EXPECT_FALSE(grew);
+  EXPECT_TRUE(threw);
+  EXPECT_EQ(set.GetBitCount(), 10u);
+  EXPECT_EQ(Text(set), "[3]");
+  EXPECT_TRUE(set.SetOn(9));  // inside the storage: no allocation needed
 }
 
 }  // namespace
