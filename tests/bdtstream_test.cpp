@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <climits>
-#include <clocale>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +14,7 @@
 #include <tuple>
 
 #include "quillon.h"
+#include "testsupport.h"
 
 // The largest array allocation since the last reset, to show that a count from
 // the wire never became one big allocation. Visible, so the library calls it.
@@ -44,16 +44,6 @@ template <class T>
 std::string Image(T value) {
   return std::string(reinterpret_cast<char const*>(&value), sizeof value);
 }
-
-// Switches the process to C.UTF-8 for one test and back.
-struct Utf8Locale {
-  std::string saved = std::setlocale(LC_ALL, nullptr);
-  bool ok = std::setlocale(LC_ALL, "C.UTF-8") != nullptr;
-  ~Utf8Locale() { std::setlocale(LC_ALL, saved.c_str()); }
-};
-#define UTF8_LOCALE(guard) \
-  Utf8Locale guard;        \
-  ASSERT_TRUE(guard.ok) << "the C.UTF-8 locale is missing"
 
 // The wire image of an int32 prefix in either form.
 std::string Prefix(std::int32_t n, int portable) {
@@ -237,11 +227,11 @@ TEST(BdtBlocks, HostileAndShortPrefixes) {
 }
 
 TEST(BdtText, BothStringFormsOnTheWireAndBack) {
-  UTF8_LOCALE(guard);
+  QTEST_UTF8_LOCALE(guard);
   char const* const noText = nullptr;
   wchar_t const* const noWide = nullptr;
   char const* const text = "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80";  // é € and a 4-byte character
-  wchar_t const wide[] = {0xE9, L' ', 0x20AC, L' ', static_cast<wchar_t>(0x1F600), 0};
+  wchar_t const wide[] = L"\u00E9 \u20AC \U0001F600";  // a surrogate pair where wchar_t has 16 bits
   for (int portable : {0, 1}) {
     std::stringbuf buf;
     bdtIOStream io(&buf, portable != 0);
@@ -282,17 +272,17 @@ void ExpectRejectedText(std::string const& bytes, int portable) {
 }
 
 TEST(BdtText, TextThatDoesNotConvertOrDoesNotFit) {
-  // The C locale has no multibyte form for é: a wide writer sends nothing,
-  // and neutral é cannot be read into native text.
+  // No C locale has a multibyte form for the euro sign: a wide writer sends
+  // nothing, and a neutral one cannot be read into native text.
   std::stringbuf buf;
   bdtOStream out(&buf, 1);
-  wchar_t const accented[] = {0xE9, 0};
-  out << accented;
+  wchar_t const euro[] = {0x20AC, 0};
+  out << euro;
   EXPECT_EQ(out.rdstate(), 2);
   EXPECT_EQ(buf.str(), "");
-  ExpectRejectedText("\xC3\xA9", 1);
+  ExpectRejectedText("\xE2\x82\xAC", 1);
 
-  UTF8_LOCALE(guard);
+  QTEST_UTF8_LOCALE(guard);
   // Native bytes with no neutral form travel as a null string, silently.
   std::stringbuf invalid;
   bdtOStream invalidOut(&invalid, 1);
@@ -304,7 +294,7 @@ TEST(BdtText, TextThatDoesNotConvertOrDoesNotFit) {
 }
 
 TEST(BdtText, UnsignedShortAsMultibyteCharacter) {
-  UTF8_LOCALE(guard);
+  QTEST_UTF8_LOCALE(guard);
   std::stringbuf buf;
   bdtIOStream io(&buf, true);
   io.setMultibyte(1);

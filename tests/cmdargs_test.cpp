@@ -1,7 +1,6 @@
 // Argument files on the command line.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -58,9 +57,7 @@ TEST(CmdArgs, EachLineIsOneArgumentInCommandLineOrder) {
 
 TEST(CmdArgs, VariableAtTheHeadOfALine) {
   qtest::TempDir dir;
-  ASSERT_EQ(setenv("QTEST_D", "/u/x", 1), 0);
-  ASSERT_EQ(setenv("QTEST_SELF", "$QTEST_D", 1), 0);
-  unsetenv("QTEST_UNSET");
+  qtest::EnvVar d("QTEST_D", "/u/x"), self("QTEST_SELF", "$QTEST_D"), unset("QTEST_UNSET", nullptr);
   // What ends a name, a name that runs on, a value not scanned again, an
   // unset name, a '$' not at the head, an empty name, a second variable.
   qtest::WriteFile(dir / "vars",
@@ -69,8 +66,6 @@ TEST(CmdArgs, VariableAtTheHeadOfALine) {
   EXPECT_EQ(Expand({"-argfile", dir / "vars"}),
             (Args{"/u/x/bin", "/u/x", "/u/x|a b", "/u/x\\w", "/u/x\tt", "/u/x x", "$QTEST_Dx", "$QTEST_D/z",
                   "$QTEST_UNSET/y", "a/$QTEST_D", "$", "$\\z", "/u/x/$QTEST_D"}));
-  unsetenv("QTEST_D");
-  unsetenv("QTEST_SELF");
 }
 
 void ExpandOrStop(std::vector<char const*> args) {
@@ -83,8 +78,9 @@ TEST(CmdArgsDeathTest, OptionWithoutAFileAndAFileThatCannotBeOpened) {
   EXPECT_DEATH(ExpandOrStop({"prog", "a", "-argfile"}), "Illegal usage of -argfile\n.*srcquillon/cmdargxp");
   qtest::TempDir dir;
   std::string missing = dir / "missing";
+  std::string const separator = qtest::host::kIsPosix ? "/" : "\\\\";  // as a pattern
   EXPECT_DEATH(ExpandOrStop({"prog", "-argfile", missing.c_str()}),
-               "File /.*/missing cannot be opened.\n.*srcquillon/cmdargxp");
+               "File .*" + separator + "missing cannot be opened.\n.*srcquillon/cmdargxp");
   // The word behind the option is a file name, whatever it looks like.
   EXPECT_DEATH(ExpandOrStop({"prog", "-argfile", "-argfile"}), "File -argfile cannot be opened.");
 }

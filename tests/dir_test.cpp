@@ -1,7 +1,6 @@
 // Directory reading and wildcard patterns.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <set>
 #include <string>
@@ -11,14 +10,9 @@
 
 namespace {
 
+using qtest::Neutral;
 using qtest::TempDir;
 using qtest::WriteFile;
-
-// The neutral form of a native path.
-std::string Neutral(std::string path) {
-  std::replace(path.begin(), path.end(), '/', '|');
-  return path;
-}
 
 std::set<std::string> ReadAll(pfuDir& reader) {
   std::set<std::string> names;
@@ -40,7 +34,7 @@ TEST(DirReading, ListsEveryEntryButDotAndDotDot) {
   for (char const* name : {".a", "..a", "...", "plain"}) WriteFile(dir / name, "");
   ASSERT_EQ(pfuFS::pfuMakeDir((dir / "sub").c_str()), errOK);
   std::set<std::string> const expected{".a", "..a", "...", "plain", "sub"};
-  for (std::string const& path : {Neutral(dir.Path()), Neutral(dir.Path()) + "|", dir.Path() + "/"}) {
+  for (std::string const& path : {Neutral(dir.Path()), Neutral(dir.Path()) + "|", dir.Path() + qtest::host::kSeparator}) {
     std::unique_ptr<pfuDir> reader = Open(path);
     ASSERT_NE(reader, nullptr) << path;
     EXPECT_EQ(ReadAll(*reader), expected) << path;

@@ -1,9 +1,7 @@
 // The library frame: status mapping, the stop, event kinds
 // and waits, and loading and unloading the library.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <set>
 #include <string>
 #include <thread>
@@ -16,19 +14,20 @@
 namespace {
 
 TEST(FrameStatus, FailuresMapIntoTheNamedBandAndHaveTexts) {
-  ASSERT_EQ(::close(-1), -1);  // a real failure, kept as every lower operation keeps it
+  qtest::host::FailWithBadHandle();  // a real failure, kept as every lower operation keeps it
   vekKeepSystemError();
   EXPECT_EQ(errMapError(), errSysBadHandle);
   for (auto [code, status] : std::vector<std::pair<int, errstatus>>{
-           {0, errOK}, {ENOENT, errSysNotFound}, {vekErrPeerClosed, errSysPeerClosed}, {EHOSTDOWN, errSysOther}}) {
+           {0, errOK}, {qtest::host::kErrorNotFound, errSysNotFound}, {vekErrPeerClosed, errSysPeerClosed},
+           {qtest::host::kErrorUnmapped, errSysOther}}) {
     vekSetLastError(code);
     EXPECT_EQ(errMapError(), status) << code;
   }
-  vekSetLastError(ENOENT);  // the last error belongs to the thread
+  vekSetLastError(qtest::host::kErrorNotFound);  // the last error belongs to the thread
   int seenByOther = -1;
   std::thread([&] { seenByOther = vekGetLastError(); }).join();
   EXPECT_EQ(seenByOther, 0);
-  EXPECT_EQ(vekGetLastError(), ENOENT);
+  EXPECT_EQ(vekGetLastError(), qtest::host::kErrorNotFound);
   vekSetLastError(0);
 
   // Every value has a text of its own.
@@ -45,39 +44,32 @@ TEST(FrameStopDeathTest, WritesMessageFileAndLineThenAborts) {
 }
 
 // An event class written the way every event class of the library is.
-struct PipeReadable : vekBaseEvent {
-  explicit PipeReadable(int fd) : fd(fd) {}
-  vekWaitObject GetWaitObject() const override { return {fd, false}; }
-  int fd;
+struct FlagRaised : vekBaseEvent {
+  explicit FlagRaised(qtest::host::Flag const& flag) : handle(flag.WaitHandle()) {}
+  vekWaitObject GetWaitObject() const override { return {handle, false}; }
+  std::intptr_t handle;
 };
 
 template <int Tag>
 struct TestEvent : vekEvent {
-  explicit TestEvent(int fd) : vekEvent(new PipeReadable(fd)) {}
+  explicit TestEvent(qtest::host::Flag const& flag) : vekEvent(new FlagRaised(flag)) {}
   int GetKind() override { return kind; }
   static int const kind;
 };
 template <int Tag>
 int const TestEvent<Tag>::kind = vekEvent::AllocEventKind();
 
-// A pipe whose ends close with the test.
-struct Pipe {
-  int ends[2];
-  Pipe() { EXPECT_EQ(::pipe(ends), 0); }
-  ~Pipe() { ::close(ends[0]); ::close(ends[1]); }
-};
-
 TEST(FrameEvents, KindsAreDistinctAndWaitsBlockUntilSignalled) {
-  Pipe idle, busy;
-  TestEvent<1> quiet(idle.ends[0]), ready(busy.ends[0]);
-  TestEvent<2> other(idle.ends[0]);
+  qtest::host::Flag idle, busy;
+  TestEvent<1> quiet(idle), ready(busy);
+  TestEvent<2> other(idle);
   EXPECT_NE(quiet.GetKind(), other.GetKind());  // each class has a kind of its own
   EXPECT_NE(quiet.GetKind(), 0);
 
   EXPECT_FALSE(quiet.Wait(30));
   std::thread writer([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(::write(busy.ends[1], "x", 1), 1);
+    EXPECT_TRUE(busy.Raise());
   });
   vekEvent* both[] = {&quiet, &ready};
   EXPECT_EQ(vekWaitForAny(both, 2, 5000), 1);

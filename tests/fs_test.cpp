@@ -1,10 +1,8 @@
 // File-system operations: the lower file calls and pfuFS.
 #include <gtest/gtest.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -14,9 +12,11 @@
 
 namespace {
 
+using qtest::Neutral;
 using qtest::ReadFile;
 using qtest::TempDir;
 using qtest::WriteFile;
+namespace fs = std::filesystem;
 
 void* Open(std::string const& path, std::uint32_t access, std::uint32_t share, std::uint32_t disposition) {
   return uCreateFile(path.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -28,15 +28,17 @@ std::string Pattern(std::size_t size) {
   return bytes;
 }
 
-// The neutral form of a native path.
-std::string Neutral(std::string path) {
-  std::replace(path.begin(), path.end(), '/', '|');
-  return path;
+// True for anything there, a dangling link too.
+bool Exists(std::string const& path) {
+  std::error_code failed;
+  return fs::exists(fs::symlink_status(path, failed));
 }
 
-bool Exists(std::string const& path) {
-  struct stat info;
-  return ::lstat(path.c_str(), &info) == 0;
+// Makes a symbolic link at link that holds target.
+void Link(std::string const& target, std::string const& link) {
+  std::error_code failed;
+  fs::create_symlink(target, link, failed);
+  ASSERT_FALSE(failed) << link << ": " << failed.message();
 }
 
 TEST(FilesLower, OpensHonourShareModesAndKeepTheirCause) {
@@ -69,13 +71,14 @@ TEST(FilesLower, DirectoriesAndLinksKeepTheirCause) {
   WriteFile(dir / "f", "");
   EXPECT_EQ(uRemoveDirectory(dir.Path().c_str()), 0);
   EXPECT_EQ(errMapError(), errSysNotEmpty);
-  ASSERT_EQ(::symlink("f", link.c_str()), 0);
-  char target[1];
-  EXPECT_EQ(uReadLink(link.c_str(), target, sizeof target), -1);  // no room for the terminator
-  EXPECT_EQ(errMapError(), errSysNameTooLong);
   WIN32_FIND_DATAA data;
   EXPECT_EQ(uFindFirstFile((dir / "*.none").c_str(), &data), VEK_INVALID_HANDLE);
   EXPECT_EQ(errMapError(), errSysNotFound);
+  QTEST_POSIX_ONLY("symbolic links");
+  Link("f", link);
+  char target[1];
+  EXPECT_EQ(uReadLink(link.c_str(), target, sizeof target), -1);  // no room for the terminator
+  EXPECT_EQ(errMapError(), errSysNameTooLong);
 }
 
 TEST(FilesTree, MakeAndRemoveTrees) {
@@ -94,9 +97,10 @@ TEST(FilesTree, MakeAndRemoveTrees) {
   EXPECT_FALSE(Exists(dir / "outside/k"));
 
   // Removal takes links away, never what they point to.
+  QTEST_POSIX_ONLY("symbolic links");
   WriteFile(dir / "outside/keep", "k");
   for (char const* file : {"tree/x/g", "tree/x/y/z/h"}) WriteFile(dir / file, "data");
-  ASSERT_EQ(::symlink((dir / "outside").c_str(), (dir / "tree/x/dirlink").c_str()), 0);
+  Link(dir / "outside", dir / "tree/x/dirlink");
   EXPECT_TRUE(pfuFS::pfuIsLink((dir / "tree/x/dirlink").c_str()));
   EXPECT_EQ(pfuFS::pfuRemoveDirRec(pfuDirPath((top + "|tree").c_str())), errOK);
   EXPECT_FALSE(Exists(dir / "tree"));
@@ -108,18 +112,14 @@ TEST(FilesTree, MakeAndRemoveTrees) {
 }
 
 TEST(FilesTree, RemoveDirRecStopsWhereAPathCannotGrow) {
+  QTEST_POSIX_ONLY("paths past 260 characters, which Win32 takes only with long-path support");
   TempDir dir;
   // Levels of 200-byte names until a child no longer fits a path object.
   std::string const name(200, 'd');
-  int fd = ::open(dir.Path().c_str(), O_RDONLY | O_DIRECTORY);
   std::string native = dir.Path();
   for (; native.size() + name.size() + 2 < 1100; native += "/" + name) {
-    ASSERT_EQ(::mkdirat(fd, name.c_str(), 0777), 0);
-    int next = ::openat(fd, name.c_str(), O_RDONLY | O_DIRECTORY);
-    ::close(fd);
-    fd = next;
+    ASSERT_TRUE(fs::create_directory(native + "/" + name));
   }
-  ::close(fd);
   EXPECT_EQ(pfuFS::pfuRemoveDirRec(pfuDirPath((dir / name).c_str())), errSysNameTooLong);
   EXPECT_TRUE(Exists(dir / name));
   // Every path operation refuses such a path before it reaches the disk.
@@ -155,7 +155,8 @@ TEST(FilesOps, RenameCopyAndQueries) {
   EXPECT_EQ(pfuFS::pfuGetFileSize(at("none").c_str(), size), errNoFileInfo);
   EXPECT_TRUE(pfuFS::pfuIsValidFile(at("to").c_str()));
 
-  ASSERT_EQ(::symlink("sub/target", (dir / "link").c_str()), 0);
+  QTEST_POSIX_ONLY("symbolic links");
+  Link("sub/target", dir / "link");
   pfuDirPath target("unchanged");
   EXPECT_EQ(pfuFS::pfuReadLink(at("link").c_str(), target), errOK);
   EXPECT_STREQ(target, "sub|target");
@@ -164,14 +165,12 @@ TEST(FilesOps, RenameCopyAndQueries) {
 TEST(FilesOps, CurrentDirectoryFreeSpaceAndStreams) {
   TempDir dir;
   std::string const top = Neutral(dir.Path());
-  char before[4096], now[4096], expected[4096];
-  ASSERT_NE(::getcwd(before, sizeof before), nullptr);
+  fs::path const before = fs::current_path();
   WriteFile(dir / "file", "text");
   EXPECT_EQ(pfuFS::pfuChangeDir((dir / "file").c_str()), errNotADirectory);
   ASSERT_EQ(pfuFS::pfuChangeDir(top.c_str()), errOK);
-  ASSERT_NE(::realpath(dir.Path().c_str(), expected), nullptr);
-  EXPECT_STREQ(::getcwd(now, sizeof now), expected);
-  ASSERT_EQ(::chdir(before), 0);
+  EXPECT_EQ(fs::current_path(), fs::canonical(dir.Path()));
+  fs::current_path(before);
 
   double bytes = 0;
   EXPECT_EQ(pfuFS::pfuGetFreeSpace(top.c_str(), bytes), errOK);
@@ -252,7 +251,7 @@ TEST(FilesContent, ReplaceStringAcrossBlocksAndBinary) {
   WriteFile(source, "abc");
   for (auto [search, from, to] : {std::make_tuple("", source, target), std::make_tuple("b", dir / "none", target),
                                   std::make_tuple("b", source, source), std::make_tuple("b", source, dir / "no/t")}) {
-    ::unlink(target.c_str());
+    fs::remove(target);
     EXPECT_EQ(pfuFS::pfuReplaceString(search, "x", from.c_str(), to.c_str()), errNoMemoryOrIO) << search << from << to;
     EXPECT_FALSE(Exists(target));
   }

@@ -1,10 +1,6 @@
 // Anonymous pipes: the lower ends and stream buffers, the pipe streams with
 // their read event, and the pipe buffer that works on a handle.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <string>
 #include <thread>
@@ -16,8 +12,6 @@
 namespace {
 
 int const eof = std::char_traits<char>::eof();
-
-int fdOf(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
 
 std::string pattern(std::size_t size) {
   std::string text(size, 0);
@@ -38,7 +32,7 @@ TEST(LowerPipe, EndsAreClosedOnExecAndCarryBytesToEndOfFile) {
   vekOutputPipe out;
   vekInputPipe in;
   ASSERT_TRUE(vekAnonymousPipe::Create(out, in));
-  for (void* end : {in.fd(), out.fd()}) EXPECT_NE(::fcntl(fdOf(end), F_GETFD) & FD_CLOEXEC, 0);
+  for (void* end : {in.fd(), out.fd()}) EXPECT_FALSE(qtest::host::IsInheritable(reinterpret_cast<std::uintptr_t>(end)));
 
   auto* reader = new vekIPipeSBuf(in);
   std::istream source(reader);
@@ -54,21 +48,20 @@ TEST(LowerPipe, EndsAreClosedOnExecAndCarryBytesToEndOfFile) {
     delete buffer;  // ...and deleting flushes and closes the end
   });
   std::string got(sent.size(), 0);
-  source.read(&got[0], 5);
-  source.read(&got[5], static_cast<std::streamsize>(got.size() - 5));
-  writer.join();
+  QTEST_BOUNDED("reading the first bytes", static_cast<void>(source.read(&got[0], 5)));
+  QTEST_BOUNDED("reading all that was written",
+                static_cast<void>(source.read(&got[5], static_cast<std::streamsize>(got.size() - 5))));
+  QTEST_BOUNDED("the writer", writer.join());
   EXPECT_TRUE(got == sent);
-  EXPECT_EQ(source.get(), eof);
+  EXPECT_EQ(QTEST_BOUNDED("the end of the pipe (was the write end closed?)", source.get()), eof);
   EXPECT_EQ(reader->in_avail(), -1) << "the writer has gone";
   delete static_cast<std::basic_streambuf<char>*>(reader);
 }
 
 TEST(LowerPipe, WritingWithoutAReaderFailsWithoutSignal) {
   // The default action of SIGPIPE would end this test program.
-  struct sigaction plain {};
-  plain.sa_handler = SIG_DFL;
-  struct sigaction before {};
-  ASSERT_EQ(::sigaction(SIGPIPE, &plain, &before), 0);
+  qtest::host::DefaultBrokenPipeSignal plain;
+  ASSERT_TRUE(plain.Active());
   vekOutputPipe out;
   vekInputPipe in;
   ASSERT_TRUE(vekAnonymousPipe::Create(out, in));
@@ -92,11 +85,7 @@ TEST(LowerPipe, WritingWithoutAReaderFailsWithoutSignal) {
   EXPECT_EQ(writer.overflow('x'), eof);
   EXPECT_EQ(writer.Pending(), 7);
 
-  sigset_t pending;
-  sigemptyset(&pending);
-  ::sigpending(&pending);
-  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0) << "no SIGPIPE left behind";
-  ::sigaction(SIGPIPE, &before, nullptr);
+  EXPECT_FALSE(qtest::host::BrokenPipeSignalPending()) << "no SIGPIPE left behind";
 }
 
 TEST(PipeStream, CarriesTextWakesAReaderAndFlushesWhenTheWriterIsDeleted) {
@@ -112,7 +101,7 @@ TEST(PipeStream, CarriesTextWakesAReaderAndFlushesWhenTheWriterIsDeleted) {
     std::getline(*in, got);
   });
   *out << "wake up\n" << 42 << ' ' << std::flush;
-  reader.join();
+  QTEST_BOUNDED("the reader woken by the line", reader.join());
   EXPECT_EQ(got, "wake up");
   *out << "unflushed";
   EXPECT_EQ(in->rdbuf()->in_avail(), 3) << "only \"42 \" came; the rest is in the writer's buffer";
@@ -127,20 +116,18 @@ TEST(PipeStream, CarriesTextWakesAReaderAndFlushesWhenTheWriterIsDeleted) {
 }
 
 TEST(PipeStream, NoPipeWhenDescriptorsRunOut) {
-  rlimit saved{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
-  int probe = ::dup(0);
-  ASSERT_GE(probe, 0);
-  ::close(probe);
-  rlimit tight = saved;
-  tight.rlim_cur = static_cast<rlim_t>(probe);  // the next descriptor is over the limit
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
-  oPipeStream* out = reinterpret_cast<oPipeStream*>(&probe);
+  QTEST_POSIX_ONLY("a limit on open descriptors");
+  int untouched = 0;
+  oPipeStream* out = reinterpret_cast<oPipeStream*>(&untouched);
   iPipeStream* in = nullptr;
-  errstatus status = CreatePipeSt(&out, &in);
-  ::setrlimit(RLIMIT_NOFILE, &saved);
+  errstatus status = errOK;
+  {
+    qtest::host::NoMoreDescriptors limit;
+    ASSERT_TRUE(limit.Active());
+    status = CreatePipeSt(&out, &in);
+  }
   EXPECT_EQ(status, errPipeCreate);
-  EXPECT_TRUE(out == reinterpret_cast<oPipeStream*>(&probe) && in == nullptr) << "out-parameters untouched";
+  EXPECT_TRUE(out == reinterpret_cast<oPipeStream*>(&untouched) && in == nullptr) << "out-parameters untouched";
 }
 
 TEST(PipeBuffer, NonBlockingReadsTellNothingYetFromTheEnd) {

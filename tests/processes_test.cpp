@@ -1,16 +1,16 @@
 // Child processes: command lines, launching, waiting, signals, reaping, and
 // the ExecProcess task with its pipes.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <filesystem>
+#include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <memory>
+#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "quillon.h"
@@ -21,12 +21,8 @@ namespace {
 
 void* const kNone = reinterpret_cast<void*>(~std::uintptr_t{0});
 
-// A zombie keeps its /proc entry until it is reaped.
-bool gone(std::uint32_t pid) { return ::access(("/proc/" + std::to_string(pid)).c_str(), F_OK) != 0; }
-
-long openDescriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
+using qtest::HelperCommand;
+using qtest::host::ProcessIsGone;
 
 // Takes what waits on a signalled pipe stream; false when it has ended instead.
 bool takeWaiting(iPipeStream& stream, std::string& text) {
@@ -54,6 +50,44 @@ QTEST_HELPER(args) {
   return 0;
 }
 
+// Exits with 3 when descriptor args[0] is open on the file args[1], and
+// sleeps for 30 s otherwise.
+QTEST_HELPER(exit_if_inherited) {
+  if (qtest::host::DescriptorIsOnFile(std::stoi(args.at(0)), args.at(1))) return 3;
+  std::this_thread::sleep_for(std::chrono::seconds(30));
+  return 0;
+}
+
+// Tells its pid, then lives until its standard input ends.
+QTEST_HELPER(pid_until_input_ends) {
+  (void)args;
+  std::cout << qtest::host::ProcessId() << std::endl;
+  std::cin.ignore(std::numeric_limits<std::streamsize>::max());
+  return 0;
+}
+
+// Copies its input to its output, then complains on its error stream.
+QTEST_HELPER(copy_then_complain) {
+  (void)args;
+  std::cout << std::cin.rdbuf();
+  std::cerr << "failed\n";
+  return 0;
+}
+
+// Writes args[0] bytes of noise in pieces, each to standard output and then
+// to standard error, as tee does.
+QTEST_HELPER(same_to_both) {
+  std::minstd_rand noise(7);
+  std::string piece;
+  for (long left = std::stol(args.at(0)); left > 0; left -= static_cast<long>(piece.size())) {
+    piece.resize(static_cast<std::size_t>(std::min(left, 4096L)));
+    for (char& c : piece) c = static_cast<char>(noise());
+    if (!std::cout.write(piece.data(), static_cast<std::streamsize>(piece.size())).flush()) return 1;
+    if (!std::cerr.write(piece.data(), static_cast<std::streamsize>(piece.size())).flush()) return 1;
+  }
+  return 0;
+}
+
 TEST(CommandLine, SplitsByTheWindowsRules) {
   struct Case {
     char const* line;
@@ -72,20 +106,23 @@ TEST(CommandLine, SplitsByTheWindowsRules) {
 }
 
 TEST(LowerProcess, StatusAndExitCodeNeverReap) {
+  QTEST_POSIX_ONLY("reaping, which a zombie's entry in /proc shows");
   void* process = nullptr;
   std::uint32_t pid = 0;
-  ASSERT_TRUE(Process_Launch(&process, &pid, "sleep 30", nullptr, kNone, kNone, kNone, 1));
+  std::string const sleeper = HelperCommand("sleep", {"30000"});
+  ASSERT_TRUE(Process_Launch(&process, &pid, sleeper.c_str(), nullptr, kNone, kNone, kNone, 1));
   std::int32_t code = -5;
   EXPECT_FALSE(GetProcExitCode(process, &code) || Process_Wait(process, &code, false, true));
   vekEvent ended(new vekPROCESSEvent(process));
   ASSERT_TRUE(Process_Kill(process) && ended.Wait(10000));
   EXPECT_EQ(IsAlive(process), asNotAlive);
-  EXPECT_TRUE(GetProcExitCode(process, &code) && code == 128 + SIGKILL);
-  EXPECT_FALSE(gone(pid)) << "ended but not reaped yet";
-  ASSERT_TRUE(Process_Wait(process, &code, true, false));
-  EXPECT_TRUE(gone(pid));
+  EXPECT_TRUE(GetProcExitCode(process, &code) && code == qtest::host::kExitAfterKill);
+  EXPECT_FALSE(ProcessIsGone(pid)) << "ended but not reaped yet";
+  ASSERT_TRUE(QTEST_BOUNDED("the wait for a killed child", Process_Wait(process, &code, true, false)));
+  EXPECT_TRUE(ProcessIsGone(pid));
   code = -5;
-  EXPECT_TRUE(Process_Wait(process, &code, false, false) && code == 128 + SIGKILL) << "reaped once, the code stays";
+  EXPECT_TRUE(Process_Wait(process, &code, false, false) && code == qtest::host::kExitAfterKill)
+      << "reaped once, the code stays";
   EXPECT_FALSE(Process_Kill(process));
   Process_Free(process);
   EXPECT_FALSE(Process_Interrupt(0)) << "never the whole process group";
@@ -99,39 +136,42 @@ TEST(LowerProcess, FailedLaunchLeavesNoChildAndNoEnd) {
   };
   EXPECT_FALSE(launch("no-such-program-quillon x"));
   EXPECT_EQ(errMapError(), errSysNotFound);
+  EXPECT_FALSE(launch("  ") || launch(HelperCommand("exit", {"0"}).c_str(), 3));
+  EXPECT_TRUE(process == kNone && pid == 0u);
+
+  QTEST_POSIX_ONLY("file modes, descriptors in /proc, children in the process table");
   qtest::TempDir dir;
-  qtest::WriteFile(dir / "plain", "#!/bin/sh\nexit 0\n");
+  qtest::WriteFile(dir / "plain", "not a program\n");
   EXPECT_FALSE(launch((dir / "plain").c_str())) << "not executable";
   EXPECT_EQ(errMapError(), errSysAccessDenied);
-  EXPECT_FALSE(launch("  ") || launch("true", 3));
   EXPECT_TRUE(process == kNone && pid == 0u);
 
   ExecProcess task("no-such-program-quillon --flag", 7);
   // The pipe helper releases every end it made and writes no out-parameter.
-  long const before = openDescriptors();
+  int const before = qtest::host::OpenDescriptorCount();
   oPipeStream* toChild = reinterpret_cast<oPipeStream*>(&task);
   EXPECT_EQ(OpenPipeWithChildProc(&toChild, nullptr, nullptr, &task), errNothingYet);
   EXPECT_EQ(toChild, reinterpret_cast<oPipeStream*>(&task));
-  EXPECT_EQ(openDescriptors(), before);
-  errno = 0;
-  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
-  EXPECT_EQ(errno, ECHILD) << "a failed launch leaves no child behind";
+  EXPECT_EQ(qtest::host::OpenDescriptorCount(), before);
+  EXPECT_FALSE(qtest::host::AnyChildLeft()) << "a failed launch leaves no child behind";
 }
 
 TEST(LowerProcess, DetachedChildGetsOnlyItsStandardStreamsAndIsReapedWhenFreed) {
-  int stray = ::open("/dev/null", O_RDONLY);  // inheritable on purpose
+  QTEST_POSIX_ONLY("descriptor inheritance, sessions and zombies");
+  qtest::TempDir dir;
+  int stray = qtest::host::OpenInheritableDescriptor(dir / "stray");  // inheritable on purpose
   ASSERT_GE(stray, 3);
-  std::string const probe = "sh -c \"[ -e /proc/self/fd/" + std::to_string(stray) + " ] && exit 3; exec sleep 30\"";
+  std::string const probe = HelperCommand("exit_if_inherited", {std::to_string(stray), dir / "stray"});
   void* process = nullptr;
   std::uint32_t pid = 0;
   ASSERT_TRUE(Process_Launch(&process, &pid, probe.c_str(), nullptr, kNone, kNone, kNone, 2));
-  ::close(stray);
-  EXPECT_EQ(::getsid(static_cast<pid_t>(pid)), static_cast<pid_t>(pid)) << "a session of its own";
+  qtest::host::CloseDescriptor(stray);
+  EXPECT_EQ(qtest::host::SessionOf(pid), static_cast<long>(pid)) << "a session of its own";
   EXPECT_FALSE(qtest::WaitUntil([&] { return IsAlive(process) != asAlive; }, std::chrono::milliseconds(300)))
       << "the stray descriptor reached the child";
   Process_Free(process);
-  ASSERT_EQ(::kill(static_cast<pid_t>(pid), SIGKILL), 0);
-  EXPECT_TRUE(qtest::WaitUntil([&] { return gone(pid); })) << "left as a zombie";
+  ASSERT_TRUE(qtest::host::KillProcess(pid));
+  EXPECT_TRUE(qtest::WaitUntil([&] { return ProcessIsGone(pid); })) << "left as a zombie";
 }
 
 TEST(ExecProcessTask, ArgumentsAndInputArriveExactlyWithoutTheErrorEnd) {
@@ -147,12 +187,12 @@ TEST(ExecProcessTask, ArgumentsAndInputArriveExactlyWithoutTheErrorEnd) {
   std::string all;
   ASSERT_TRUE(readToEnd(*fromChild, all));
   EXPECT_EQ(all, expected + "and the input");
-  EXPECT_EQ(task.WaitForProcess(), 0);
+  EXPECT_EQ(QTEST_BOUNDED("the wait for the child", task.WaitForProcess()), 0);
   DeletePipe(fromChild);
 }
 
 TEST(ExecProcessTask, StateTableFromConstructionToTheFetchedCode) {
-  ExecProcess task("sh -c \"exit 5\"", 0);
+  ExecProcess task(HelperCommand("exit", {"5"}).c_str(), 0);
   // Nothing to act on before Start, nor once the code is fetched: no system call, no change.
   auto idle = [&] {
     return !task.Kill() && !task.Interrupt() && !task.IsAppAlive() && task.WaitForProcess() == 0 &&
@@ -171,7 +211,7 @@ TEST(ExecProcessTask, StateTableFromConstructionToTheFetchedCode) {
   EXPECT_EQ(ptkExecProcessEvent::cast(ended), ended);
   ASSERT_TRUE(ended->Wait(10000));
   EXPECT_FALSE(task.IsAppAlive());
-  EXPECT_EQ(task.WaitForProcess(), 5);
+  EXPECT_EQ(QTEST_BOUNDED("the wait for an ended child", task.WaitForProcess()), 5);
   EXPECT_TRUE(idle());
   EXPECT_TRUE(ended->Wait(0)) << "the event outlives the handle";
   delete ended;
@@ -186,34 +226,36 @@ TEST(ExecProcessTask, StateTableFromConstructionToTheFetchedCode) {
 }
 
 TEST(ExecProcessTask, KillAndInterruptASleepingChild) {
-  ExecProcess killed("sleep 30", 0);
+  std::string const sleeper = HelperCommand("sleep", {"30000"});
+  ExecProcess killed(sleeper.c_str(), 0);
   ASSERT_TRUE(killed.Start());
   EXPECT_TRUE(killed.IsAppAlive());
   EXPECT_EQ(killed.GetExitCode().GetExitCode(), errOK) << "running: no block, no change";
   EXPECT_TRUE(killed.Kill());
-  EXPECT_EQ(killed.WaitForProcess(), 128 + SIGKILL);
+  EXPECT_EQ(QTEST_BOUNDED("the wait for the killed child", killed.WaitForProcess()), qtest::host::kExitAfterKill);
 
-  ExecProcess interrupted("sleep 30", 0);
+  ExecProcess interrupted(sleeper.c_str(), 0);
   ASSERT_TRUE(interrupted.Start(false));
   EXPECT_TRUE(interrupted.Interrupt());
-  EXPECT_EQ(interrupted.WaitForProcess(), 128 + SIGINT);
+  EXPECT_EQ(QTEST_BOUNDED("the wait for the interrupted child", interrupted.WaitForProcess()),
+            qtest::host::kExitAfterInterrupt);
 }
 
 TEST(ExecProcessTask, DestroyedObjectLeavesTheChildRunningAndNoZombie) {
+  QTEST_POSIX_ONLY("zombies");
   oPipeStream* toChild = nullptr;
   iPipeStream* fromChild = nullptr;
   iPipeStream* errFromChild = nullptr;
   std::uint32_t pid = 0;
   {
-    // Tells its pid, then lives until its standard input ends.
-    ExecProcess task("sh -c \"echo $$; exec cat >/dev/null\"", 7);
+    ExecProcess task(HelperCommand("pid_until_input_ends").c_str(), 7);
     ASSERT_EQ(OpenPipeWithChildProc(&toChild, &fromChild, &errFromChild, &task), errOK);
-    *fromChild >> pid;
+    QTEST_BOUNDED("the child's pid", static_cast<void>(*fromChild >> pid));
     ASSERT_GT(pid, 0u);
   }
-  EXPECT_FALSE(gone(pid)) << "the child runs on";
+  EXPECT_FALSE(ProcessIsGone(pid)) << "the child runs on";
   DeletePipe(toChild);  // its input ends, so it ends
-  EXPECT_TRUE(qtest::WaitUntil([&] { return gone(pid); })) << "left as a zombie";
+  EXPECT_TRUE(qtest::WaitUntil([&] { return ProcessIsGone(pid); })) << "left as a zombie";
   DeletePipe(fromChild);
   DeletePipe(errFromChild);
 }
@@ -222,12 +264,12 @@ TEST(ExecProcessTask, AssignedStreamsAreTakenWhereAllowedAndTheLastWins) {
   oPipeStream* writers[2];
   iPipeStream* readers[2];
   for (int i = 0; i < 2; ++i) ASSERT_EQ(CreatePipeSt(&writers[i], &readers[i]), errOK);
-  ExecProcess limited("sh -c \"echo to-out >/dev/null; echo to-err >&2\"", 5);
+  ExecProcess limited(HelperCommand("print-error", {"to-err"}).c_str(), 5);
   limited.AssignCout(oAssignableStream(*writers[0]));  // not allowed: ignored
   limited.AssignCerr(oAssignableStream(*writers[0]));
   limited.AssignCerr(oAssignableStream(*writers[1]));
   ASSERT_TRUE(limited.Start());
-  EXPECT_EQ(limited.WaitForProcess(), 0);
+  EXPECT_EQ(QTEST_BOUNDED("the wait for the child", limited.WaitForProcess()), 0);
   std::string text[2];
   for (int i = 0; i < 2; ++i) {
     DeletePipe(writers[i]);
@@ -242,20 +284,20 @@ TEST(ExecProcessTask, AssignedStreamsAreTakenWhereAllowedAndTheLastWins) {
   std::ifstream source(dir / "in");
   std::ofstream sink(dir / "out");
   std::fstream both(dir / "err", std::ios::in | std::ios::out | std::ios::trunc);
-  ExecProcess task("sh -c \"cat; echo failed >&2\"", 7);
+  ExecProcess task(HelperCommand("copy_then_complain").c_str(), 7);
   task.AssignCin(iAssignableStream(source));
   task.AssignCout(oAssignableStream(sink));
   task.AssignCerr(oAssignableStream(both));
   ASSERT_TRUE(task.Start());
-  EXPECT_EQ(task.WaitForProcess(), 0);
+  EXPECT_EQ(QTEST_BOUNDED("the wait for the child on files", task.WaitForProcess()), 0);
   EXPECT_EQ(qtest::ReadFile(dir / "out"), "line one\nline two\n");
   EXPECT_EQ(qtest::ReadFile(dir / "err"), "failed\n");
 }
 
 TEST(ExecProcessTask, LargeOutputOnBothStreamsReadByEvents) {
-  // tee writes each piece to both streams in turn: a parent that reads only one blocks both.
+  // Each piece goes to both streams in turn: a parent that reads only one blocks both.
   std::size_t const size = 3u << 20;
-  ExecProcess task(("sh -c \"head -c " + std::to_string(size) + " /dev/urandom | tee /dev/stderr\"").c_str(), 7);
+  ExecProcess task(HelperCommand("same_to_both", {std::to_string(size)}).c_str(), 7);
   oPipeStream* toChild = nullptr;
   iPipeStream* streams[2] = {nullptr, nullptr};
   ASSERT_EQ(OpenPipeWithChildProc(&toChild, &streams[0], &streams[1], &task), errOK);
@@ -271,7 +313,7 @@ TEST(ExecProcessTask, LargeOutputOnBothStreamsReadByEvents) {
     if (i == first) ++first; else --count;
   }
   EXPECT_TRUE(got[0].size() == size && got[0] == got[1]);
-  EXPECT_EQ(task.WaitForProcess(), 0);
+  EXPECT_EQ(QTEST_BOUNDED("the wait for the child", task.WaitForProcess()), 0);
   for (int i = 0; i < 2; ++i) {
     delete events[i];
     DeletePipe(streams[i]);

@@ -1,12 +1,9 @@
 // Sockets: the lower socket calls, socket streams and framed messages, the
 // servers and their loops, and stream buffers over sockets. Everything runs
 // on 127.0.0.1 with ports the system picks; every wait is bounded.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <atomic>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <future>
@@ -19,7 +16,6 @@
 
 namespace {
 
-using std::chrono::seconds;
 using Stream = std::unique_ptr<psockStream>;
 
 // Takes the first connection it is given and ends the loop.
@@ -42,15 +38,13 @@ Connection Connect() {
   Connection c;
   c.client.reset(psockServer::Connect("127.0.0.1", listener.GetPort()));
   EXPECT_NE(c.client, nullptr);
-  listener.AcceptAndExecute();
+  QTEST_BOUNDED("accepting the client", listener.AcceptAndExecute());
   c.server = std::move(listener.taken);
   return c;
 }
 
-int Fd(psockStream& s) { return static_cast<int>(s.getSock()); }
-
 void SendRaw(psockStream& s, std::string const& bytes) {
-  ASSERT_EQ(::send(Fd(s), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+  ASSERT_TRUE(qtest::host::SendAll(s.getSock(), bytes.data(), bytes.size()));
 }
 
 dsXArray<char>& Fill(dsXArray<char>& a, std::string const& bytes) {
@@ -63,7 +57,7 @@ std::string Bytes(dsXArray<char> const& a) { return std::string(a.GetDataPtr(), 
 // Reads one frame and gives its payload, or "<failed>".
 std::string Frame(psockStream& s) {
   dsXArray<char> a;
-  return Read(s, a) == errOK ? Bytes(a) : "<failed>";
+  return QTEST_BOUNDED("the framed read (past the frame's end?)", Read(s, a)) == errOK ? Bytes(a) : "<failed>";
 }
 
 std::string Pattern(int n) {
@@ -76,10 +70,14 @@ std::string Pattern(int n) {
 
 TEST(SocketStream, LowerCallsSelectEventsExactReadsAndClose) {
   Connection c = Connect();
-  for (psockStream* s : {c.client.get(), c.server.get()}) EXPECT_NE(::fcntl(Fd(*s), F_GETFD) & FD_CLOEXEC, 0);
-  // The platform's own option numbers mean nothing to the wrapper.
+  for (psockStream* s : {c.client.get(), c.server.get()}) EXPECT_FALSE(qtest::host::IsInheritable(s->getSock()));
+  // Where the platform's own option numbers differ from the wrapper's, they mean nothing to it.
   int on = 1;
-  EXPECT_EQ(vek_setsockopt(c.client->getSock(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), -1);
+  if (qtest::host::kSocketLevel != vekSolSocket || qtest::host::kReuseAddressOption != vekSoReuseAddr) {
+    EXPECT_EQ(vek_setsockopt(c.client->getSock(), qtest::host::kSocketLevel, qtest::host::kReuseAddressOption, &on,
+                             sizeof on),
+              -1);
+  }
 
   vekSocketEvent readable(c.server.get(), vekSelectEvent::Readable);
   EXPECT_FALSE(readable.Wait(0));
@@ -92,18 +90,20 @@ TEST(SocketStream, LowerCallsSelectEventsExactReadsAndClose) {
   c.client->CloseSocket();
   char buffer[16];
   int n = 16;
-  EXPECT_EQ(Read(*c.server, buffer, n), errSysPeerClosed);
+  EXPECT_EQ(QTEST_BOUNDED("the exact read (the peer's close not seen?)", Read(*c.server, buffer, n)), errSysPeerClosed);
   EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(n)), "xhello");
 
   // Sends to the closed peer: the first may still be taken; a later one meets
   // the reset without a signal.
   std::string block(65536, 'x');
-  int result = 0;
-  for (int i = 0; i < 100 && result >= 0; ++i) {
-    result = vek_send(c.server->getSock(), block.data(), static_cast<long long>(block.size()), 0);
-  }
+  auto const [result, status] = QTEST_BOUNDED("sending to the closed peer", [&] {
+    int sent = 0;
+    for (int i = 0; i < 100 && sent >= 0; ++i) {
+      sent = vek_send(c.server->getSock(), block.data(), static_cast<long long>(block.size()), 0);
+    }
+    return std::make_pair(sent, errMapError());  // the last error belongs to this thread
+  }());
   EXPECT_EQ(result, -1);
-  errstatus status = errMapError();
   EXPECT_TRUE(status == errSysBrokenPipe || status == errSysConnReset) << status;
   c.server->CloseSocket();
   c.server->CloseSocket();
@@ -119,15 +119,16 @@ TEST(SocketFrame, LayoutIsCountThenPayloadAndEmptyFramesAddNothing) {
   EXPECT_EQ(Write(*c.client, empty), errOK);
   char raw[11];
   int n = 11;
-  EXPECT_EQ(Read(*c.server, raw, n), errOK);
+  EXPECT_EQ(QTEST_BOUNDED("the exact read of both frames", Read(*c.server, raw, n)), errOK);
   EXPECT_EQ(std::string(raw, 11), std::string("\0\0\0\3abc\0\0\0\0", 11));
 
   SendRaw(*c.client, std::string("\0\0\0\0\0\0\0\3xyz", 11));
   dsXArray<char> received;
   Fill(received, "12345");
-  EXPECT_EQ(Read(*c.server, received), errOK);  // the empty frame adds nothing
+  // A wrong byte order would take the second count for 50 million bytes.
+  EXPECT_EQ(QTEST_BOUNDED("the empty frame's read", Read(*c.server, received)), errOK);  // adds nothing
   EXPECT_EQ(Bytes(received), "12345");
-  EXPECT_EQ(Read(*c.server, received), errOK);
+  EXPECT_EQ(QTEST_BOUNDED("the framed read after the empty frame", Read(*c.server, received)), errOK);
   EXPECT_EQ(Bytes(received), "12345xyz");
 }
 
@@ -142,7 +143,7 @@ TEST(SocketFrame, BackToBackLargeAndByteByByteFramesArriveWhole) {
 
   std::thread writer([&] {
     for (char byte : std::string("\0\0\0\x0a", 4) + "0123456789") {
-      ::send(Fd(*c.client), &byte, 1, MSG_NOSIGNAL);
+      qtest::host::SendAll(c.client->getSock(), &byte, 1);
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
   });
@@ -155,7 +156,7 @@ TEST(SocketFrame, PeerClosingMidFrameGives41AndStopsTheStream) {
   SendRaw(*c.client, std::string("\0\0\0\x0a", 4) + "abcd");
   c.client->CloseSocket();
   dsXArray<char> a;
-  EXPECT_EQ(Read(*c.server, a), errFramedReceive);
+  EXPECT_EQ(QTEST_BOUNDED("the framed read cut by the close", Read(*c.server, a)), errFramedReceive);
   EXPECT_EQ(Bytes(a), "abcd");  // the chunk that came stays
   // The failure is kept: a write, which the closed peer would still take, fails.
   EXPECT_EQ(Write(*c.server, a), errSysPeerClosed);
@@ -168,7 +169,8 @@ TEST(SocketFrame, PeerClosingMidFrameGives41AndStopsTheStream) {
   SendRaw(*huge.client, std::string("\x7f\xff\xff\xff", 4) + Pattern(100));
   huge.client->CloseSocket();
   dsXArray<char> partial;
-  EXPECT_EQ(Read(*huge.server, partial), errFramedReceive);
+  EXPECT_EQ(QTEST_BOUNDED("the framed read of a huge count cut by the close", Read(*huge.server, partial)),
+            errFramedReceive);
   EXPECT_EQ(Bytes(partial), Pattern(100));
   EXPECT_LT(partial.GetCapacity(), 4096u);
 }
@@ -196,13 +198,13 @@ using NonBlocking = Counting<psockNonBlockingServer>;
 TEST(SocketServer, BacklogVariableIsReadAndReported) {
   for (auto const& c : {std::make_pair("", ""), std::make_pair("3", "RTF: Backlog set to 5\n"),
                         std::make_pair("1000", "RTF: Backlog set to 1000\n")}) {
-    *c.first ? ::setenv("VRN_FSERV_BACKLOG", c.first, 1) : ::unsetenv("VRN_FSERV_BACKLOG");
+    qtest::host::SetEnv("VRN_FSERV_BACKLOG", *c.first ? c.first : nullptr);
     NonBlocking server;
     testing::internal::CaptureStdout();
     EXPECT_TRUE(server.Initialize(SystemAssigned));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), c.second);
   }
-  ::unsetenv("VRN_FSERV_BACKLOG");
+  qtest::host::SetEnv("VRN_FSERV_BACKLOG", nullptr);
 }
 
 TEST(SocketServer, FailuresPrintTheirMessages) {
@@ -218,25 +220,26 @@ TEST(SocketServer, FailuresPrintTheirMessages) {
   // A failed wait (nothing to wait on) prints its diagnostics and ends the loop.
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
-  never.WaitAndProcess(1500);
+  QTEST_BOUNDED("a wait of 1.5 s with nothing to wait on", never.WaitAndProcess(1500));
   std::string const out = testing::internal::GetCapturedStdout();
   std::string const err = testing::internal::GetCapturedStderr();
   EXPECT_EQ(out, "Failure on connection's socket: " + std::to_string(errSysInvalidArgument) +
-                     "\nwaittime = (1,500000)\nmsec = 1500\nLastError = " + std::to_string(EINVAL) + "\n");
+                     "\nwaittime = (1,500000)\nmsec = 1500\nLastError = " +
+                     std::to_string(qtest::host::kErrorInvalidArgument) + "\n");
   EXPECT_EQ(err.rfind("Socket failed: : ", 0), 0u) << err;
 }
 
 TEST(SocketServer, NonBlockingRunServesWhatWaitsThenIdlesOnce) {
   NonBlocking server;
   ASSERT_TRUE(server.Initialize(SystemAssigned));
-  server.Run();
+  QTEST_BOUNDED("a non-blocking run with nothing waiting", server.Run());
   EXPECT_EQ(server.handled, 0);
   EXPECT_EQ(server.idle, 1);
   Stream a(psockServer::Connect("127.0.0.1", server.GetPort()));
   Stream b(psockServer::Connect("localhost", server.GetPort()));
   ASSERT_TRUE(a && b);
   EXPECT_TRUE(server.IsConnectionReceived());
-  server.Run();
+  QTEST_BOUNDED("a non-blocking run with two clients waiting", server.Run());
   EXPECT_EQ(server.handled, 2);
   EXPECT_EQ(server.idle, 2);
   EXPECT_EQ(psockServer::Connect("no-such-host.invalid", 80), nullptr);
@@ -274,7 +277,7 @@ TEST(SocketServer, BlockingServerAnswersUntilAHandlerEndsIt) {
   EXPECT_EQ(Ask(server.GetPort(), "one"), "one");
   EXPECT_EQ(Ask(server.GetPort(), Pattern(10000)), Pattern(10000));
   EXPECT_EQ(Ask(server.GetPort(), "stop"), "stop");
-  ASSERT_EQ(running.wait_for(seconds(10)), std::future_status::ready);
+  QTEST_BOUNDED("the server loop that its handler ended", running.get());
 }
 
 TEST(SocketService, StopEndsTheLoopAfterWaitingWorkAndPauseHoldsIt) {
@@ -283,7 +286,8 @@ TEST(SocketService, StopEndsTheLoopAfterWaitingWorkAndPauseHoldsIt) {
   Counting<psockService> once(stopped, 20);
   ASSERT_TRUE(once.Initialize(SystemAssigned));
   Stream waiting(psockServer::Connect("127.0.0.1", once.GetPort()));
-  once.Run();  // serves the waiting client, then stops at the first timeout
+  // Serves the waiting client, then stops at the first timeout.
+  QTEST_BOUNDED("the loop of a stopped service", once.Run());
   EXPECT_EQ(once.handled, 1);
   EXPECT_EQ(once.idle, 1);
 
@@ -300,7 +304,7 @@ TEST(SocketService, StopEndsTheLoopAfterWaitingWorkAndPauseHoldsIt) {
   EXPECT_TRUE(qtest::WaitUntil([&] { return server.handled == 1; }));
   service.Pause();
   service.Stop();  // a stop also ends a pause
-  ASSERT_EQ(running.wait_for(seconds(10)), std::future_status::ready);
+  QTEST_BOUNDED("the paused loop after a stop", running.get());
 }
 
 // --- stream buffers ----------------------------------------------------------
@@ -318,7 +322,7 @@ TEST(SocketBuffer, IoStreamRoundTripsFlushesWhenDestroyedAndSendsBeforeReading) 
     std::istream text(&in);
     std::string word;
     int number = 0;
-    text >> word >> number;
+    QTEST_BOUNDED("reading what the destroyed stream should have flushed", static_cast<void>(text >> word >> number));
     EXPECT_EQ(word, "hello");
     EXPECT_EQ(number, 42);
   }
@@ -331,9 +335,9 @@ TEST(SocketBuffer, IoStreamRoundTripsFlushesWhenDestroyedAndSendsBeforeReading) 
   ioSockStream io(*c.client);
   io << "ping\n";  // no flush: reading sends it
   std::string reply;
-  std::getline(io, reply);
+  QTEST_BOUNDED("the reply (was the request sent before reading?)", static_cast<void>(std::getline(io, reply)));
   EXPECT_EQ(reply, "re: ping");
-  peer.join();
+  QTEST_BOUNDED("the peer's end", peer.join());
 }
 
 // A buffer over a string, whose Write takes at most two bytes a call.

@@ -1,6 +1,5 @@
 // The owning string, its byte-level functions and the string utilities.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <clocale>
 #include <iomanip>
@@ -8,6 +7,7 @@
 #include <string>
 
 #include "quillon.h"
+#include "testsupport.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ TEST(StringsOwning, SharedBufferOnlyForNoText) {
   EXPECT_EQ((std::string{OnShared(def), OnShared(dsString(noText)), OnShared(dsString(noText, noText)),
                          OnShared(dsString("abc", 0u)), OnShared(dsString("", 5u)), OnShared(dsString(def)),
                          OnShared(dsString(static_cast<wchar_t const*>(nullptr))), OnShared(dsString(L"")),
-                         OnShared(dsString(L"caf\u00e9")),  // the C locale has no U+00E9
+                         OnShared(dsString(L"caf\u20ac")),  // no C locale has U+20AC
                          OnShared(fromEmpty), OnShared(dsString("", noText)), OnShared(dsString(fromEmpty)),
                          OnShared(assigned)}),
             "1111111110000");
@@ -114,13 +114,12 @@ TEST(StringsUtilities, PlainCopiesNumbersAndEnvironment) {
     EXPECT_STREQ(s, c.text);
   }
 
-  std::string name = "QUILLON_STRINGS_TEST_" + std::to_string(::getpid());
+  std::string name = "QUILLON_STRINGS_TEST_" + std::to_string(qtest::host::ProcessId());
   dsString value("kept");
   EXPECT_FALSE(Getenv(name.c_str(), value) || Getenv(nullptr, value));
   EXPECT_STREQ(value, "kept");
-  ASSERT_EQ(::setenv(name.c_str(), "", 1), 0);
+  qtest::EnvVar empty(name.c_str(), "");
   EXPECT_TRUE(Getenv(name.c_str(), value) && value.IsEmpty());
-  ::unsetenv(name.c_str());
 }
 
 // Reads every field of list as "[field]...".

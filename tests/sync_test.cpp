@@ -1,11 +1,8 @@
 // Locks and semaphores with real threads; every wait is bounded.
 #include <gtest/gtest.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <thread>
 #include <vector>
 
@@ -20,12 +17,10 @@ using namespace std::chrono_literals;
 // come back in time (a TryLock that blocks) fails the test.
 template <typename Body>
 auto OnOtherThread(Body body) {
-  auto result = std::async(std::launch::async, body);
-  EXPECT_EQ(result.wait_for(10s), std::future_status::ready);
-  return result.get();
+  return QTEST_BOUNDED("a call on another thread (a TryLock that waits?)", body());
 }
 
-bool IdIsOwnKernelId() { return vekGetCurrentThreadId() == static_cast<std::uint32_t>(::syscall(SYS_gettid)); }
+bool IdIsOwnKernelId() { return vekGetCurrentThreadId() == qtest::host::ThreadId(); }
 
 TEST(SyncMutex, RecursionAndOwnership) {
   // Owners are told apart by kernel thread ids, each thread keeping its own.
@@ -61,7 +56,7 @@ TEST(SyncMutex, TryLockNeverWaitsForAnOwnerOrAWaiter) {
   std::this_thread::sleep_for(20ms);  // gives the waiter time to block in Lock
   EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
   EXPECT_TRUE(mutex.Unlock());
-  waiter.join();
+  QTEST_BOUNDED("the waiter, once the lock was free", waiter.join());
   EXPECT_TRUE(mutex.TryLock() && mutex.Unlock());
 }
 
@@ -84,7 +79,7 @@ TEST(SyncMutex, MixedLockAndTryLockKeepExclusion) {
       }
     });
   }
-  for (auto& worker : workers) worker.join();
+  for (auto& worker : workers) QTEST_BOUNDED("a contender for the lock", worker.join());
   EXPECT_TRUE(mutex.TryLock() && mutex.Unlock()) << "contenders went back to 0";
 }
 
@@ -97,7 +92,7 @@ TEST(SyncSemaphore, StartsFullAndIsAPoolOfUnits) {
   EXPECT_FALSE(free.Wait(20));
   std::thread taker([&] { EXPECT_TRUE(pool.Decrement()); });  // waits: the pool is empty
   EXPECT_TRUE(pool.Increment());
-  taker.join();
+  QTEST_BOUNDED("the taker, once a unit was back", taker.join());
   EXPECT_TRUE(pool.Increment());
   EXPECT_TRUE(free.Wait(5000));  // a unit is free; waiting took none
   EXPECT_TRUE(pool.Increment());
@@ -123,7 +118,7 @@ TEST(SyncSemaphore, HoldersNeverExceedThePoolUnderContention) {
       }
     });
   }
-  for (auto& worker : workers) worker.join();
+  for (auto& worker : workers) QTEST_BOUNDED("a contender for the units", worker.join());
   EXPECT_FALSE(pool.Increment());  // every unit came back
 }
 

@@ -1,11 +1,8 @@
 // Tasks on real threads. Every wait is bounded; a task object outlives its body.
 #include <gtest/gtest.h>
-#include <pthread.h>
-#include <sys/resource.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <utility>
@@ -89,20 +86,7 @@ TEST(TasksThread, RecordsOnlyWhatTheBodyWritesAndKillEndsASecondThread) {
 // A thread cannot be made once the address space has no room for its stack.
 QTEST_HELPER(start_without_room) {
   (void)args;
-  std::ifstream statm("/proc/self/statm");
-  unsigned long pages = 0;
-  statm >> pages;
-  // Room for half a default thread stack: enough for small allocations, not
-  // for the stack of a new thread.
-  pthread_attr_t defaults;
-  std::size_t stack = 0;
-  if (pthread_getattr_default_np(&defaults) != 0) return 2;
-  pthread_attr_getstacksize(&defaults, &stack);
-  pthread_attr_destroy(&defaults);
-  rlimit limit{};
-  getrlimit(RLIMIT_AS, &limit);
-  limit.rlim_cur = pages * static_cast<unsigned long>(sysconf(_SC_PAGESIZE)) + stack / 2;
-  if (setrlimit(RLIMIT_AS, &limit) != 0) return 2;
+  if (!qtest::host::LeaveNoRoomForAThread()) return 2;
   auto failed = [](pmThread& task) {
     return !task.Start() && task.GetExitStatus().GetExitCode() == errThreadCreate && !task.GetExitStatus().IsAlive();
   };
@@ -115,6 +99,7 @@ QTEST_HELPER(start_without_room) {
 }
 
 TEST(TasksStart, FailedStartRecordsThreadCreationInEveryKindOfTask) {
+  QTEST_POSIX_ONLY("a limit on the address space");
   EXPECT_EQ(qtest::RunProgram({qtest::SelfPath(), "--helper", "start_without_room"}), 0);
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 namespace qtest {
+void PrepareRunDirectory();
 int RunHelperIfAsked(int argc, char** argv, bool* asked);
 }
 
@@ -10,6 +11,7 @@ int RunHelperIfAsked(int argc, char** argv, bool* asked);
 extern "C" __attribute__((visibility("default"), used)) char const* __asan_default_options() { return "allocator_may_return_null=1"; }
 
 int main(int argc, char** argv) {
+  qtest::PrepareRunDirectory();
   bool asked = false;
   int helperStatus = qtest::RunHelperIfAsked(argc, argv, &asked);
   if (asked) return helperStatus;

@@ -1,45 +1,80 @@
 #include "testsupport.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <gtest/gtest.h>
 
-#include <cerrno>
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 
-extern char** environ;
-
 namespace qtest {
 
-TempDir::TempDir() {
-  char const* base = std::getenv("TMPDIR");
-  std::string pattern = std::string(base != nullptr && *base != 0 ? base : "/tmp") +
-                        "/quillon-test-XXXXXX";
-  std::vector<char> buffer(pattern.begin(), pattern.end());
-  buffer.push_back(0);
-  if (mkdtemp(buffer.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path = buffer.data();
+namespace {
+
+// Children find the run's directory here.
+char const kRunDirectoryVariable[] = "QTEST_RUN_DIRECTORY";
+
+// The directory that holds every TempDir of one run of a test program. The
+// program makes it at its start and hands it to its children (helper modes,
+// death tests) through the environment; the program that made it removes it
+// with everything in it when it ends. So a child that ends without its
+// destructors (abort, kill, _exit) still leaves nothing behind.
+struct RunDirectory {
+  std::string path;
+  std::uint32_t owner = 0;  // the process that made it, and removes it
+};
+
+RunDirectory& Run() {
+  static RunDirectory run;
+  return run;
 }
 
-TempDir::~TempDir() {
+void RemoveRunDirectory() {
+  RunDirectory& run = Run();
+  // A forked child that calls exit() must not take its parent's directory.
+  if (run.owner != host::ProcessId() || run.path.empty()) return;
+  RemoveTree(run.path);
+  run.path.clear();
+}
+
+}  // namespace
+
+void PrepareRunDirectory() {
+  std::error_code ignored;
+  char const* inherited = std::getenv(kRunDirectoryVariable);
+  if (inherited != nullptr && std::filesystem::is_directory(inherited, ignored)) {
+    Run().path = inherited;
+    return;
+  }
+  Run().path = host::MakeUniqueDirectory(host::TempFolder(), "quillon-test-");
+  if (Run().path.empty()) return;  // every TempDir will fail
+  Run().owner = host::ProcessId();
+  host::SetEnv(kRunDirectoryVariable, Run().path.c_str());
+  std::atexit(RemoveRunDirectory);
+}
+
+TempDir::TempDir() : path(host::MakeUniqueDirectory(Run().path, "dir-")) {
+  if (Run().path.empty() || path.empty()) throw std::runtime_error("cannot make a temporary directory");
+}
+
+TempDir::~TempDir() { RemoveTree(path); }
+
+void RemoveTree(std::string const& path) {
+  namespace fs = std::filesystem;
   std::error_code ignored;
   // Make everything removable first: a test may leave read-only entries.
-  for (auto it = std::filesystem::recursive_directory_iterator(path, ignored);
-       it != std::filesystem::recursive_directory_iterator(); it.increment(ignored)) {
-    if (it->is_directory(ignored) && !it->is_symlink(ignored)) {
-      std::filesystem::permissions(it->path(), std::filesystem::perms::owner_all,
-                                   std::filesystem::perm_options::add, ignored);
+  for (auto it = fs::recursive_directory_iterator(path, ignored); it != fs::recursive_directory_iterator();
+       it.increment(ignored)) {
+    if (!it->is_symlink(ignored)) {
+      fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
     }
   }
-  std::filesystem::remove_all(path, ignored);
+  fs::remove_all(path, ignored);
 }
 
 void WriteFile(std::string const& path, std::string const& bytes) {
@@ -55,6 +90,28 @@ std::string ReadFile(std::string const& path) {
   return text.str();
 }
 
+std::string Neutral(std::string path) {
+  std::replace(path.begin(), path.end(), host::kSeparator, '|');
+  return path;
+}
+
+std::string Native(std::string path) {
+  std::replace(path.begin(), path.end(), '/', host::kSeparator);
+  return path;
+}
+
+EnvVar::EnvVar(char const* name, char const* value) : name(name) {
+  if (char const* old = std::getenv(name)) saved = old;
+  Set(value);
+}
+
+EnvVar::~EnvVar() { Set(saved ? saved->c_str() : nullptr); }
+
+Locale::Locale(char const* name)
+    : saved(std::setlocale(LC_ALL, nullptr)), ok(std::setlocale(LC_ALL, name) != nullptr) {}
+
+Locale::~Locale() { std::setlocale(LC_ALL, saved.c_str()); }
+
 bool WaitUntil(std::function<bool()> const& condition, std::chrono::milliseconds limit) {
   auto const deadline = std::chrono::steady_clock::now() + limit;
   for (;;) {
@@ -64,74 +121,54 @@ bool WaitUntil(std::function<bool()> const& condition, std::chrono::milliseconds
   }
 }
 
-std::string SelfPath() {
-  std::error_code ignored;
-  return std::filesystem::read_symlink("/proc/self/exe", ignored).string();
-}
+std::string SelfPath() { return host::ExecutablePath(); }
 
-namespace {
-
-std::map<std::string, HelperMain>& helpers() {
-  static std::map<std::string, HelperMain> table;
-  return table;
-}
-
-}  // namespace
-
-bool RegisterHelper(char const* name, HelperMain body) {
-  helpers()[name] = body;
-  return true;
-}
-
-int RunHelperIfAsked(int argc, char** argv, bool* asked) {
-  *asked = argc >= 3 && std::string(argv[1]) == "--helper";
-  if (!*asked) return 0;
-  auto found = helpers().find(argv[2]);
-  if (found == helpers().end()) return 99;
-  return found->second(std::vector<std::string>(argv + 3, argv + argc));
-}
-
-int RunProgram(std::vector<std::string> const& argv, std::string* output,
-               std::chrono::milliseconds limit) {
-  int pipeEnds[2] = {-1, -1};
-  if (output != nullptr && pipe2(pipeEnds, O_CLOEXEC) != 0) return -1;
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  if (output != nullptr) posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
-  std::vector<char*> args;
-  for (auto const& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-  args.push_back(nullptr);
-  pid_t pid = 0;
-  int rc = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (output != nullptr) close(pipeEnds[1]);
-  if (rc != 0) {
-    if (output != nullptr) close(pipeEnds[0]);
-    return -1;
+std::string CommandLine(std::vector<std::string> const& argv) {
+  std::string line;
+  for (std::size_t i = 0; i < argv.size(); ++i) {
+    if (i > 0) line += ' ';
+    std::string const& arg = argv[i];
+    if (!arg.empty() && arg.find_first_of(" \t\"") == std::string::npos) {
+      line += arg;
+      continue;
+    }
+    // Inside quotes, backslashes count only before a quote: double those, and
+    // the ones before the closing quote.
+    line += '"';
+    std::size_t backslashes = 0;
+    for (char c : arg) {
+      if (c == '\\') {
+        ++backslashes;
+        continue;
+      }
+      line.append(c == '"' ? 2 * backslashes + 1 : backslashes, '\\');
+      backslashes = 0;
+      line += c;
+    }
+    line.append(2 * backslashes, '\\');
+    line += '"';
   }
-  if (output != nullptr) fcntl(pipeEnds[0], F_SETFL, O_NONBLOCK);
-  auto drain = [&] {
-    if (output == nullptr) return;
-    char chunk[4096];
-    ssize_t n;
-    while ((n = read(pipeEnds[0], chunk, sizeof chunk)) > 0) output->append(chunk, n);
-  };
-  int status = 0;
-  bool const ended = WaitUntil(
-      [&] {
-        drain();
-        return waitpid(pid, &status, WNOHANG) == pid;
-      },
-      limit);
-  if (!ended) {
-    kill(pid, SIGKILL);
-    waitpid(pid, &status, 0);
-  }
-  drain();
-  if (output != nullptr) close(pipeEnds[0]);
-  if (!ended) return -1;
-  if (WIFEXITED(status)) return WEXITSTATUS(status);
-  return 128 + WTERMSIG(status);
+  return line;
+}
+
+std::string HelperCommand(std::string const& mode, std::vector<std::string> const& args) {
+  std::vector<std::string> argv{SelfPath(), "--helper", mode};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return CommandLine(argv);
+}
+
+int RunProgram(std::vector<std::string> const& argv, std::string* output, std::chrono::milliseconds limit,
+               std::string const& input, std::string* errors) {
+  return host::RunProgram(argv, input, output, errors, limit);
+}
+
+void EndStuckTest(char const* file, int line, char const* what) {
+  ADD_FAILURE_AT(file, line) << what << " did not come back within " << kStuckAfter.count()
+                             << " s; the test program ends here, since the stuck step still holds the test's objects";
+  std::fflush(stdout);
+  std::fflush(stderr);
+  RemoveRunDirectory();
+  std::_Exit(1);
 }
 
 }  // namespace qtest

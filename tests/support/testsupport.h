@@ -1,15 +1,23 @@
-// Helpers shared by the test suites.
+// Helpers shared by the test suites. Nothing here depends on the host: what
+// does lives behind platform.h.
 #ifndef QUILLON_TESTSUPPORT_H
 #define QUILLON_TESTSUPPORT_H
 
 #include <chrono>
 #include <functional>
+#include <future>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "platform.h"
 
 namespace qtest {
 
 // A fresh directory for one test, removed with everything in it at the end.
+// Every one lies inside the directory of the test program's run (see
+// testsupport.cpp), which goes when the program ends, so that a child that dies
+// with its directory (a death test, a killed helper) leaves nothing behind.
 class TempDir {
  public:
   TempDir();
@@ -19,14 +27,44 @@ class TempDir {
 
   std::string const& Path() const { return path; }
   // Path of a name inside the directory.
-  std::string operator/(std::string const& name) const { return path + "/" + name; }
+  std::string operator/(std::string const& name) const { return path + host::kSeparator + name; }
 
  private:
   std::string path;
 };
 
+// Removes a directory and everything in it, read-only entries included;
+// follows no link.
+void RemoveTree(std::string const& path);
+
 void WriteFile(std::string const& path, std::string const& bytes);
 std::string ReadFile(std::string const& path);
+
+// The neutral form of a native path: each native separator becomes '|'.
+std::string Neutral(std::string path);
+// A native path written with '/' in a test: each '/' becomes the host's separator.
+std::string Native(std::string path);
+
+// Sets (or, with null, removes) an environment variable and puts the old value back.
+struct EnvVar {
+  EnvVar(char const* name, char const* value);
+  ~EnvVar();
+  EnvVar(EnvVar const&) = delete;
+  EnvVar& operator=(EnvVar const&) = delete;
+  void Set(char const* value) { host::SetEnv(name, value); }
+  char const* name;
+  std::optional<std::string> saved;
+};
+
+// Switches the process's C locale while it lives and puts the old one back.
+struct Locale {
+  explicit Locale(char const* name);
+  ~Locale();
+  Locale(Locale const&) = delete;
+  Locale& operator=(Locale const&) = delete;
+  std::string saved;
+  bool ok;
+};
 
 // Polls condition every few milliseconds until it holds or the time is up.
 bool WaitUntil(std::function<bool()> const& condition,
@@ -36,14 +74,42 @@ bool WaitUntil(std::function<bool()> const& condition,
 std::string SelfPath();
 
 // A helper mode: the test binary run as "<binary> --helper <name> args...".
+// Every suite has these: print-args (each argument on a line of standard
+// output), print-error (the same on standard error), copy-input (standard
+// input to standard output, to its end), sleep <milliseconds>, exit <code>.
 using HelperMain = int (*)(std::vector<std::string> const& args);
 bool RegisterHelper(char const* name, HelperMain body);
 
-// Runs a program (argv[0] found on PATH) to its end, with a time limit.
-// Returns its exit status, or -1 if it did not end in time (it is killed then)
-// or could not start. Standard output is collected when output is not null.
+// A command line, each argument quoted by the Windows rules for command lines,
+// which the library reads on every host.
+std::string CommandLine(std::vector<std::string> const& argv);
+// The command line that re-runs this program in a helper mode, for
+// Process_Launch and ExecProcess.
+std::string HelperCommand(std::string const& mode, std::vector<std::string> const& args = {});
+
+// Runs a program (argv[0] found on PATH) to its end, with a time limit and
+// input on its standard input. Returns its exit status, or -1 if it did not
+// end in time (it is killed then) or could not start. Standard output and
+// error are collected where output and errors are not null.
 int RunProgram(std::vector<std::string> const& argv, std::string* output = nullptr,
-               std::chrono::milliseconds limit = std::chrono::seconds(30));
+               std::chrono::milliseconds limit = std::chrono::seconds(30), std::string const& input = {},
+               std::string* errors = nullptr);
+
+// How long a step that takes milliseconds when all is well may block before
+// the test calls it stuck.
+constexpr std::chrono::seconds kStuckAfter{5};
+
+// Fails the running test at file:line because what is stuck, and ends the
+// program: the stuck step still uses the test's objects, so the test cannot
+// go on, and a hang would only end at the runner's far longer limit.
+[[noreturn]] void EndStuckTest(char const* file, int line, char const* what);
+
+template <class Step>
+auto Bounded(char const* file, int line, char const* what, Step step) -> decltype(step()) {
+  auto result = std::async(std::launch::async, std::move(step));
+  if (result.wait_for(kStuckAfter) != std::future_status::ready) EndStuckTest(file, line, what);
+  return result.get();
+}
 
 }  // namespace qtest
 
@@ -53,5 +119,25 @@ int RunProgram(std::vector<std::string> const& argv, std::string* output = nullp
   static bool const qtestHelperRegistered_##name =                              \
       qtest::RegisterHelper(#name, &qtestHelper_##name);                        \
   static int qtestHelper_##name(std::vector<std::string> const& args)
+
+// Evaluates an expression that may block (a read, a join, a wait without its
+// own limit) on a thread of its own and gives its value; if it has not come
+// back within qtest::kStuckAfter, the test fails naming what is stuck.
+#define QTEST_BOUNDED(what, ...) qtest::Bounded(__FILE__, __LINE__, what, [&] { return __VA_ARGS__; })
+
+// Skips the rest of a test that is POSIX by nature on other hosts.
+#define QTEST_POSIX_ONLY(reason)                                   \
+  if (!qtest::host::kIsPosix) {                                    \
+    GTEST_SKIP() << "POSIX by nature: " << (reason);               \
+  }
+
+// Switches to the host's UTF-8 locale for the rest of the scope; a host whose
+// C library has none skips the rest of the test.
+#define QTEST_UTF8_LOCALE(guard)                                                           \
+  if (qtest::host::kUtf8Locale == nullptr) {                                               \
+    GTEST_SKIP() << "the C library of this host has no UTF-8 locale";                      \
+  }                                                                                        \
+  qtest::Locale guard(qtest::host::kUtf8Locale);                                           \
+  ASSERT_TRUE(guard.ok) << "the " << qtest::host::kUtf8Locale << " locale is missing"
 
 #endif

@@ -1,0 +1,153 @@
+// What the test support needs from the host. Each platform implements it in a
+// file of its own, tests/support/<platform>/platform.cpp (posix, win32), and
+// CMake picks the folder as it does for the lower libraries. Only those files
+// include OS headers; tests reach the host through this header.
+//
+// Contract:
+// - The facts are constants of the host, written out independently of the
+//   library (a test must not take its expectation from the code under test).
+// - Operations report failure by their result and never throw.
+// - The operations under "POSIX by nature" have no meaning elsewhere: on other
+//   hosts they fail (false, -1), and the tests that use them are skipped
+//   first with QTEST_POSIX_ONLY.
+#ifndef QUILLON_TEST_PLATFORM_H
+#define QUILLON_TEST_PLATFORM_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qtest::host {
+
+// --- Facts -----------------------------------------------------------------
+
+extern bool const kIsPosix;
+// The native path separator: '/' on POSIX, '\' on Windows.
+extern char const kSeparator;
+// System error codes, as the thread's last error holds them (errno on POSIX,
+// GetLastError or WSAGetLastError on Windows).
+extern int const kErrorNotFound;         // no such file
+extern int const kErrorAccessDenied;     // permission refused
+extern int const kErrorInvalidArgument;  // as a socket wait reports it
+extern int const kErrorUnmapped;         // a real error that has no named status
+// The exit code of a child ended by Process_Kill, and by Process_Interrupt.
+extern int const kExitAfterKill;
+extern int const kExitAfterInterrupt;
+// SOL_SOCKET and SO_REUSEADDR in the host's own numbers.
+extern int const kSocketLevel;
+extern int const kReuseAddressOption;
+// A UTF-8 locale of the C library, or null where it has none (msvcrt).
+extern char const* const kUtf8Locale;
+// True where the C locale takes every byte as the character of that value
+// (msvcrt); false where it takes ASCII alone and refuses other bytes (glibc).
+extern bool const kCLocaleIsLatin1;
+
+// --- The test program and its environment ----------------------------------
+
+// The folder for temporary files: TMPDIR or /tmp; GetTempPath on Windows.
+std::string TempFolder();
+// Makes a new directory parent + separator + prefix + a unique suffix, which
+// only the current user may enter; its path, or "" on failure.
+std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix);
+// The running program's own file.
+std::string ExecutablePath();
+// Sets an environment variable, or removes it when value is null.
+void SetEnv(char const* name, char const* value);
+std::uint32_t ProcessId();
+// The system's id of the calling thread (the kernel thread id on Linux).
+std::uint32_t ThreadId();
+// Makes a real system call fail on a handle that is no handle, so that the
+// thread's last error is the host's "bad handle".
+void FailWithBadHandle();
+// Standard input and output carry bytes as they are (no line-end rewriting).
+void UseBinaryStandardStreams();
+
+// Runs argv (argv[0] found on PATH) with input on its standard input, which
+// then ends. Standard output and error are collected where output and errors
+// are not null and inherited otherwise. Gives the exit status, or -1 when the
+// program could not start or did not end within limit (it is killed then).
+int RunProgram(std::vector<std::string> const& argv, std::string const& input, std::string* output,
+               std::string* errors, std::chrono::milliseconds limit);
+
+// Sends all size bytes on a connected socket of the library, never raising
+// SIGPIPE; false when the system refused.
+bool SendAll(std::uint64_t socket, void const* data, std::size_t size);
+// True when a child would inherit the handle (a file, pipe or socket handle
+// of the library, as its own integer).
+bool IsInheritable(std::uintptr_t handle);
+
+// Something the library's waits can block on (the handle of a
+// vekWaitObject): not signalled until Raise, signalled for good after. A pipe
+// on POSIX, a manual-reset event on Windows.
+class Flag {
+ public:
+  Flag();
+  ~Flag();
+  Flag(Flag const&) = delete;
+  Flag& operator=(Flag const&) = delete;
+  std::intptr_t WaitHandle() const { return handles[0]; }
+  bool Raise();
+
+ private:
+  std::intptr_t handles[2];
+};
+
+// Gives SIGPIPE its default action (which ends the process) while it lives;
+// one at a time. Active on a host without SIGPIPE too: nothing to change.
+class DefaultBrokenPipeSignal {
+ public:
+  DefaultBrokenPipeSignal();
+  ~DefaultBrokenPipeSignal();
+  DefaultBrokenPipeSignal(DefaultBrokenPipeSignal const&) = delete;
+  DefaultBrokenPipeSignal& operator=(DefaultBrokenPipeSignal const&) = delete;
+  bool Active() const { return active; }
+
+ private:
+  bool active;
+};
+// True while a SIGPIPE waits to be delivered to the calling thread or process
+// (never, where there is no SIGPIPE).
+bool BrokenPipeSignalPending();
+
+// --- POSIX by nature ---------------------------------------------------------
+
+// The number of open descriptors of this process (/proc/self/fd).
+int OpenDescriptorCount();
+// True once the process has left the process table (reaped, not a zombie).
+bool ProcessIsGone(std::uint32_t pid);
+// True while this process has a child, running or not reaped yet.
+bool AnyChildLeft();
+// Opens (and makes) the file without close-on-exec: a descriptor that a
+// child would inherit unless the launch closes it. -1 on failure.
+int OpenInheritableDescriptor(std::string const& path);
+bool CloseDescriptor(int descriptor);
+// True when the descriptor is open on the file at path.
+bool DescriptorIsOnFile(int descriptor, std::string const& path);
+// The session id of a process; -1 on failure.
+long SessionOf(std::uint32_t pid);
+// Ends a process with SIGKILL.
+bool KillProcess(std::uint32_t pid);
+
+// Lowers the limit of open descriptors so that the next one cannot be opened,
+// while it lives; one at a time.
+class NoMoreDescriptors {
+ public:
+  NoMoreDescriptors();
+  ~NoMoreDescriptors();
+  NoMoreDescriptors(NoMoreDescriptors const&) = delete;
+  NoMoreDescriptors& operator=(NoMoreDescriptors const&) = delete;
+  bool Active() const { return active; }
+
+ private:
+  bool active;
+};
+
+// Limits this process's address space to what it maps now plus half a
+// default thread stack: room for small allocations, not for a new thread.
+// For a child in a helper mode: the limit stays.
+bool LeaveNoRoomForAThread();
+
+}  // namespace qtest::host
+
+#endif

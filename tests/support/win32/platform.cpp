@@ -1,0 +1,215 @@
+// The test support's host operations on Windows (mingw-w64, msvcrt).
+#include "platform.h"
+
+#include <winsock2.h>
+#include <windows.h>
+#include <fcntl.h>
+#include <io.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <thread>
+
+#include "testsupport.h"
+
+namespace qtest::host {
+
+bool const kIsPosix = false;
+char const kSeparator = '\\';
+int const kErrorNotFound = ERROR_FILE_NOT_FOUND;
+int const kErrorAccessDenied = ERROR_ACCESS_DENIED;
+int const kErrorInvalidArgument = WSAEINVAL;
+int const kErrorUnmapped = ERROR_PRINTQ_FULL;
+// Process_Kill ends a child with TerminateProcess and the code a POSIX shell
+// shows for SIGKILL, so that a killed child reads the same on every host; an
+// interrupted console child ends with the system's own code for Ctrl+C.
+int const kExitAfterKill = 128 + 9;
+int const kExitAfterInterrupt = static_cast<int>(STATUS_CONTROL_C_EXIT);
+int const kSocketLevel = SOL_SOCKET;
+int const kReuseAddressOption = SO_REUSEADDR;
+char const* const kUtf8Locale = nullptr;
+bool const kCLocaleIsLatin1 = true;
+
+std::string TempFolder() {
+  char buffer[MAX_PATH + 1];
+  DWORD const length = GetTempPathA(sizeof buffer, buffer);
+  if (length == 0 || length > MAX_PATH) return ".";
+  std::string folder(buffer, length);
+  while (folder.size() > 3 && (folder.back() == '\\' || folder.back() == '/')) folder.pop_back();
+  return folder;
+}
+
+std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix) {
+  static char const letters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+  std::random_device seed;
+  std::mt19937 pick(seed() ^ GetCurrentProcessId());
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    std::string path = parent + "\\" + prefix;
+    for (int i = 0; i < 6; ++i) path += letters[pick() % (sizeof letters - 1)];
+    // The temporary folder is the user's own, and a new directory takes its access rules.
+    if (CreateDirectoryA(path.c_str(), nullptr)) return path;
+    if (GetLastError() != ERROR_ALREADY_EXISTS) break;
+  }
+  return std::string();
+}
+
+std::string ExecutablePath() {
+  std::string path(MAX_PATH, '\0');
+  for (;;) {
+    DWORD const length = GetModuleFileNameA(nullptr, &path[0], static_cast<DWORD>(path.size()));
+    if (length == 0) return std::string();
+    if (length < path.size()) return path.substr(0, length);
+    path.resize(path.size() * 2);
+  }
+}
+
+void SetEnv(char const* name, char const* value) {
+  // The C library keeps a copy of its own; children get the system's.
+  _putenv((std::string(name) + "=" + (value != nullptr ? value : "")).c_str());
+  SetEnvironmentVariableA(name, value);
+}
+
+std::uint32_t ProcessId() { return GetCurrentProcessId(); }
+
+std::uint32_t ThreadId() { return GetCurrentThreadId(); }
+
+void FailWithBadHandle() { CloseHandle(nullptr); }
+
+void UseBinaryStandardStreams() {
+  for (FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
+}
+
+namespace {
+
+// One of the child's standard streams: the end it inherits, and ours.
+struct ChildStream {
+  HANDLE child = nullptr;
+  HANDLE parent = nullptr;
+
+  // A pipe whose child end is inheritable.
+  bool MakePipe(bool childReads) {
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    HANDLE read = nullptr, write = nullptr;
+    if (!CreatePipe(&read, &write, &inherit, 0)) return false;
+    child = childReads ? read : write;
+    parent = childReads ? write : read;
+    return SetHandleInformation(parent, HANDLE_FLAG_INHERIT, 0) != 0;
+  }
+  // The parent's own stream, passed on.
+  bool Inherit(DWORD which) {
+    return DuplicateHandle(GetCurrentProcess(), GetStdHandle(which), GetCurrentProcess(), &child, 0, TRUE,
+                           DUPLICATE_SAME_ACCESS) != 0;
+  }
+  static void Close(HANDLE& handle) {
+    if (handle != nullptr) CloseHandle(handle);
+    handle = nullptr;
+  }
+};
+
+void Collect(HANDLE from, std::string* into) {
+  char chunk[4096];
+  DWORD got = 0;
+  while (::ReadFile(from, chunk, sizeof chunk, &got, nullptr) && got > 0) into->append(chunk, got);
+}
+
+}  // namespace
+
+int RunProgram(std::vector<std::string> const& argv, std::string const& input, std::string* output,
+               std::string* errors, std::chrono::milliseconds limit) {
+  if (argv.empty()) return -1;
+  ChildStream in, out, err;
+  bool ready = in.MakePipe(true) && (output != nullptr ? out.MakePipe(false) : out.Inherit(STD_OUTPUT_HANDLE)) &&
+               (errors != nullptr ? err.MakePipe(false) : err.Inherit(STD_ERROR_HANDLE));
+  STARTUPINFOA startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = in.child;
+  startup.hStdOutput = out.child;
+  startup.hStdError = err.child;
+  PROCESS_INFORMATION process{};
+  std::string line = CommandLine(argv);
+  ready = ready && CreateProcessA(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process);
+  for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->child);
+  if (!ready) {
+    for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->parent);
+    return -1;
+  }
+  CloseHandle(process.hThread);
+
+  std::thread writer([&] {
+    std::size_t sent = 0;
+    DWORD wrote = 0;
+    while (sent < input.size() &&
+           ::WriteFile(in.parent, input.data() + sent, static_cast<DWORD>(std::min<std::size_t>(input.size() - sent, 1 << 16)),
+                     &wrote, nullptr)) {
+      sent += wrote;
+    }
+    ChildStream::Close(in.parent);  // the child's input ends
+  });
+  std::thread outReader([&] { if (out.parent != nullptr) Collect(out.parent, output); });
+  std::thread errReader([&] { if (err.parent != nullptr) Collect(err.parent, errors); });
+  bool const ended = WaitForSingleObject(process.hProcess, static_cast<DWORD>(limit.count())) == WAIT_OBJECT_0;
+  if (!ended) {
+    TerminateProcess(process.hProcess, 1);
+    WaitForSingleObject(process.hProcess, INFINITE);
+  }
+  DWORD code = 0;
+  GetExitCodeProcess(process.hProcess, &code);
+  CloseHandle(process.hProcess);
+  // The pipes end with the child: a write blocked on a full pipe fails, the readers see the end.
+  writer.join();
+  outReader.join();
+  errReader.join();
+  ChildStream::Close(out.parent);
+  ChildStream::Close(err.parent);
+  return ended ? static_cast<int>(code) : -1;
+}
+
+bool SendAll(std::uint64_t socket, void const* data, std::size_t size) {
+  auto const* bytes = static_cast<char const*>(data);
+  while (size > 0) {
+    int const sent = send(static_cast<SOCKET>(socket), bytes, static_cast<int>(std::min<std::size_t>(size, 1 << 20)), 0);
+    if (sent <= 0) return false;
+    bytes += sent;
+    size -= static_cast<std::size_t>(sent);
+  }
+  return true;
+}
+
+bool IsInheritable(std::uintptr_t handle) {
+  DWORD flags = 0;
+  return GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) && (flags & HANDLE_FLAG_INHERIT) != 0;
+}
+
+Flag::Flag() : handles{reinterpret_cast<std::intptr_t>(CreateEventA(nullptr, TRUE, FALSE, nullptr)), 0} {}
+
+Flag::~Flag() {
+  if (handles[0] != 0) CloseHandle(reinterpret_cast<HANDLE>(handles[0]));
+}
+
+bool Flag::Raise() { return SetEvent(reinterpret_cast<HANDLE>(handles[0])) != 0; }
+
+// POSIX by nature: nothing of the kind here.
+
+int OpenDescriptorCount() { return -1; }
+bool ProcessIsGone(std::uint32_t) { return false; }
+bool AnyChildLeft() { return false; }
+int OpenInheritableDescriptor(std::string const&) { return -1; }
+bool CloseDescriptor(int) { return false; }
+bool DescriptorIsOnFile(int, std::string const&) { return false; }
+long SessionOf(std::uint32_t) { return -1; }
+bool KillProcess(std::uint32_t) { return false; }
+
+// No SIGPIPE here: a write without a reader simply fails.
+DefaultBrokenPipeSignal::DefaultBrokenPipeSignal() : active(true) {}
+DefaultBrokenPipeSignal::~DefaultBrokenPipeSignal() {}
+bool BrokenPipeSignalPending() { return false; }
+
+NoMoreDescriptors::NoMoreDescriptors() : active(false) {}
+NoMoreDescriptors::~NoMoreDescriptors() {}
+
+bool LeaveNoRoomForAThread() { return false; }
+
+}  // namespace qtest::host
