@@ -320,6 +320,25 @@ TEST(ExecProcessTask, LargeOutputOnBothStreamsReadByEvents) {
   }
 }
 
+// The suites' own children: the standard helper modes, run to their end or
+// to the time limit, which ends a child that hangs.
+TEST(TestChildren, StandardHelperModesAndTheTimeLimit) {
+  std::string const self = qtest::SelfPath();
+  std::string const input("two\nlines\0and a zero", 20);
+  std::string out, err;
+  EXPECT_EQ(qtest::RunProgram({self, "--helper", "copy-input"}, &out, std::chrono::seconds(10), input, &err), 0);
+  EXPECT_TRUE(out == input && err.empty());
+  out.clear();
+  EXPECT_EQ(qtest::RunProgram({self, "--helper", "print-args", "a b", "", "\"q\""}, &out), 0);
+  EXPECT_EQ(out, "a b\n\n\"q\"\n");
+  EXPECT_EQ(qtest::RunProgram({self, "--helper", "print-error", "to-err"}, nullptr, std::chrono::seconds(10), "", &err), 0);
+  EXPECT_EQ(err, "to-err\n");
+  EXPECT_EQ(qtest::RunProgram({self, "--helper", "exit", "7"}), 7);
+  auto const start = std::chrono::steady_clock::now();
+  EXPECT_EQ(qtest::RunProgram({self, "--helper", "sleep", "30000"}, nullptr, std::chrono::milliseconds(200)), -1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, qtest::kStuckAfter) << "killed at the limit";
+}
+
 }  // namespace
 
 // OpenPipeWithChildProc leaves the end of a null out-parameter open and
