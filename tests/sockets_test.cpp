@@ -1,9 +1,12 @@
 // Sockets: the lower socket calls, socket streams and framed messages, the
 // servers and their loops, and stream buffers over sockets. Everything runs
 // on 127.0.0.1 with ports the system picks; every wait is bounded.
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -206,14 +209,17 @@ TEST(SocketServer, BacklogVariableIsReadAndReported) {
 }
 
 TEST(SocketServer, FailuresPrintTheirMessages) {
-  NonBlocking first, second, unnamed, never;
+  NonBlocking first, second, unnamed, nowhere, never;
   ASSERT_TRUE(first.Initialize(SystemAssigned));
   testing::internal::CaptureStderr();
   EXPECT_FALSE(second.Initialize(first.GetPort()));
   EXPECT_FALSE(unnamed.Initialize(-1));  // "-1" names no service
+  EXPECT_FALSE(nowhere.Initialize(SystemAssigned, "no-such-host.invalid"));
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "ERROR: port is busy.\nERROR: OS could not create socket.\n");
+            "ERROR: port is busy.\nERROR: OS could not create socket.\n"
+            "ERROR: OS could not create socket.\n");
   EXPECT_EQ(unnamed.GetPort(), -1);
+  EXPECT_EQ(nowhere.GetPort(), -1);
 
   // A failed wait (nothing to wait on) prints its diagnostics and ends the loop.
   testing::internal::CaptureStdout();
@@ -241,6 +247,62 @@ TEST(SocketServer, NonBlockingRunServesWhatWaitsThenIdlesOnce) {
   EXPECT_EQ(server.idle, 2);
   EXPECT_EQ(psockServer::Connect("no-such-host.invalid", 80), nullptr);
   EXPECT_EQ(errMapError(), errSysNameNotResolved);
+}
+
+// Whether this host can bind a socket to the numeric address text (port 0).
+bool HostHasAddress(int family, char const* text) {
+  sockaddr_storage address{};
+  socklen_t length = 0;
+  if (family == AF_INET) {
+    auto* v4 = reinterpret_cast<sockaddr_in*>(&address);
+    v4->sin_family = AF_INET;
+    length = sizeof *v4;
+    if (::inet_pton(AF_INET, text, &v4->sin_addr) != 1) return false;
+  } else {
+    auto* v6 = reinterpret_cast<sockaddr_in6*>(&address);
+    v6->sin6_family = AF_INET6;
+    length = sizeof *v6;
+    if (::inet_pton(AF_INET6, text, &v6->sin6_addr) != 1) return false;
+  }
+  int fd = ::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) return false;
+  bool bound = ::bind(fd, reinterpret_cast<sockaddr*>(&address), length) == 0;
+  ::close(fd);
+  return bound;
+}
+
+// Connects to address:port and says whether the server took the connection.
+bool Reaches(NonBlocking& server, char const* address) {
+  Stream client(psockServer::Connect(address, server.GetPort()));
+  int before = server.handled;
+  server.Run();
+  return client != nullptr && server.handled == before + 1;
+}
+
+TEST(SocketServer, ListensOnTheOneAddressItIsGiven) {
+  NonBlocking v4;
+  ASSERT_TRUE(v4.Initialize(SystemAssigned, "127.0.0.1"));
+  EXPECT_TRUE(Reaches(v4, "127.0.0.1"));
+  // On Linux all of 127/8 is this host, so 127.0.0.2 is another local address.
+  if (HostHasAddress(AF_INET, "127.0.0.2")) {
+    EXPECT_FALSE(Reaches(v4, "127.0.0.2"));
+  }
+  if (HostHasAddress(AF_INET6, "::1")) {
+    EXPECT_FALSE(Reaches(v4, "::1"));
+  }
+
+  // A host name: its first address, the one Connect tries too.
+  NonBlocking named;
+  ASSERT_TRUE(named.Initialize(SystemAssigned, "localhost"));
+  EXPECT_TRUE(Reaches(named, "localhost"));
+}
+
+TEST(SocketServer, ListensOnTheIPv6LoopbackAlone) {
+  if (!HostHasAddress(AF_INET6, "::1")) GTEST_SKIP() << "this host has no IPv6 loopback (::1)";
+  NonBlocking v6;
+  ASSERT_TRUE(v6.Initialize(SystemAssigned, "::1"));
+  EXPECT_TRUE(Reaches(v6, "::1"));
+  EXPECT_FALSE(Reaches(v6, "127.0.0.1"));  // a dual-stack socket, but bound to ::1 only
 }
 
 // Answers every framed request with the same payload; "stop" ends the loop.
