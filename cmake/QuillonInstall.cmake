@@ -1,6 +1,17 @@
 # Installation: headers, the three libraries, the CMake package and quillon.pc.
 include(CMakePackageConfigHelpers)
 
+# Run paths, so that nothing needs LD_LIBRARY_PATH. The installed libraries
+# find each other through $ORIGIN, wherever the prefix is or moves to. A
+# program linked through quillon.pc is given the library folder by its Libs
+# line; one linked through the CMake package gets it from CMake, which gives
+# every program the folders of the imported libraries it links.
+set(QUILLON_PC_RPATH "")
+if(UNIX AND NOT APPLE)
+  set_target_properties(ombrel tarnlet quillon PROPERTIES INSTALL_RPATH "$ORIGIN")
+  set(QUILLON_PC_RPATH "-Wl,-rpath,\${libdir} ")
+endif()
+
 install(TARGETS ombrel tarnlet quillon
   EXPORT quillonTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -1,5 +1,7 @@
 // The demo: a small file service on 127.0.0.1 and a client that uses it.
 //
+// The service listens on the loopback address only: a file service should
+// not be reachable from the network unless it is asked to be.
 // The server is a psockBlockingServer. A request is one framed message: a
 // token list (dsMkToken, separator ',') of an operation and neutral paths
 // below the server's root. The handler joins each path under the root with
@@ -9,13 +11,15 @@
 // "quit" request makes it return true, which ends the loop.
 #include <quillon.h>
 
-#include <filesystem>
+#include <chrono>
+#include <cstdlib>
 #include <fstream>
+#include <future>
 #include <iostream>
-#include <random>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "scratch_dir.h"
 
 namespace {
 
@@ -124,13 +128,19 @@ class FileService : public psockBlockingServer {
 };
 
 Fields Ask(int port, Fields const& request) {
-  psockStream* stream = psockServer::Connect("localhost", port);
+  psockStream* stream = psockServer::Connect("127.0.0.1", port);
   if (stream == nullptr) return {"0", "no connection"};
   dsXArray<char> message;
   Put(message, request);
   Fields reply{"0", "no answer"};
   dsXArray<char> answer;
-  if (Write(*stream, message) == errOK && Read(*stream, answer) == errOK) reply = Take(answer);
+  fd_set readable;
+  timeval limit{5, 0};  // the client waits 5 seconds at most for the answer to begin
+  if (Write(*stream, message) == errOK &&
+      stream->SelectWait(&readable, nullptr, nullptr, &limit) == 1 &&
+      Read(*stream, answer) == errOK) {
+    reply = Take(answer);
+  }
   delete stream;
   return reply;
 }
@@ -144,27 +154,26 @@ std::string Show(Fields const& fields, std::size_t from = 0) {
 }  // namespace
 
 int main() {
-  std::random_device seed;
-  std::string native = (std::filesystem::temp_directory_path() /
-                        ("quillon-demo-" + std::to_string(seed()))).string();
-  pfuDirPath root(native.c_str());
-  if (pfuFS::pfuMakeDirRec(root) != errOK) {
-    std::cout << "could not make " << native << "\n";
+  ScratchDir scratch("quillon-demo-");
+  if (!scratch.Made()) {
+    std::cout << "could not make a temporary directory\n";
     return 1;
   }
+  std::string const& native = scratch.Native();
+  pfuDirPath root = scratch.Path();
   std::ofstream(native + "/notes.txt") << "quillon moves files over sockets.\n";
   pfuFS::pfuMakeDir(pfuDirPath(root, pfuDirPath("archive")));
 
   std::cout << "quillon demo: a file service on 127.0.0.1\n\n";
   FileService server(root);
-  if (!server.Initialize(SystemAssigned)) return 1;
+  if (!server.Initialize(SystemAssigned, "127.0.0.1")) return 1;
   int port = server.GetPort();
-  std::thread loop([&] { server.Run(); });
+  auto loop = std::async(std::launch::async, [&] { server.Run(); });
   std::cout << "1. The server listens on port " << port << " (chosen by the system), serving "
             << native << "\n";
 
   // A client that announces 100 bytes, sends 5 and goes away.
-  psockStream* broken = psockServer::Connect("localhost", port);
+  psockStream* broken = psockServer::Connect("127.0.0.1", port);
   if (broken != nullptr) {
     Write(*broken, "\0\0\0\x64" "hello", 9);
     delete broken;
@@ -187,14 +196,17 @@ int main() {
             << outside[1] << "\n";
 
   Fields bye = Ask(port, {"quit"});
-  loop.join();
+  if (loop.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+    std::cout << "The server's loop did not end.\n";
+    std::_Exit(1);  // its thread cannot be joined
+  }
   std::cout << "8. quit        -> " << bye[1] << "; the server's loop has ended.\n";
   std::cout << "9. The server answered " << server.served << " requests. Connections that ended\n"
             << "   without a whole request: " << server.broken << " (the client that went away:\n"
             << "   status " << server.lastFailure << ", " << errText(server.lastFailure)
             << "); the loop went on.\n";
 
-  errstatus removed = pfuFS::pfuRemoveDirRec(root);
+  errstatus removed = scratch.Remove();
   std::cout << "\nThe service's directory is removed (status " << removed << "). Done.\n";
-  return copy[0] == "1" && missing[0] != "1" ? 0 : 1;
+  return copy[0] == "1" && missing[0] != "1" && bye[1] == "bye" && removed == errOK ? 0 : 1;
 }

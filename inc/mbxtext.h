@@ -13,6 +13,9 @@
 #define MBXTEXT_H
 
 #include "quillonbase.h"
+// Wide text to and from neutral text (mbxWideToNeut, mbxNeutToWide), the
+// wildcard match (Strmatch) and the byte-string helpers of the lower library.
+#include "vektext.h"
 
 // The whole string.
 QUILLON_API char* mbxNativeToNeut(char const* text);

@@ -17,6 +17,8 @@
 #include <cstdint>
 
 #include "dsstring.h"
+// The clock that the points read: vekTimeval and vekTimeMill.
+#include "vektime.h"
 
 class QUILLON_API ProfileEntry {
  public:

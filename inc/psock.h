@@ -122,6 +122,12 @@ class QUILLON_API psockServer {
   // address of the host. The listen backlog is 128, or VRN_FSERV_BACKLOG
   // (at least 5). A failure writes one "ERROR: " line to standard error.
   bool Initialize(int port);
+  // The same on one address only: "127.0.0.1", "::1", or a host name, of
+  // which the first address found is taken; clients that come by any other
+  // address of the host are refused. A name that cannot be resolved fails as
+  // a socket that cannot be made ("ERROR: OS could not create socket.").
+  // Null is every address, as above.
+  bool Initialize(int port, char const* address);
   // The port listened on, or -1 before a successful Initialize.
   int GetPort();
   // Accepts one connection (retrying until one comes) and hands it to Execute.

@@ -208,14 +208,17 @@ TEST(SocketServer, BacklogVariableIsReadAndReported) {
 }
 
 TEST(SocketServer, FailuresPrintTheirMessages) {
-  NonBlocking first, second, unnamed, never;
+  NonBlocking first, second, unnamed, nowhere, never;
   ASSERT_TRUE(first.Initialize(SystemAssigned));
   testing::internal::CaptureStderr();
   EXPECT_FALSE(second.Initialize(first.GetPort()));
   EXPECT_FALSE(unnamed.Initialize(-1));  // "-1" names no service
+  EXPECT_FALSE(nowhere.Initialize(SystemAssigned, "no-such-host.invalid"));
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "ERROR: port is busy.\nERROR: OS could not create socket.\n");
+            "ERROR: port is busy.\nERROR: OS could not create socket.\n"
+            "ERROR: OS could not create socket.\n");
   EXPECT_EQ(unnamed.GetPort(), -1);
+  EXPECT_EQ(nowhere.GetPort(), -1);
 
   // A failed wait (nothing to wait on) prints its diagnostics and ends the loop.
   testing::internal::CaptureStdout();
@@ -244,6 +247,56 @@ TEST(SocketServer, NonBlockingRunServesWhatWaitsThenIdlesOnce) {
   EXPECT_EQ(server.idle, 2);
   EXPECT_EQ(psockServer::Connect("no-such-host.invalid", 80), nullptr);
   EXPECT_EQ(errMapError(), errSysNameNotResolved);
+}
+
+// Whether this host can bind a socket to the numeric address text (port 0).
+bool HostHasAddress(int family, char const* text) {
+  addrinfo hints{};
+  hints.ai_family = family;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICHOST;
+  addrinfo* found = nullptr;
+  if (vek_get_nodeaddrinfo(text, "0", &hints, &found) != 0) return false;
+  unsigned long long sock = vek_socket(found->ai_family, found->ai_socktype, found->ai_protocol);
+  bool bound = sock != vekInvalidSocket &&
+               vek_bind(sock, found->ai_addr, static_cast<int>(found->ai_addrlen)) == 0;
+  if (sock != vekInvalidSocket) vek_closesocket(sock);
+  vek_free_nodeaddrinfo(found);
+  return bound;
+}
+
+// Connects to address:port and says whether the server took the connection.
+bool Reaches(NonBlocking& server, char const* address) {
+  Stream client(psockServer::Connect(address, server.GetPort()));
+  int before = server.handled;
+  server.Run();
+  return client != nullptr && server.handled == before + 1;
+}
+
+TEST(SocketServer, ListensOnTheOneAddressItIsGiven) {
+  NonBlocking v4;
+  ASSERT_TRUE(v4.Initialize(SystemAssigned, "127.0.0.1"));
+  EXPECT_TRUE(Reaches(v4, "127.0.0.1"));
+  // On Linux all of 127/8 is this host, so 127.0.0.2 is another local address.
+  if (HostHasAddress(AF_INET, "127.0.0.2")) {
+    EXPECT_FALSE(Reaches(v4, "127.0.0.2"));
+  }
+  if (HostHasAddress(AF_INET6, "::1")) {
+    EXPECT_FALSE(Reaches(v4, "::1"));
+  }
+
+  // A host name: its first address, the one Connect tries too.
+  NonBlocking named;
+  ASSERT_TRUE(named.Initialize(SystemAssigned, "localhost"));
+  EXPECT_TRUE(Reaches(named, "localhost"));
+}
+
+TEST(SocketServer, ListensOnTheIPv6LoopbackAlone) {
+  if (!HostHasAddress(AF_INET6, "::1")) GTEST_SKIP() << "this host has no IPv6 loopback (::1)";
+  NonBlocking v6;
+  ASSERT_TRUE(v6.Initialize(SystemAssigned, "::1"));
+  EXPECT_TRUE(Reaches(v6, "::1"));
+  EXPECT_FALSE(Reaches(v6, "127.0.0.1"));  // a dual-stack socket, but bound to ::1 only
 }
 
 // Answers every framed request with the same payload; "stop" ends the loop.

@@ -60,8 +60,10 @@ psockServer::~psockServer() {
 
 bool psockServer::DoIdle() { return false; }
 
-bool psockServer::Initialize(int port) {
-  AddressList addresses(nullptr, port, AI_PASSIVE);
+bool psockServer::Initialize(int port) { return Initialize(port, nullptr); }
+
+bool psockServer::Initialize(int port, char const* address) {
+  AddressList addresses(address, port, AI_PASSIVE);
   addrinfo const* first = addresses.First();
   // A server initialised again gives up the socket it listened on.
   if (sock != vekInvalidSocket) vek_closesocket(sock);
@@ -76,9 +78,9 @@ bool psockServer::Initialize(int port) {
   if (vek_bind(sock, first->ai_addr, static_cast<int>(first->ai_addrlen)) != 0) {
     return Fail("ERROR: port is busy.");
   }
-  alignas(8) unsigned char address[28];
-  int length = sizeof address;
-  if (vek_getsockname(sock, reinterpret_cast<sockaddr*>(address), &length) != 0) {
+  alignas(8) unsigned char bound[28];
+  int length = sizeof bound;
+  if (vek_getsockname(sock, reinterpret_cast<sockaddr*>(bound), &length) != 0) {
     return Fail("ERROR: OS failed to obtain socket parameters.");
   }
   if (vek_listen(sock, backlog) != 0) return Fail("ERROR: OS failed to listen on socket.");
