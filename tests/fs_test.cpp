@@ -285,8 +285,15 @@ TEST(FilesLimits, ARefusedPathNamesNoDirectory) {
   EXPECT_EQ(pfuDir::OpenDir(refused), nullptr);
   EXPECT_EQ(errMapError(), errSysNameTooLong);
   EXPECT_EQ(pfuFS::pfuMakeDirRec(refused, pfuDirPath("stray|dir")), errSysNameTooLong);
-  EXPECT_EQ(pfuFS::pfuMakeDirRec(pfuDirPath(Neutral(dir.Path()).c_str()), refused), errSysNameTooLong);
+  pfuDirPath const base(Neutral(dir.Path()).c_str());
+  EXPECT_EQ(pfuFS::pfuMakeDirRec(base, refused), errSysNameTooLong);
   EXPECT_TRUE(Names(dir.Path()).empty());
+  // Nor is a join that does not fit read as the path it was to extend.
+  std::string const deep = PathOfLength(dir, 1000, 'd');
+  ASSERT_EQ(::mkdir(deep.c_str(), 0777), 0);
+  EXPECT_EQ(pfuFS::pfuMakeDirRec(pfuDirPath(deep.c_str()), pfuDirPath(("x|" + std::string(30, 'y')).c_str())),
+            errSysNameTooLong);
+  EXPECT_EQ(Names(deep), std::set<std::string>{"x"});
 }
 
 // Every operation that takes a path as text, at 1023 bytes and at 1024. What
