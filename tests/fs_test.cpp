@@ -496,13 +496,13 @@ TEST_F(FilesMoveAcross, ATargetThatCannotBeReplacedLeavesBothAsTheyWere) {
   ASSERT_EQ(::chmod(sticky.c_str(), 01777), 0);
   WriteFile(from, "moved");
   WriteFile(to, "old");
-  ASSERT_EQ(::chmod(from.c_str(), 0640), 0);
+  ASSERT_EQ(::chmod(from.c_str(), 0604), 0);
   ASSERT_EQ(::chmod(to.c_str(), 0666), 0);
   qtest::ChildOutcome const run = qtest::RunUnprivileged([&] { return int(pfuFS::pfuRenameFile(from.c_str(), to.c_str())); });
   QTEST_REQUIRE_RAN(run);
   EXPECT_EQ(run.value, errSysAccessDenied);
   EXPECT_EQ(ReadFile(from), "moved");
-  EXPECT_EQ(Permissions(from), 0640u);
+  EXPECT_EQ(Permissions(from), 0604u);
   EXPECT_EQ(ReadFile(to), "old");
   EXPECT_EQ(Names(sticky), std::set<std::string>{"to"});
 }
