@@ -28,8 +28,8 @@ pfuDir* pfuDir::OpenDir(pfuDirPath const& path) {
     vekSetLastError(vekErrPathTooLong);
     return nullptr;
   }
-  // The pattern may pass a path object: the directory's path can take all
-  // of one.
+  // The directory's path may fill a path object: the pattern gets room for
+  // the wildcard beyond it.
   pfuOSPath const native(path);
   char pattern[pfuFiles::searchPatternSize];
   std::strcpy(pattern, native);

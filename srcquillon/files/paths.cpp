@@ -23,11 +23,15 @@ void Refuse(char* buffer) {
   buffer[1] = refusedMark;
 }
 
-// Copies the n bytes at text, and a terminator, into a path buffer.
+// Copies the n bytes at text (null when n is 0), and a terminator, into a
+// path buffer.
 void Store(char* buffer, char const* text, std::size_t n) {
+  if (n == 0) {
+    buffer[0] = buffer[1] = 0;
+    return;
+  }
   std::memmove(buffer, text, n);
   buffer[n] = 0;
-  if (n == 0) buffer[1] = 0;
 }
 
 // Copies text into a path buffer; a text too long refuses the buffer, a null

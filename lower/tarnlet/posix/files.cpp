@@ -110,15 +110,14 @@ Found NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
   }
 }
 
-// Fills the new file open as out with all of in, and gives it the owner
-// (where the system lets us), permissions and modification time of in, as a
-// rename would keep them; then closes it. False on a failure, errno telling.
+// Fills the new file open as out with all of in and gives it the owner,
+// permissions and modification time of in, as a rename would keep them; then
+// closes it. Another owner needs privilege: without it the file stays the
+// mover's own. False on a failure, errno telling.
 bool FillNewFile(int in, struct stat const& info, int out) {
-  if (::fchown(out, info.st_uid, info.st_gid) != 0) {
-    // Another owner needs privilege; the file is then the mover's own.
-  }
   timespec const times[2] = {info.st_atim, info.st_mtim};
-  bool filled = ::fchmod(out, info.st_mode & 07777) == 0 && ::lseek(in, 0, SEEK_SET) == 0 &&
+  bool filled = (::fchown(out, info.st_uid, info.st_gid) == 0 || errno == EPERM) &&
+                ::fchmod(out, info.st_mode & 07777) == 0 && ::lseek(in, 0, SEEK_SET) == 0 &&
                 CopyDescriptors(in, out) && ::futimens(out, times) == 0;
   int code = errno;
   if (::close(out) != 0 && filled) {
