@@ -1,12 +1,15 @@
 // File copy, checksum and string replacement beside the standard library and
-// plain system-call loops, on 64 MiB files.
+// plain system-call loops, on 64 MiB files; recursive removal of trees of
+// 100 to 100,000 files beside std::filesystem::remove_all.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -19,15 +22,20 @@ namespace {
 
 constexpr std::size_t kFileBytes = std::size_t(64) << 20;
 
+// A fresh directory under TMPDIR (or /tmp).
+std::string MakeScratchDir() {
+  char const* base = std::getenv("TMPDIR");
+  std::string pattern = std::string(base != nullptr && *base != 0 ? base : "/tmp") + "/quillon-bench-XXXXXX";
+  std::vector<char> buffer(pattern.begin(), pattern.end());
+  buffer.push_back(0);
+  return mkdtemp(buffer.data());
+}
+
 // A scratch directory with the two source files, removed at exit.
 struct Scratch {
   std::string dir, data, text, target;
   Scratch() {
-    char const* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr && *base != 0 ? base : "/tmp") + "/quillon-bench-XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back(0);
-    dir = mkdtemp(buffer.data());
+    dir = MakeScratchDir();
     data = dir + "/data";
     text = dir + "/text";
     target = dir + "/target";
@@ -143,6 +151,67 @@ void Replace_std(benchmark::State& state) {
   Processed(state);
 }
 
+// Trees to remove: empty files, 100 to a directory, below one top directory.
+struct Trees {
+  std::string dir = MakeScratchDir();
+  ~Trees() { std::filesystem::remove_all(dir); }
+
+  // Builds a tree of files and gives its path.
+  std::string Build(std::size_t files) {
+    std::string const top = dir + "/tree";
+    ::mkdir(top.c_str(), 0777);
+    int const topFd = ::open(top.c_str(), O_RDONLY | O_DIRECTORY);
+    for (std::size_t done = 0; done < files; done += 100) {
+      std::string const sub = "d" + std::to_string(done / 100);
+      ::mkdirat(topFd, sub.c_str(), 0777);
+      int const subFd = ::openat(topFd, sub.c_str(), O_RDONLY | O_DIRECTORY);
+      for (std::size_t i = done; i < files && i < done + 100; ++i)
+        ::close(::openat(subFd, ("f" + std::to_string(i)).c_str(), O_WRONLY | O_CREAT, 0666));
+      ::close(subFd);
+    }
+    ::close(topFd);
+    return top;
+  }
+};
+
+Trees& TreeScratch() {
+  static Trees trees;
+  return trees;
+}
+
+// The CPU time of the calling thread, user and system: the work of a
+// removal, which the load of a shared machine disturbs less than the clock.
+double ThreadSeconds() {
+  timespec now;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return double(now.tv_sec) + double(now.tv_nsec) * 1e-9;
+}
+
+// Times only the removal; each tree is built outside the timed part.
+template <class Remove>
+void TimeRemoval(benchmark::State& state, Remove remove) {
+  std::size_t const files = static_cast<std::size_t>(state.range(0));
+  for (auto _ : state) {
+    std::string const tree = TreeScratch().Build(files);
+    double const start = ThreadSeconds();
+    if (!remove(tree)) state.SkipWithError("remove");
+    state.SetIterationTime(ThreadSeconds() - start);
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+}
+
+void RemoveTree_quillon(benchmark::State& state) {
+  TimeRemoval(state, [](std::string const& tree) { return pfuFS::pfuRemoveDirRec(pfuDirPath(tree.c_str())) == errOK; });
+}
+
+void RemoveTree_std(benchmark::State& state) {
+  TimeRemoval(state, [](std::string const& tree) {
+    std::error_code error;
+    std::filesystem::remove_all(tree, error);
+    return !error;
+  });
+}
+
 }  // namespace
 
 BENCHMARK(Copy_quillon)->Name("Copy/quillon")->UseRealTime();
@@ -152,5 +221,13 @@ BENCHMARK(Checksum_quillon)->Name("Checksum/quillon")->UseRealTime();
 BENCHMARK(Checksum_syscall)->Name("Checksum/syscall")->UseRealTime();
 BENCHMARK(Replace_quillon)->Name("Replace/quillon")->UseRealTime();
 BENCHMARK(Replace_std)->Name("Replace/std")->UseRealTime();
+// Sizes one after the other, each beside its baseline, so a change of load
+// hits both alike; fixed iteration counts bound the building of trees.
+BENCHMARK(RemoveTree_quillon)->Name("RemoveTree/quillon")->Arg(100)->Iterations(300)->UseManualTime();
+BENCHMARK(RemoveTree_std)->Name("RemoveTree/std")->Arg(100)->Iterations(300)->UseManualTime();
+BENCHMARK(RemoveTree_quillon)->Name("RemoveTree/quillon")->Arg(10000)->Iterations(8)->UseManualTime();
+BENCHMARK(RemoveTree_std)->Name("RemoveTree/std")->Arg(10000)->Iterations(8)->UseManualTime();
+BENCHMARK(RemoveTree_quillon)->Name("RemoveTree/quillon")->Arg(100000)->Iterations(2)->UseManualTime();
+BENCHMARK(RemoveTree_std)->Name("RemoveTree/std")->Arg(100000)->Iterations(2)->UseManualTime();
 
 BENCHMARK_MAIN();

@@ -16,8 +16,13 @@
 // of the first form and the first three of the second.
 //
 // Nothing is cut: a text too long for the array is refused. A copy then
-// leaves the object empty; an append (the join, pfuDirEntry::operator+=,
-// AddWildcard) leaves it as it was. A null text counts as empty.
+// leaves the object empty and refused: it holds no path, which is not the
+// empty path (the root or the current directory to the operations that take
+// one), and every file operation given it fails with name-too-long. A refused
+// object stays so through appends and joins until a text is copied into it
+// or it is set empty; a join with a refused right refuses the result. An
+// append that would not fit (the join, pfuDirEntry::operator+=, AddWildcard)
+// leaves the object as it was. A null text counts as empty.
 #ifndef PFUPATH_H
 #define PFUPATH_H
 
@@ -38,7 +43,7 @@ class pfuDirPath;
 // is absolute).
 class QUILLON_API pfuDirEntry {
  public:
-  pfuDirEntry() { entry[0] = 0; }
+  pfuDirEntry() { entry[0] = entry[1] = 0; }
   pfuDirEntry& operator=(char const* text);
   pfuDirEntry& operator+=(char const* text);  // no separator in between
   operator char const*() const { return entry; }
@@ -51,7 +56,7 @@ class QUILLON_API pfuDirEntry {
 // A neutral path.
 class QUILLON_API pfuDirPath {
  public:
-  pfuDirPath() { path[0] = 0; }
+  pfuDirPath() { path[0] = path[1] = 0; }
   pfuDirPath(char const* text);
   // left, then the join of right.
   pfuDirPath(pfuDirPath const& left, pfuDirPath const& right);
@@ -61,13 +66,16 @@ class QUILLON_API pfuDirPath {
   // The join: right behind a '|' (none if the path already ends in '|'), right
   // taken as it is. An empty right changes nothing, an empty path becomes
   // right. When the two lengths add up to 1022 or more nothing changes, with
-  // or without a '|' to add.
+  // or without a '|' to add. A refused path stays refused; a refused right
+  // refuses the path.
   pfuDirPath& operator+=(pfuDirPath const& right);
   pfuDirPath& operator+=(pfuDirEntry const& right);
 
   operator char const*() const { return path; }
-  bool IsEmpty() const { return path[0] == 0; }
-  void SetEmpty() { path[0] = 0; }
+  bool IsEmpty() const { return path[0] == 0; }  // also when refused
+  // Whether the object holds no path because a text was too long for it.
+  bool IsRefused() const;
+  void SetEmpty() { path[0] = path[1] = 0; }
 
   void GetCurrentDir();  // empty if the directory cannot be had
   void GetHomeDir();     // see pfuOSPath::GetHomeDir
@@ -89,7 +97,7 @@ class QUILLON_API pfuDirPath {
 // A native path.
 class QUILLON_API pfuOSPath {
  public:
-  pfuOSPath() { path[0] = 0; }
+  pfuOSPath() { path[0] = path[1] = 0; }
   // Copies text and rewrites every separator to the native one, character by
   // character in the current locale.
   pfuOSPath(char const* text);

@@ -44,6 +44,18 @@ TEST(DirReading, ListsEveryEntryButDotAndDotDot) {
   EXPECT_EQ(errMapError(), errSysNotFound);
 }
 
+TEST(DirReading, ListsDirectoriesWhosePathsFillAPathObject) {
+  TempDir dir;
+  for (std::size_t length : {1022u, 1023u}) {
+    std::string const path = qtest::PathOfLength(dir, length, 'd');
+    ASSERT_EQ(pfuFS::pfuMakeDir(path.c_str()), errOK);
+    WriteFile(path + "/inside", "");
+    std::unique_ptr<pfuDir> reader = Open(path);
+    ASSERT_NE(reader, nullptr) << length;
+    EXPECT_EQ(ReadAll(*reader), std::set<std::string>{"inside"}) << length;
+  }
+}
+
 TEST(DirPatterns, MatchingMovesForwardOnly) {
   TempDir dir;
   for (char const* name : {"a.txt", "b.txt", "c.log", "A.TXT"}) WriteFile(dir / name, "");

@@ -2,8 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <memory>
+#include <set>
 #include <string>
 
 #include "quillon.h"
@@ -13,6 +18,7 @@
 namespace {
 
 using qtest::Neutral;
+using qtest::PathOfLength;
 using qtest::ReadFile;
 using qtest::TempDir;
 using qtest::WriteFile;
@@ -41,12 +47,77 @@ void Link(std::string const& target, std::string const& link) {
   ASSERT_FALSE(failed) << link << ": " << failed.message();
 }
 
+bool IsDir(std::string const& path) {
+  std::error_code failed;
+  return fs::is_directory(fs::symlink_status(path, failed));
+}
+
+// The permission bits, set-id and sticky bits included; all ones when unknown.
+unsigned Permissions(std::string const& path) {
+  std::error_code failed;
+  fs::file_status const status = fs::symlink_status(path, failed);
+  return failed ? ~0u : static_cast<unsigned>(status.permissions()) & 07777u;
+}
+
+bool MakeDir(std::string const& path) {
+  std::error_code failed;
+  return fs::create_directory(path, failed);
+}
+
+bool SetPermissions(std::string const& path, unsigned mode) {
+  std::error_code failed;
+  fs::permissions(path, static_cast<fs::perms>(mode), fs::perm_options::replace, failed);
+  return !failed;
+}
+
+bool ChangeDir(std::string const& path) {
+  std::error_code failed;
+  fs::current_path(path, failed);
+  return !failed;
+}
+
+std::set<std::string> Names(std::string const& dir) {
+  std::set<std::string> names;
+  std::unique_ptr<pfuDir> reader(pfuDir::OpenDir(pfuDirPath(dir.c_str())));
+  pfuDirEntry entry;
+  while (reader != nullptr && reader->Read(entry)) names.insert(static_cast<char const*>(entry));
+  return names;
+}
+
+// Puts the current directory back at the end of a test that changes it.
+class CurrentDirGuard {
+ public:
+  CurrentDirGuard() : saved(fs::current_path().string()) {}
+  ~CurrentDirGuard() {
+    if (!ChangeDir(saved)) ADD_FAILURE() << "cannot return to " << saved;
+  }
+  CurrentDirGuard(CurrentDirGuard const&) = delete;
+  CurrentDirGuard& operator=(CurrentDirGuard const&) = delete;
+
+ private:
+  std::string saved;
+};
+
+// Sets the file-creation mask for one test.
+class UmaskGuard {
+ public:
+  explicit UmaskGuard(unsigned mask) : saved(qtest::host::SetFileCreationMask(mask)) {}
+  ~UmaskGuard() { qtest::host::SetFileCreationMask(saved); }
+  UmaskGuard(UmaskGuard const&) = delete;
+  UmaskGuard& operator=(UmaskGuard const&) = delete;
+
+ private:
+  unsigned saved;
+};
+
 TEST(FilesLower, OpensHonourShareModesAndKeepTheirCause) {
   TempDir dir;
   std::string const file = dir / "f";
   WriteFile(file, "keep");
   void* exclusive = Open(file, GENERIC_WRITE, 0, OPEN_EXISTING);
   ASSERT_NE(exclusive, VEK_INVALID_HANDLE);
+  // No child process inherits a file handle.
+  EXPECT_FALSE(qtest::host::IsInheritable(reinterpret_cast<std::uintptr_t>(exclusive)));
   // Refused within one process too; and a refused CREATE_ALWAYS leaves the file whole.
   EXPECT_EQ(Open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), VEK_INVALID_HANDLE);
   EXPECT_EQ(errMapError(), errSysSharingViolation);
@@ -81,7 +152,7 @@ TEST(FilesLower, DirectoriesAndLinksKeepTheirCause) {
   EXPECT_EQ(errMapError(), errSysNameTooLong);
 }
 
-TEST(FilesTree, MakeAndRemoveTrees) {
+TEST(FilesTree, MakeTrees) {
   TempDir dir;
   std::string const top = Neutral(dir.Path());
   EXPECT_EQ(pfuFS::pfuMakeDirRec((top + "|tree||x|y|z|").c_str()), errOK);
@@ -95,20 +166,104 @@ TEST(FilesTree, MakeAndRemoveTrees) {
   EXPECT_TRUE(pfuFS::pfuIsDir((dir / "outside/m").c_str()));
   EXPECT_EQ(pfuFS::pfuMakeDirRec(base, pfuDirPath("outside|k")), errSysExists);
   EXPECT_FALSE(Exists(dir / "outside/k"));
+}
 
-  // Removal takes links away, never what they point to.
-  QTEST_POSIX_ONLY("symbolic links");
-  WriteFile(dir / "outside/keep", "k");
-  for (char const* file : {"tree/x/g", "tree/x/y/z/h"}) WriteFile(dir / file, "data");
-  Link(dir / "outside", dir / "tree/x/dirlink");
-  EXPECT_TRUE(pfuFS::pfuIsLink((dir / "tree/x/dirlink").c_str()));
-  EXPECT_EQ(pfuFS::pfuRemoveDirRec(pfuDirPath((top + "|tree").c_str())), errOK);
+// Recursive removal runs in a child confined to the test's directory, so
+// whatever the walk gets wrong, nothing outside that directory can go.
+class FilesRemoveTree : public testing::Test {
+ protected:
+  void SetUp() override {
+    QTEST_POSIX_ONLY("confinement with chroot");
+    WriteFile(dir / "marker", "");
+  }
+
+  // pfuRemoveDirRec(path), the test's directory being the root, from the
+  // directory `from` inside it.
+  qtest::ChildOutcome Remove(std::string const& path, std::string const& from = "/") {
+    return qtest::RunConfined(dir.Path(), "marker", [&] {
+      return ChangeDir(from) ? int(pfuFS::pfuRemoveDirRec(pfuDirPath(path.c_str()))) : -1;
+    });
+  }
+
+  void MakeDirs(std::initializer_list<char const*> names) {
+    for (char const* name : names) ASSERT_TRUE(MakeDir(dir / name)) << name;
+  }
+
+  TempDir dir;
+};
+
+TEST_F(FilesRemoveTree, RootsDotsAndRefusedPathsRemoveNothing) {
+  MakeDirs({"keep", "keep/sub"});
+  WriteFile(dir / "keep/file", "k");
+  std::string const tooLong(1500, 'r');
+  struct Case { char const *path, *from; errstatus expected; } const cases[] = {
+      // Every spelling of the root.
+      {"|", "/", errSysInvalidArgument}, {"/", "/", errSysInvalidArgument}, {"\\", "/", errSysInvalidArgument},
+      {"||", "/", errSysInvalidArgument}, {"/./", "/", errSysInvalidArgument}, {"|.", "/", errSysInvalidArgument},
+      {"|..", "/", errSysInvalidArgument}, {"|keep|..", "/", errSysInvalidArgument},
+      {"|keep|.|..|", "/", errSysInvalidArgument}, {".", "/", errSysInvalidArgument},
+      {"keep|..", "/", errSysInvalidArgument},
+      // An empty path, a drive, a name of `.` or `..` anywhere: no directory to remove.
+      {"", "/", errSysInvalidArgument}, {"c:", "/", errSysInvalidArgument}, {"D:\\", "/", errSysInvalidArgument},
+      {"|keep|sub|..", "/", errSysInvalidArgument}, {".", "/keep", errSysInvalidArgument},
+      {"sub|.", "/keep", errSysInvalidArgument},
+      // A text too long for a path object names nothing, and no root either.
+      {tooLong.c_str(), "/", errSysNameTooLong}};
+  for (Case const& c : cases) {
+    qtest::ChildOutcome const run = Remove(c.path, c.from);
+    QTEST_REQUIRE_RAN(run);
+    EXPECT_EQ(run.value, c.expected) << c.path << " from " << c.from;
+    ASSERT_TRUE(Exists(dir / "marker") && IsDir(dir / "keep/sub") && ReadFile(dir / "keep/file") == "k")
+        << c.path << " from " << c.from;
+  }
+}
+
+TEST_F(FilesRemoveTree, NamesHoldingSeparatorsStayInsideTheTree) {
+  // Linux names may hold `\` and `|`, which paths read as separators.
+  MakeDirs({"tree", "tree/..|neighbour", "tree/sub", "tree/sub/..\\..\\neighbour", "neighbour"});
+  WriteFile(dir / "tree/..\\outside.txt", "");
+  WriteFile(dir / "tree/sub/..|..|outside.txt", "");
+  WriteFile(dir / "outside.txt", "o");
+  WriteFile(dir / "neighbour/n", "n");
+  qtest::ChildOutcome const run = Remove("|tree");
+  QTEST_REQUIRE_RAN(run);
+  EXPECT_EQ(run.value, errOK);
   EXPECT_FALSE(Exists(dir / "tree"));
-  EXPECT_EQ(ReadFile(dir / "outside/keep"), "k");
-  EXPECT_EQ(pfuFS::pfuRemoveDirRec(pfuDirPath((top + "|tree").c_str())), errSysNotFound);
-  for (char const* refused : {"", "/", "\\\\", "c:", "D:\\"})
-    EXPECT_EQ(pfuFS::pfuRemoveDirRec(pfuDirPath(refused)), errSysInvalidArgument) << refused;
-  EXPECT_TRUE(Exists(dir / "outside/keep"));
+  EXPECT_EQ(ReadFile(dir / "outside.txt"), "o");
+  EXPECT_EQ(ReadFile(dir / "neighbour/n"), "n");
+}
+
+TEST_F(FilesRemoveTree, LinksAreRemovedNeverFollowed) {
+  MakeDirs({"keep", "tree", "tree/x", "tree/x/y"});
+  WriteFile(dir / "keep/file", "k");
+  WriteFile(dir / "tree/x/g", "data");
+  WriteFile(dir / "tree/x/y/h", "data");
+  for (auto [target, link] : {std::pair{"keep", "link"}, {"keep/file", "filelink"}, {"/", "rootlink"},
+                              {"/keep", "tree/x/dirlink"}, {"/keep/file", "tree/x/y/filelink"}})
+    Link(target, dir / link);
+
+  // A link given as the path goes itself, with or without a trailing separator.
+  for (auto [path, name] : {std::pair{"|link", "link"}, {"|filelink", "filelink"}, {"|rootlink|", "rootlink"}}) {
+    qtest::ChildOutcome const run = Remove(path);
+    QTEST_REQUIRE_RAN(run);
+    EXPECT_EQ(run.value, errOK) << path;
+    EXPECT_FALSE(Exists(dir / name)) << path;
+    ASSERT_TRUE(Exists(dir / "marker") && ReadFile(dir / "keep/file") == "k") << path;
+  }
+  qtest::ChildOutcome run = Remove("|tree");
+  QTEST_REQUIRE_RAN(run);
+  EXPECT_EQ(run.value, errOK);
+  EXPECT_FALSE(Exists(dir / "tree"));
+  EXPECT_EQ(ReadFile(dir / "keep/file"), "k");
+
+  // What is not there, or is no directory, is reported and left alone.
+  run = Remove("|tree");
+  QTEST_REQUIRE_RAN(run);
+  EXPECT_EQ(run.value, errSysNotFound);
+  run = Remove("keep|file|");
+  QTEST_REQUIRE_RAN(run);
+  EXPECT_EQ(run.value, errSysNotDirectory);
+  EXPECT_EQ(ReadFile(dir / "keep/file"), "k");
 }
 
 TEST(FilesTree, RemoveDirRecStopsWhereAPathCannotGrow) {
@@ -125,6 +280,118 @@ TEST(FilesTree, RemoveDirRecStopsWhereAPathCannotGrow) {
   // Every path operation refuses such a path before it reaches the disk.
   pfStat info;
   EXPECT_EQ(pfuFS::pfuStat(native.c_str(), info), errSysNameTooLong);
+}
+
+TEST(FilesLimits, PathsOf1023BytesWorkWhole) {
+  TempDir dir;
+  std::string const longest = PathOfLength(dir, 1023, 'a'), shorter = PathOfLength(dir, 1022, 'b');
+  for (std::string const& path : {longest, shorter + "|"}) {
+    EXPECT_EQ(pfuFS::pfuMakeDirRec(path.c_str()), errOK) << path.size();
+    EXPECT_EQ(pfuFS::pfuMakeDirRec(path.c_str()), errOK) << path.size();  // there already
+  }
+  EXPECT_TRUE(IsDir(longest) && IsDir(shorter));
+  EXPECT_EQ(pfuFS::pfuRemoveDirRec(pfuDirPath(longest.c_str())), errOK);
+  EXPECT_FALSE(Exists(longest));
+}
+
+TEST(FilesLimits, ARefusedPathNamesNoDirectory) {
+  TempDir dir;
+  CurrentDirGuard back;
+  ASSERT_TRUE(ChangeDir(dir.Path()));
+  // Neither the root nor the current directory: an empty path object means
+  // either, a refused one neither.
+  pfuDirPath const refused(std::string(1500, 'r').c_str());
+  EXPECT_EQ(pfuDir::OpenDir(refused), nullptr);
+  EXPECT_EQ(errMapError(), errSysNameTooLong);
+  EXPECT_EQ(pfuFS::pfuMakeDirRec(refused, pfuDirPath("stray|dir")), errSysNameTooLong);
+  pfuDirPath const base(Neutral(dir.Path()).c_str());
+  EXPECT_EQ(pfuFS::pfuMakeDirRec(base, refused), errSysNameTooLong);
+  EXPECT_TRUE(Names(dir.Path()).empty());
+  // Nor is a join that does not fit read as the path it was to extend.
+  std::string const deep = PathOfLength(dir, 1000, 'd');
+  ASSERT_TRUE(MakeDir(deep));
+  EXPECT_EQ(pfuFS::pfuMakeDirRec(pfuDirPath(deep.c_str()), pfuDirPath(("x|" + std::string(30, 'y')).c_str())),
+            errSysNameTooLong);
+  EXPECT_EQ(Names(deep), std::set<std::string>{"x"});
+}
+
+// Every operation that takes a path as text, at 1023 bytes and at 1024. What
+// each needs is there at both lengths (made by the system's own calls, which
+// take longer paths), so only the refusal keeps a 1024-byte call from working.
+TEST(FilesLimits, EveryPathOperationTakes1023BytesAndRefuses1024) {
+  TempDir dir;
+  CurrentDirGuard back;
+  struct Paths { std::string file, fresh, sub, link; };
+  struct Operation {
+    char const* name;
+    int refused;  // the answer at 1024 bytes; 1 (errOK or true) at 1023
+    std::function<int(Paths const&)> call;
+    std::function<bool(Paths const&)> done;  // for a change: whether the disk shows it
+  };
+  std::nullptr_t const nothing = nullptr;
+  int const tooLong = errSysNameTooLong, noFile = errNoMemoryOrIO, no = false;
+  Operation const operations[] = {
+      {"MakeDir", tooLong, [](Paths const& p) { return int(pfuFS::pfuMakeDir(p.fresh.c_str())); },
+       [](Paths const& p) { return IsDir(p.fresh); }},
+      {"MakeDirRec", tooLong, [](Paths const& p) { return int(pfuFS::pfuMakeDirRec(p.fresh.c_str())); },
+       [](Paths const& p) { return IsDir(p.fresh); }},
+      {"RemoveDir", tooLong, [](Paths const& p) { return int(pfuFS::pfuRemoveDir(p.sub.c_str())); },
+       [](Paths const& p) { return !Exists(p.sub); }},
+      {"DeleteFile", tooLong, [](Paths const& p) { return int(pfuFS::pfuDeleteFile(p.file.c_str())); },
+       [](Paths const& p) { return !Exists(p.file); }},
+      {"Unlink", tooLong, [](Paths const& p) { return int(pfuFS::pfuUnlink(p.file.c_str())); },
+       [](Paths const& p) { return !Exists(p.file); }},
+      {"RenameFile", tooLong, [](Paths const& p) { return int(pfuFS::pfuRenameFile(p.file.c_str(), p.fresh.c_str())); },
+       [](Paths const& p) { return ReadFile(p.fresh) == "data" && !Exists(p.file); }},
+      {"CopyFile", tooLong, [](Paths const& p) { return int(pfuFS::pfuCopyFile(p.file.c_str(), p.fresh.c_str())); },
+       [](Paths const& p) { return ReadFile(p.fresh) == "data"; }},
+      {"ChangeDir", tooLong, [](Paths const& p) { return int(pfuFS::pfuChangeDir(p.sub.c_str())); },
+       [](Paths const& p) {
+         return fs::current_path().string() == p.sub;
+       }},
+      {"Stat", tooLong, [](Paths const& p) { pfStat info; return int(pfuFS::pfuStat(p.file.c_str(), info)); }, nothing},
+      {"IsDir", no, [](Paths const& p) { return int(pfuFS::pfuIsDir(p.sub.c_str())); }, nothing},
+      {"IsValidDirectory", no, [](Paths const& p) { return int(pfuFS::pfuIsValidDirectory(p.sub.c_str())); }, nothing},
+      {"IsLink", no, [](Paths const& p) { return int(pfuFS::pfuIsLink(p.link.c_str())); }, nothing},
+      {"IsExecutable", no, [](Paths const& p) { return int(pfuFS::pfuIsExecutable(p.file.c_str())); }, nothing},
+      {"IsValidFile", no, [](Paths const& p) { return int(pfuFS::pfuIsValidFile(p.file.c_str())); }, nothing},
+      {"GetFileSize", tooLong,
+       [](Paths const& p) {
+         long long size = 0;
+         errstatus status = pfuFS::pfuGetFileSize(p.file.c_str(), size);
+         return status == errOK && size != 4 ? -1 : int(status);
+       }, nothing},
+      {"GetModTime", tooLong, [](Paths const& p) { long long time = 0; return int(pfuFS::pfuGetModTime(p.file.c_str(), time)); }, nothing},
+      {"ReadLink", tooLong, [](Paths const& p) { pfuDirPath target; return int(pfuFS::pfuReadLink(p.link.c_str(), target)); }, nothing},
+      {"GetFreeSpace", tooLong, [](Paths const& p) { double bytes = 0; return int(pfuFS::pfuGetFreeSpace(p.sub.c_str(), bytes)); }, nothing},
+      {"OpenStream", tooLong,
+       [](Paths const& p) { std::ofstream out; return int(pfuFS::pfuOpenStream(p.fresh.c_str(), std::ios::out, out)); },
+       [](Paths const& p) { return Exists(p.fresh); }},
+      {"OpenFile", no,
+       [](Paths const& p) { std::filebuf buffer; return int(OpenFile(buffer, p.fresh.c_str(), std::ios::out, 0) != nullptr); },
+       [](Paths const& p) { return Exists(p.fresh); }},
+      {"CalcCheckSumByPath", noFile, [](Paths const& p) { unsigned sum = 0; return int(pfuFS::pfuCalcCheckSumByPath(p.file.c_str(), sum)); }, nothing},
+      {"ReplaceString", noFile, [](Paths const& p) { return int(pfuFS::pfuReplaceString("a", "b", p.file.c_str(), p.fresh.c_str())); },
+       [](Paths const& p) { return ReadFile(p.fresh) == "dbtb"; }},
+  };
+  for (std::size_t length : {std::size_t(1023), std::size_t(1024)}) {
+    Paths const p{PathOfLength(dir, length, 'f'), PathOfLength(dir, length, 'n'), PathOfLength(dir, length, 's'),
+                  PathOfLength(dir, length, 'l')};
+    for (Operation const& op : operations) {
+      std::filesystem::remove_all(p.fresh);
+      std::filesystem::remove_all(p.sub);
+      fs::remove(p.link);
+      WriteFile(p.file, "data");
+      ASSERT_TRUE(MakeDir(p.sub));
+      Link("f", p.link);
+      bool const fits = length < 1024;
+      EXPECT_EQ(op.call(p), fits ? 1 : op.refused) << op.name << " at " << length;
+      if (op.done) {
+        EXPECT_EQ(op.done(p), fits) << op.name << " at " << length;
+      }
+      ASSERT_TRUE(ChangeDir(dir.Path()));
+    }
+  }
 }
 
 TEST(FilesOps, RenameCopyAndQueries) {
@@ -160,6 +427,102 @@ TEST(FilesOps, RenameCopyAndQueries) {
   pfuDirPath target("unchanged");
   EXPECT_EQ(pfuFS::pfuReadLink(at("link").c_str(), target), errOK);
   EXPECT_STREQ(target, "sub|target");
+}
+
+TEST(FilesOps, CopyKeepsPermissionsAndTakesOnlyFiles) {
+  QTEST_POSIX_ONLY("file modes and FIFOs");
+  TempDir dir;
+  UmaskGuard mask(022);
+  WriteFile(dir / "from", "bytes");
+  WriteFile(dir / "old", "old");
+  ASSERT_TRUE(SetPermissions((dir / "old"), 0600));
+  for (unsigned mode : {0750u, 0666u}) {  // the second is what the mask would cut
+    ASSERT_TRUE(SetPermissions((dir / "from"), mode));
+    for (char const* to : {"new", "old"}) {
+      EXPECT_EQ(pfuFS::pfuCopyFile((dir / "from").c_str(), (dir / to).c_str()), errOK);
+      EXPECT_EQ(Permissions(dir / to), mode) << to;
+      EXPECT_EQ(ReadFile(dir / to), "bytes");
+      fs::remove(dir / "new");
+    }
+  }
+  // A FIFO without a writer would block an open for ever; a directory has no bytes.
+  ASSERT_TRUE(qtest::host::MakeFifo(dir / "fifo"));
+  qtest::ChildOutcome const run = qtest::RunInChild(
+      [&] { return int(pfuFS::pfuCopyFile((dir / "fifo").c_str(), (dir / "to").c_str())); }, std::chrono::seconds(10));
+  ASSERT_TRUE(run.ran) << run.why;
+  EXPECT_EQ(run.value, errSysInvalidArgument);
+  EXPECT_EQ(pfuFS::pfuCopyFile(dir.Path().c_str(), (dir / "to").c_str()), errSysIsDirectory);
+  EXPECT_FALSE(Exists(dir / "to"));
+}
+
+// Moves between two file systems copy the file and remove the original:
+// /dev/shm is a file system of its own on most Linux hosts.
+class FilesMoveAcross : public testing::Test {
+ protected:
+  void SetUp() override {
+    QTEST_POSIX_ONLY("file modes, and /dev/shm as a second file system");
+    if (!qtest::host::OnOtherFileSystems("/dev/shm", here.Path())) GTEST_SKIP() << "no second file system at /dev/shm";
+    there = std::make_unique<TempDir>("/dev/shm");
+  }
+
+  // Both directories open to the user of an unprivileged child.
+  void OpenToAll() {
+    ASSERT_TRUE(SetPermissions(here.Path(), 0777));
+    ASSERT_TRUE(SetPermissions(there->Path(), 0777));
+  }
+
+  TempDir here;
+  std::unique_ptr<TempDir> there;
+};
+
+TEST_F(FilesMoveAcross, TheMovedFileKeepsItsPermissions) {
+  std::string const from = *there / "from", to = here / "to";
+  WriteFile(from, "moved");
+  WriteFile(to, "old");
+  ASSERT_TRUE(SetPermissions(from, 0600));
+  ASSERT_TRUE(SetPermissions(to, 0666));
+  EXPECT_EQ(pfuFS::pfuRenameFile(from.c_str(), to.c_str()), errOK);
+  EXPECT_EQ(ReadFile(to), "moved");
+  EXPECT_EQ(Permissions(to), 0600u);
+  EXPECT_FALSE(Exists(from));
+  EXPECT_EQ(Names(here.Path()), std::set<std::string>{"to"});  // nothing else left behind
+}
+
+TEST_F(FilesMoveAcross, AnOriginalThatCannotGoLeavesBothAsTheyWere) {
+  OpenToAll();
+  std::string const locked = *there / "locked", from = locked + "/from", to = here / "to";
+  ASSERT_TRUE(MakeDir(locked));
+  WriteFile(from, "moved");
+  WriteFile(to, "old");
+  ASSERT_TRUE(SetPermissions(from, 0644));
+  ASSERT_TRUE(SetPermissions(to, 0666));
+  ASSERT_TRUE(SetPermissions(locked, 0555));  // no name in it can be removed
+  qtest::ChildOutcome const run = qtest::RunUnprivileged([&] { return int(pfuFS::pfuRenameFile(from.c_str(), to.c_str())); });
+  QTEST_REQUIRE_RAN(run);
+  EXPECT_EQ(run.value, errSysAccessDenied);
+  EXPECT_EQ(ReadFile(from), "moved");
+  EXPECT_EQ(ReadFile(to), "old");
+  EXPECT_EQ(Names(here.Path()), std::set<std::string>{"to"});
+}
+
+TEST_F(FilesMoveAcross, ATargetThatCannotBeReplacedLeavesBothAsTheyWere) {
+  if (!qtest::host::IsPrivileged()) GTEST_SKIP() << "needs a target owned by another user";
+  OpenToAll();
+  // In a sticky directory only a file's owner may replace it.
+  std::string const sticky = here / "sticky", from = *there / "from", to = sticky + "/to";
+  ASSERT_TRUE(MakeDir(sticky));
+  ASSERT_TRUE(SetPermissions(sticky, 01777));
+  WriteFile(from, "moved");
+  WriteFile(to, "old");
+  ASSERT_TRUE(SetPermissions(from, 0604));
+  ASSERT_TRUE(SetPermissions(to, 0666));
+  qtest::ChildOutcome const run = qtest::RunUnprivileged([&] { return int(pfuFS::pfuRenameFile(from.c_str(), to.c_str())); });
+  QTEST_REQUIRE_RAN(run);
+  EXPECT_EQ(run.value, errSysAccessDenied);
+  EXPECT_EQ(ReadFile(from), "moved");
+  EXPECT_EQ(Permissions(from), 0604u);
+  EXPECT_EQ(ReadFile(to), "old");
+  EXPECT_EQ(Names(sticky), std::set<std::string>{"to"});
 }
 
 TEST(FilesOps, CurrentDirectoryFreeSpaceAndStreams) {
@@ -209,11 +572,12 @@ TEST(FilesContent, ChecksumCountsSumsAndXors) {
   WriteFile(dir / "f", "\x01\x02\x03");
   EXPECT_EQ(pfuFS::pfuCalcCheckSumByPath((dir / "f").c_str(), value), errOK);
   EXPECT_EQ(value, 0x00030600u);
-  for (std::size_t size : {0u, 65535u, 65536u, 65537u}) {
-    std::string const bytes = Pattern(size);
+  // All 0xFF: the most any lane of a wide sum can take.
+  for (std::string const& bytes : {Pattern(0), Pattern(65535), Pattern(65536), Pattern(65537),
+                                   std::string((4 << 20) + 3, '\xFF')}) {
     WriteFile(dir / "f", bytes);
     ASSERT_EQ(pfuFS::pfuCalcCheckSumByPath((dir / "f").c_str(), value), errOK);
-    EXPECT_EQ(value, Checksum(bytes)) << size;
+    EXPECT_EQ(value, Checksum(bytes)) << bytes.size();
   }
   EXPECT_EQ(pfuFS::pfuCalcCheckSumByPath((dir / "missing").c_str(), value), errNoMemoryOrIO);
 }

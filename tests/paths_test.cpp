@@ -47,6 +47,28 @@ TEST(PathsJoin, OneNeutralSeparatorAndTheLimits) {
   entry = over.c_str();
   EXPECT_EQ(Str(path) + Str(entry) + Str(pfuOSPath(over.c_str())), "");
 
+  // A refused object holds no path, which is not the empty path; it stays
+  // so through appends and joins, and a refused right refuses a join.
+  static_assert(sizeof(pfuDirPath) == 1024 && sizeof(pfuDirEntry) == 1024 && sizeof(pfuOSPath) == 1024);
+  pfuDirPath refused(over.c_str());
+  EXPECT_TRUE(refused.IsEmpty() && refused.IsRefused());
+  refused += pfuDirPath("x");
+  EXPECT_TRUE(pfuDirPath(refused, pfuDirPath("y")).IsRefused() && refused.IsRefused() && Str(refused).empty());
+  EXPECT_TRUE(pfuDirPath(pfuDirPath(), entry).IsRefused());
+  pfuDirPath target(longest.c_str());
+  pfuOSPath(over.c_str()).ToNeutral(target);
+  EXPECT_TRUE(target.IsRefused());
+  for (pfuDirPath empty : {pfuDirPath(), pfuDirPath(""), pfuDirPath(nullptr)}) EXPECT_FALSE(empty.IsRefused());
+  refused.SetEmpty();
+  EXPECT_FALSE(refused.IsRefused());
+  refused = over.c_str();
+  pfuDirPath("a").GetHead(refused);  // an empty head is an empty path
+  EXPECT_FALSE(refused.IsRefused());
+  refused = over.c_str();
+  refused = "a";
+  EXPECT_FALSE(refused.IsRefused());
+  EXPECT_EQ(Str(refused), "a");
+
   pfuOSPath almost(Repeat(1022, 'a').c_str());
   almost.AddWildcard();  // "/*" would need 1024 bytes with the terminator
   EXPECT_EQ(Str(almost), Repeat(1022, 'a'));

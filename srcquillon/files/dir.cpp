@@ -1,7 +1,11 @@
 // Directory reading over the lower library's find-first/find-next search.
 #include "pfudir.h"
 
+#include <cstring>
+
+#include "fsshared.h"
 #include "ombhandle.h"
+#include "ombmem.h"
 #include "vektext.h"
 
 QUILLON_ARRAY_INSTANCES(, pfuDirPath*)
@@ -20,10 +24,18 @@ bool IsDotOrDotDot(char const* name) {
 pfuDir::~pfuDir() {}
 
 pfuDir* pfuDir::OpenDir(pfuDirPath const& path) {
-  pfuOSPath native(path);
-  native.AddWildcard();
+  if (path.IsRefused()) {
+    vekSetLastError(vekErrPathTooLong);
+    return nullptr;
+  }
+  // The directory's path may fill a path object: the pattern gets room for
+  // the wildcard beyond it.
+  pfuOSPath const native(path);
+  char pattern[pfuFiles::searchPatternSize];
+  std::strcpy(pattern, native);
+  std::strcat(pattern, pfuFiles::WildcardFor(native));
   WIN32_FIND_DATAA data;
-  void* search = uFindFirstFile(native, &data);
+  void* search = uFindFirstFile(pattern, &data);
   if (search == VEK_INVALID_HANDLE) return nullptr;
   return new pfuDirImplementation(data, search);
 }

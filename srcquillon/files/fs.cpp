@@ -6,7 +6,6 @@
 
 #include "fsshared.h"
 #include "ombcrt.h"
-#include "pfudir.h"
 #include "vekfile.h"
 
 using pfuFiles::Fits;
@@ -17,12 +16,14 @@ namespace {
 
 errstatus Outcome(bool succeeded) { return succeeded ? errOK : errMapError(); }
 
-// An empty path, one of separators only, or a drive with or without its
-// separator: never removed recursively.
-bool IsRootOrEmpty(char const* path) {
+// An empty path, or a drive with or without its separator: no directory to
+// remove recursively on any host. (What a path resolves to, a root in any
+// other spelling, is for the walk to judge.)
+bool IsEmptyOrDrive(char const* path) {
   std::size_t length = std::strlen(path);
   while (length > 0 && issep(path + length - 1)) --length;
-  return length == 0 || (length == 2 && std::isalpha(static_cast<unsigned char>(path[0])) && path[1] == ':');
+  return path[0] == '\0' ||
+         (length == 2 && std::isalpha(static_cast<unsigned char>(path[0])) && path[1] == ':');
 }
 
 bool ReadInfo(pfStat& info, char const* path) {
@@ -67,8 +68,11 @@ bool NameOrFallback(int (*query)(char*, std::uint32_t*), dsString& name, char co
 }  // namespace
 
 void* pfuFiles::OpenSource(pfuOSPath const& path) {
-  return uCreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                     FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  void* file = uCreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                           FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  if (file == VEK_INVALID_HANDLE || vekIsRegularFile(file)) return file;
+  win32CloseFileHandle(file);  // keeps the error of the refusal
+  return VEK_INVALID_HANDLE;
 }
 
 void* pfuFiles::OpenTarget(pfuOSPath const& path) {
@@ -136,7 +140,9 @@ errstatus pfuFS::pfuCopyFile(char const* from, char const* to) {
     win32CloseFileHandle(source);
     return errMapError();
   }
-  bool copied = vekCopyFileData(source, target);
+  // The permissions first, so the data is never readable more widely than
+  // the source's.
+  bool copied = vekCopyFilePermissions(source, target) && vekCopyFileData(source, target);
   win32CloseFileHandle(source);
   win32CloseFileHandle(target);
   return Outcome(copied);
@@ -158,36 +164,44 @@ errstatus pfuFS::pfuChangeDir(char const* path) {
 
 errstatus pfuFS::pfuMakeDirRec(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  // The path and a final separator. Each separator in turn ends the part of
-  // the path to check or make, always with a trailing `|`.
+  // The path and a final separator. Each separator in turn ends the part to
+  // check or make: the part before it, or with it where the part is a root
+  // (`|`, `C:|`). So at most the whole path is looked at, and a path of 1023
+  // bytes fits a path object at every step.
   char walk[pfuPathSize + 1];
   std::size_t const length = std::strlen(Text(path));
   std::memcpy(walk, Text(path), length);
   walk[length] = '|';
   walk[length + 1] = '\0';
+  std::size_t const rootLength = IsUnixStyleAbsPath(walk) ? 1 : IsWinStyleAbsPath(walk) ? 3 : 0;
   errstatus result = errOK;
   for (std::size_t end = 0; end <= length && result == errOK; ++end) {
     if (!issep(walk + end)) continue;
-    char const next = walk[end + 1];
-    walk[end] = '|';
-    walk[end + 1] = '\0';
+    std::size_t const cut = end < rootLength ? end + 1 : end;
+    char const kept = walk[cut];
+    walk[cut] = '\0';
     pfStat info;
     if (!ReadInfo(info, walk)) {
       result = pfuMakeDir(walk);
     } else if (!info.isDir()) {
       result = errComponentNotDir;
     }
-    walk[end + 1] = next;
+    walk[cut] = kept;
   }
   return result;
 }
 
 errstatus pfuFS::pfuMakeDirRec(pfuDirPath const& base, pfuDirPath const& relative) {
+  if (base.IsRefused() || relative.IsRefused()) return errSysNameTooLong;
   pfuDirPath current(base), rest(relative);
   while (!rest.IsEmpty()) {
     pfuDirEntry head;
     rest.GetHead(head);
-    if (*static_cast<char const*>(head) != '\0') current += head;
+    if (*static_cast<char const*>(head) != '\0') {
+      std::size_t const before = std::strlen(current);
+      current += head;
+      if (std::strlen(current) == before) return errSysNameTooLong;  // the join did not fit
+    }
     if (uCreateDirectory(pfuOSPath(current), nullptr) == 0) {
       errstatus status = errMapError();
       if (status != errOK) return status;
@@ -200,27 +214,9 @@ errstatus pfuFS::pfuMakeDirRec(pfuDirPath const& base, pfuDirPath const& relativ
 }
 
 errstatus pfuFS::pfuRemoveDirRec(pfuDirPath const& path) {
-  if (IsRootOrEmpty(path)) return errSysInvalidArgument;
-  pfuDir* reader = pfuDir::OpenDir(path);
-  if (reader == nullptr) return errMapError();
-  errstatus status = errOK;
-  pfuDirEntry entry;
-  while (status == errOK && reader->Read(entry)) {
-    pfuDirPath child(path, entry);
-    if (std::strcmp(child, path) == 0) {  // the join refused: too deep for a path object
-      status = errSysNameTooLong;
-      break;
-    }
-    pfStat info(child);
-    if (!info.initialized()) break;  // the listing ends here, without an error
-    if (info.isDir()) {
-      status = pfuRemoveDirRec(child);
-    } else if (uDeleteFile(pfuOSPath(child)) == 0) {
-      status = errMapError();
-    }
-  }
-  delete reader;
-  return status == errOK ? pfuRemoveDir(path) : status;
+  if (path.IsRefused()) return errSysNameTooLong;
+  if (IsEmptyOrDrive(path)) return errSysInvalidArgument;
+  return Outcome(vekRemoveTree(Trimmed(path), pfuPathSize - 1) != 0);
 }
 
 // Queries

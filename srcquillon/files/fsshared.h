@@ -23,6 +23,12 @@ inline pfuOSPath Trimmed(char const* path) {
   return native;
 }
 
+// What a directory search of the native path appends: "*" behind a trailing
+// native separator, else that separator and "*" (pfuOSPath::AddWildcard).
+char const* WildcardFor(char const* native);
+// Room for a native path of pfuPathSize - 1 bytes with its wildcard.
+int const searchPatternSize = pfuPathSize + 2;
+
 // Opens for reading with read sharing and a sequential hint, or for writing
 // with no sharing, emptied; VEK_INVALID_HANDLE on failure.
 void* OpenSource(pfuOSPath const& path);

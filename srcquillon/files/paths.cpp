@@ -1,6 +1,7 @@
 #include <cctype>
 #include <cstring>
 
+#include "fsshared.h"
 #include "mbxtext.h"
 #include "pfupath.h"
 #include "vekfile.h"
@@ -10,20 +11,47 @@ namespace {
 
 char const neutralSeparator = '|';
 
-// Copies text into a path buffer; too long (or null) leaves it empty.
-void CopyInto(char* buffer, char const* text) {
-  std::size_t length = text == nullptr ? 0 : std::strlen(text);
-  if (length >= static_cast<std::size_t>(pfuPathSize)) length = 0;
-  if (length != 0) std::memmove(buffer, text, length);
-  buffer[length] = 0;
+// A refused text leaves a path buffer empty with this byte behind its
+// terminator; every write of an empty string clears that byte again. So the
+// buffer keeps its size and tells "no path" from the empty path.
+char const refusedMark = '\x7F';
+
+bool IsRefusedBuffer(char const* buffer) { return buffer[0] == 0 && buffer[1] == refusedMark; }
+
+void Refuse(char* buffer) {
+  buffer[0] = 0;
+  buffer[1] = refusedMark;
 }
 
-// Appends text to a path buffer if the whole fits; else leaves it alone.
+// Copies the n bytes at text (null when n is 0), and a terminator, into a
+// path buffer.
+void Store(char* buffer, char const* text, std::size_t n) {
+  if (n == 0) {
+    buffer[0] = buffer[1] = 0;
+    return;
+  }
+  std::memmove(buffer, text, n);
+  buffer[n] = 0;
+}
+
+// Copies text into a path buffer; a text too long refuses the buffer, a null
+// one empties it.
+void CopyInto(char* buffer, char const* text) {
+  std::size_t length = text == nullptr ? 0 : std::strlen(text);
+  if (length >= static_cast<std::size_t>(pfuPathSize)) {
+    Refuse(buffer);
+  } else {
+    Store(buffer, text, length);
+  }
+}
+
+// Appends text to a path buffer if the whole fits; else, and to a refused
+// buffer, changes nothing.
 void AppendInto(char* buffer, char const* text) {
+  if (IsRefusedBuffer(buffer)) return;
   std::size_t used = std::strlen(buffer), length = text == nullptr ? 0 : std::strlen(text);
   if (length == 0 || used + length >= static_cast<std::size_t>(pfuPathSize)) return;
-  std::memmove(buffer + used, text, length);
-  buffer[used + length] = 0;
+  Store(buffer + used, text, length);
 }
 
 // Multibyte stepping: only the first byte of each character is looked at.
@@ -43,12 +71,6 @@ char const* FirstSeparator(char const* text) {
   for (; *text != 0; ++text)
     if (issep(text)) return text;
   return nullptr;
-}
-
-// Copies the n bytes at text, and a terminator, into a buffer of its own size.
-void CopyPart(char* buffer, char const* text, std::size_t n) {
-  std::memmove(buffer, text, n);
-  buffer[n] = 0;
 }
 
 }  // namespace
@@ -105,7 +127,14 @@ pfuDirPath& pfuDirPath::operator+=(pfuDirEntry const& right) {
   return *this;
 }
 
+// right is the array of a path object, so its byte behind an empty string
+// can be read.
 void pfuDirPath::Join(char const* right) {
+  if (IsRefusedBuffer(path)) return;
+  if (IsRefusedBuffer(right)) {
+    Refuse(path);
+    return;
+  }
   if (right[0] == 0) return;
   if (path[0] == 0) {
     std::memmove(path, right, std::strlen(right) + 1);
@@ -119,6 +148,8 @@ void pfuDirPath::Join(char const* right) {
   std::memmove(path + used, right, length);
   path[used + length] = 0;
 }
+
+bool pfuDirPath::IsRefused() const { return IsRefusedBuffer(path); }
 
 char const* pfuDirPath::GetRelPathStart() const {
   if (IsUnixStyleAbsPath(path)) return path + 1;
@@ -142,10 +173,10 @@ bool pfuDirPath::GetHead(pfuDirEntry& head) const {
   if (IsEmpty()) return false;
   char const* separator = FirstSeparator(path);
   if (separator == nullptr) {
-    CopyPart(head.entry, path, std::strlen(path));
+    Store(head.entry, path, std::strlen(path));
   } else {
     std::size_t n = static_cast<std::size_t>(separator - path);
-    CopyPart(head.entry, path, pfuIsStringPathAbsolute(path) ? n + 1 : n);
+    Store(head.entry, path, pfuIsStringPathAbsolute(path) ? n + 1 : n);
   }
   return true;
 }
@@ -158,7 +189,7 @@ bool pfuDirPath::GetTail(pfuDirPath& tail) const {
   } else if (char const* separator = FirstSeparator(path)) {
     rest = separator + 1;
   }
-  CopyPart(tail.path, rest, std::strlen(rest));
+  Store(tail.path, rest, std::strlen(rest));
   return true;
 }
 
@@ -167,7 +198,7 @@ bool pfuDirPath::GetHead(pfuDirPath& head) const {
   char const* relative = GetRelPathStart();
   char const* separator = LastSeparator(relative, path + std::strlen(path));
   char const* end = separator != nullptr ? separator : relative;
-  CopyPart(head.path, path, static_cast<std::size_t>(end - path));
+  Store(head.path, path, static_cast<std::size_t>(end - path));
   return true;
 }
 
@@ -176,7 +207,7 @@ bool pfuDirPath::GetTail(pfuDirEntry& tail) const {
   char const* end = path + std::strlen(path);
   char const* separator = LastSeparator(path, end);
   char const* begin = separator != nullptr ? separator + 1 : path;
-  CopyPart(tail.entry, begin, static_cast<std::size_t>(end - begin));
+  Store(tail.entry, begin, static_cast<std::size_t>(end - begin));
   return true;
 }
 
@@ -188,15 +219,21 @@ pfuOSPath::pfuOSPath(char const* text) {
 }
 
 void pfuOSPath::ToNeutral(pfuDirPath& target) const {
+  if (IsRefusedBuffer(path)) {
+    Refuse(target.path);
+    return;
+  }
   target = path;
   RewriteSeparators(target.path, neutralSeparator);
 }
 
-void pfuOSPath::AddWildcard() {
-  std::size_t used = std::strlen(path);
-  char const wildcard[] = {VEK_NATIVE_SEPARATOR, '*', 0};
-  AppendInto(path, used != 0 && path[used - 1] == VEK_NATIVE_SEPARATOR ? wildcard + 1 : wildcard);
+char const* pfuFiles::WildcardFor(char const* native) {
+  static char const wildcard[] = {VEK_NATIVE_SEPARATOR, '*', 0};
+  std::size_t used = std::strlen(native);
+  return used != 0 && native[used - 1] == VEK_NATIVE_SEPARATOR ? wildcard + 1 : wildcard;
 }
+
+void pfuOSPath::AddWildcard() { AppendInto(path, pfuFiles::WildcardFor(path)); }
 
 void pfuOSPath::TrimTrailSeps() {
   char* p = path;

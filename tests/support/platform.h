@@ -128,6 +128,14 @@ bool DescriptorIsOnFile(int descriptor, std::string const& path);
 long SessionOf(std::uint32_t pid);
 // Ends a process with SIGKILL.
 bool KillProcess(std::uint32_t pid);
+// Sets the file-creation mask (umask) and gives the one it replaces.
+unsigned SetFileCreationMask(unsigned mask);
+// Makes a FIFO at path.
+bool MakeFifo(std::string const& path);
+// True when the process runs as the superuser.
+bool IsPrivileged();
+// True when both paths exist and lie on different file systems.
+bool OnOtherFileSystems(std::string const& first, std::string const& second);
 
 // Lowers the limit of open descriptors so that the next one cannot be opened,
 // while it lives; one at a time.

@@ -6,6 +6,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -58,8 +59,10 @@ void PrepareRunDirectory() {
   std::atexit(RemoveRunDirectory);
 }
 
-TempDir::TempDir() : path(host::MakeUniqueDirectory(Run().path, "dir-")) {
-  if (Run().path.empty() || path.empty()) throw std::runtime_error("cannot make a temporary directory");
+TempDir::TempDir(std::string const& base)
+    : path(base.empty() ? host::MakeUniqueDirectory(Run().path, "dir-")
+                        : host::MakeUniqueDirectory(base, "quillon-test-")) {
+  if (path.empty()) throw std::runtime_error("cannot make a temporary directory");
 }
 
 TempDir::~TempDir() { RemoveTree(path); }
@@ -81,6 +84,18 @@ void WriteFile(std::string const& path, std::string const& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!out) throw std::runtime_error("cannot write " + path);
+}
+
+std::string PathOfLength(TempDir const& dir, std::size_t length, char fill) {
+  // Directories of 200-byte names, then one name of 56 to 256 bytes: no name
+  // passes the system's limit of 255.
+  std::string path = dir.Path();
+  while (length - path.size() > 256) {
+    path += "/" + std::string(200, 'p');
+    std::error_code ignored;
+    std::filesystem::create_directory(path, ignored);
+  }
+  return path + "/" + std::string(length - path.size() - 1, fill);
 }
 
 std::string ReadFile(std::string const& path) {

@@ -18,9 +18,11 @@ namespace qtest {
 // Every one lies inside the directory of the test program's run (see
 // testsupport.cpp), which goes when the program ends, so that a child that dies
 // with its directory (a death test, a killed helper) leaves nothing behind.
+// With a base, the directory is made below base instead (another file
+// system, say), and removed by its destructor alone.
 class TempDir {
  public:
-  TempDir();
+  explicit TempDir(std::string const& base = "");
   ~TempDir();
   TempDir(TempDir const&) = delete;
   TempDir& operator=(TempDir const&) = delete;
@@ -38,6 +40,9 @@ class TempDir {
 void RemoveTree(std::string const& path);
 
 void WriteFile(std::string const& path, std::string const& bytes);
+// A path of exactly length bytes below dir, ending in a name of fill
+// characters; the directories above that name are made, the name is not.
+std::string PathOfLength(TempDir const& dir, std::size_t length, char fill);
 std::string ReadFile(std::string const& path);
 
 // The neutral form of a native path: each native separator becomes '|'.
@@ -111,7 +116,45 @@ auto Bounded(char const* file, int line, char const* what, Step step) -> decltyp
   return result.get();
 }
 
+// Forked children, POSIX by nature (support/posix/children.cpp): elsewhere
+// nothing runs and the outcome says so; tests that use them are marked
+// QTEST_POSIX_ONLY.
+
+// How a body run in a forked child ended.
+struct ChildOutcome {
+  bool ran = false;           // the body ran, and value is what it returned
+  int value = 0;
+  bool unprivileged = false;  // the child could not set itself up for want of privilege
+  std::string why;            // when the body did not run or did not end in time
+};
+
+// Runs body in a forked child and gives back what it returned; the child is
+// killed when it runs past limit. body must not use the test framework.
+ChildOutcome RunInChild(std::function<int()> const& body,
+                        std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+// Runs body in a forked child confined to dir: dir becomes the child's root
+// (chroot) and its current directory, and the file dir/marker must then be
+// visible as /marker before body runs. So nothing body does can reach a file
+// outside dir, whatever the code under test gets wrong.
+ChildOutcome RunConfined(std::string const& dir, std::string const& marker,
+                         std::function<int()> const& body,
+                         std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+// Runs body in a forked child that permissions bind: as user and group 65534
+// (nobody) when the tests run as root, as it is otherwise.
+ChildOutcome RunUnprivileged(std::function<int()> const& body,
+                             std::chrono::milliseconds limit = std::chrono::seconds(30));
+
 }  // namespace qtest
+
+// Skips the test when a child could not set itself up for want of privilege;
+// fails it when the body did not run for any other reason.
+#define QTEST_REQUIRE_RAN(outcome)                       \
+  do {                                                   \
+    if ((outcome).unprivileged) GTEST_SKIP() << (outcome).why; \
+    ASSERT_TRUE((outcome).ran) << (outcome).why;         \
+  } while (0)
 
 // Defines a helper mode for the test binary of this file.
 #define QTEST_HELPER(name)                                                      \

@@ -33,7 +33,9 @@ OMBREL_API long long vekLiveBlocks();
 enum vekOwnError : int {
   vekErrSharingViolation = 0x20000001,  // an open conflicts with another open's share mode
   vekErrPeerClosed,                     // the other end of a connection closed it
-  vekErrNameNotResolved                 // a host or service name has no address
+  vekErrNameNotResolved,                // a host or service name has no address
+  vekErrPathTooLong                     // a path longer than quillon's path objects hold,
+                                        // refused before it reached the system
 };
 
 OMBREL_API void vekSetLastError(int code);

@@ -21,9 +21,17 @@
 //   is open. An open whose share mode conflicts with an open handle (in any
 //   process, or in this one) fails as a sharing violation: share 0 refuses
 //   every other open, any read or write sharing admits the other sharing
-//   opens. A file is emptied only once the share mode is granted.
-//   FILE_FLAG_SEQUENTIAL_SCAN hints at reading from start to end. security
-//   and template are not used.
+//   opens. A file is emptied only once the share mode is granted. The open
+//   itself never waits: a FIFO with no peer fails (writing) or opens at once
+//   (reading). FILE_FLAG_SEQUENTIAL_SCAN hints at reading from start to end.
+//   security and template are not used.
+// - vekIsRegularFile(handle): true when handle is open on a regular file;
+//   false for anything else, as is-a-directory for a directory and as invalid
+//   argument for a FIFO, socket or device.
+// - vekCopyFilePermissions(source, target): gives target the permissions of
+//   source: the read, write and execute bits of owner, group and others on
+//   POSIX (set-id and sticky bits are not carried), the read-only attribute
+//   on Windows. target stays writable through its handle.
 // - vekReadFile(handle, buffer, size, &got): reads up to size bytes; got 0 at
 //   the end of the file. vekWriteFile(handle, data, size, &written): writes
 //   all size bytes unless it fails; written says how many went, also on a
@@ -42,8 +50,26 @@
 //   uDeleteFile(path) (not a directory; a link itself, never its target).
 // - uMoveFileEx(from, to, flags): renames a file or directory. Without
 //   MOVEFILE_REPLACE_EXISTING an existing target fails as exists. With
-//   MOVEFILE_COPY_ALLOWED a file that cannot be renamed across file systems is
-//   copied, then the original removed.
+//   MOVEFILE_COPY_ALLOWED a regular file that cannot be renamed across file
+//   systems is moved by a copy: the target then is the file as it was (bytes,
+//   permissions, modification time; the owner where the system allows), and
+//   a move that fails at any step leaves both names as they were (a target
+//   that existed keeps its file, the original stays).
+// - vekRemoveTree(path, longest): removes the directory path with everything
+//   in it, depth first. Each entry is reached through the directory that
+//   holds it by the name the listing gives, never by a path built from
+//   names, so no name (whatever characters it holds) leads outside the tree;
+//   links (and junctions) inside are removed, never followed. A path that is
+//   itself a link removes the link only. Fails, removing nothing, as invalid
+//   argument when path resolves to a root (POSIX: the process's root
+//   directory, however spelled; Windows: a drive, volume or share root) or
+//   when its last name is "." or ".." (the same on every host); as
+//   not-a-directory for a file that is neither a directory nor a link; as
+//   the system's error when path cannot be read. An entry whose path (path,
+//   then one separator and a name per level) would pass longest bytes is not
+//   touched: the walk ends as name-too-long. An entry that vanishes during
+//   the walk counts as removed; any other failure ends the walk with its
+//   error, and what was removed stays removed.
 // - FileInfo_Read(info, path, follow): the information of path; a link is
 //   reported as a link (type 0xA000) unless follow is true. False on failure.
 // - uReadLink(path, buffer, size): the target of a link with its terminator;
@@ -79,6 +105,7 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <cstdint>
 
 #include "ombhandle.h"
@@ -119,6 +146,8 @@ TARNLET_API bool vekReadFile(void* handle, void* buffer, std::uint32_t size, std
 TARNLET_API bool vekWriteFile(void* handle, void const* data, std::uint32_t size,
                               std::uint32_t* written);
 TARNLET_API bool vekCopyFileData(void* source, void* target);
+TARNLET_API bool vekIsRegularFile(void* handle);
+TARNLET_API bool vekCopyFilePermissions(void* source, void* target);
 TARNLET_API std::uint32_t vekGetFileSize(void* handle, std::uint32_t* high);
 TARNLET_API bool vekLockFile(void* handle, std::uint32_t offsetLow, std::uint32_t offsetHigh,
                              std::uint32_t lengthLow, std::uint32_t lengthHigh);
@@ -130,6 +159,7 @@ TARNLET_API int uCreateDirectory(char const* path, void* security);
 TARNLET_API int uRemoveDirectory(char const* path);
 TARNLET_API int uDeleteFile(char const* path);
 TARNLET_API int uMoveFileEx(char const* from, char const* to, std::uint32_t flags);
+TARNLET_API int vekRemoveTree(char const* path, std::size_t longest);
 TARNLET_API bool FileInfo_Read(struct stat& info, char const* path, bool follow);
 TARNLET_API int uReadLink(char const* path, char* buffer, unsigned size);
 

@@ -110,36 +110,67 @@ Found NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
   }
 }
 
-// Renames a regular file across file systems: a copy with the original's
-// permissions, then the original removed. A failed copy leaves no target.
-int MoveByCopy(char const* from, char const* to, bool replace) {
-  struct stat info;
-  if (::lstat(from, &info) != 0) return Fail();
-  if (!S_ISREG(info.st_mode)) {
-    vekSetLastError(EXDEV);
-    return 0;
+// Fills the new file open as out with all of in and gives it the owner,
+// permissions and modification time of in, as a rename would keep them; then
+// closes it. Another owner needs privilege: without it the file stays the
+// mover's own. False on a failure, errno telling.
+bool FillNewFile(int in, struct stat const& info, int out) {
+  timespec const times[2] = {info.st_atim, info.st_mtim};
+  bool filled = (::fchown(out, info.st_uid, info.st_gid) == 0 || errno == EPERM) &&
+                ::fchmod(out, info.st_mode & 07777) == 0 && ::lseek(in, 0, SEEK_SET) == 0 &&
+                CopyDescriptors(in, out) && ::futimens(out, times) == 0;
+  int code = errno;
+  if (::close(out) != 0 && filled) {
+    filled = false;
+    code = errno;
   }
-  int in = ::open(from, O_RDONLY | O_CLOEXEC);
-  if (in < 0) return Fail();
-  int out = ::open(to, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | (replace ? 0 : O_EXCL),
-                   info.st_mode & 07777);
-  if (out < 0) {
+  errno = code;
+  return filled;
+}
+
+// Moves a regular file across file systems without a state half done: the
+// copy goes to a new file beside the target, the original is removed, and
+// only then does the copy take the target's name. Each step that fails undoes
+// the ones before it: the copy is removed, or, when the target cannot be
+// replaced, the original is made again from the descriptor still open on it.
+int MoveByCopy(char const* from, char const* to) {
+  int in = ::open(from, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+  if (in < 0) {
+    if (errno == ELOOP) errno = EXDEV;  // a link is not copied: the rename's failure stands
+    return Fail();
+  }
+  struct stat info;
+  bool const known = ::fstat(in, &info) == 0;
+  if (!known || !S_ISREG(info.st_mode)) {
+    if (known) errno = EXDEV;  // only a regular file is copied
     FailClosing(in);
     return 0;
   }
-  bool copied = CopyDescriptors(in, out);
-  int code = errno;
-  ::close(in);
-  if (::close(out) != 0 && copied) {
-    copied = false;
-    code = errno;
-  }
-  if (!copied) {
-    ::unlink(to);
+  char const* cut = std::strrchr(to, '/');
+  std::string copy = cut == nullptr ? std::string() : std::string(to, cut + 1);
+  copy += ".quillon-move-XXXXXX";
+  int out = ::mkostemp(&copy[0], O_CLOEXEC);
+  if (out < 0 || !FillNewFile(in, info, out)) {
+    int code = errno;
+    if (out >= 0) ::unlink(copy.c_str());
+    ::close(in);
     vekSetLastError(code);
     return 0;
   }
-  return ::unlink(from) == 0 ? 1 : Fail();
+  int code = 0;
+  if (::unlink(from) != 0) {
+    code = errno;
+    ::unlink(copy.c_str());
+  } else if (::rename(copy.c_str(), to) != 0) {
+    code = errno;
+    int again = ::open(from, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    // Should even that fail, the data stays in the copy beside the target.
+    if (again >= 0 && FillNewFile(in, info, again)) ::unlink(copy.c_str());
+  }
+  ::close(in);
+  if (code == 0) return 1;
+  vekSetLastError(code);
+  return 0;
 }
 
 // Copies text with its terminator into buffer if it fits in size bytes; else
@@ -187,7 +218,9 @@ unsigned uGetEnvironmentVariable(char const* name, char* buffer, unsigned size) 
 
 void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, void*,
                   std::uint32_t disposition, std::uint32_t flags, void*) {
-  int mode = O_CLOEXEC | O_NOCTTY;
+  // O_NONBLOCK only for the open itself, which so never waits (a FIFO would
+  // hold it until its other end came).
+  int mode = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   bool reads = (access & GENERIC_READ) != 0, writes = (access & GENERIC_WRITE) != 0;
   mode |= reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY;
   switch (disposition) {
@@ -209,6 +242,8 @@ void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, v
     errno = EISDIR;
     return FailClosing(fd);
   }
+  int const status = ::fcntl(fd, F_GETFL);
+  if (status < 0 || ::fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != 0) return FailClosing(fd);
   // The share mode: an exclusive flock for "share nothing", a shared one for
   // any sharing. flock belongs to the open file description, so two opens in
   // one process exclude each other as two processes do.
@@ -246,6 +281,25 @@ bool vekWriteFile(void* handle, void const* data, std::uint32_t size, std::uint3
 
 bool vekCopyFileData(void* source, void* target) {
   if (CopyDescriptors(Descriptor(source), Descriptor(target))) return true;
+  vekKeepSystemError();
+  return false;
+}
+
+bool vekIsRegularFile(void* handle) {
+  struct stat info;
+  if (::fstat(Descriptor(handle), &info) != 0) {
+    vekKeepSystemError();
+    return false;
+  }
+  if (S_ISREG(info.st_mode)) return true;
+  vekSetLastError(S_ISDIR(info.st_mode) ? EISDIR : EINVAL);
+  return false;
+}
+
+bool vekCopyFilePermissions(void* source, void* target) {
+  struct stat info;
+  if (::fstat(Descriptor(source), &info) == 0 && ::fchmod(Descriptor(target), info.st_mode & 0777) == 0)
+    return true;
   vekKeepSystemError();
   return false;
 }
@@ -314,8 +368,115 @@ int uMoveFileEx(char const* from, char const* to, std::uint32_t flags) {
     return 0;
   }
   if (::rename(from, to) == 0) return 1;
-  if (errno == EXDEV && (flags & MOVEFILE_COPY_ALLOWED) != 0) return MoveByCopy(from, to, replace);
+  if (errno == EXDEV && (flags & MOVEFILE_COPY_ALLOWED) != 0) return MoveByCopy(from, to);
   return Fail();
+}
+
+namespace {
+
+// The error of a call on one entry of a tree, 0 for none. An entry already
+// gone counts as removed: another process may be removing the same tree.
+int EntryFailure(int result) { return result == 0 || errno == ENOENT ? 0 : errno; }
+
+// Removes everything inside the directory open as fd, depth first, and
+// closes fd. Every entry is reached through the directory that holds it and
+// by the name the listing gives, never by a path, so no name can lead out of
+// the tree; links are removed, never followed. length is that of the
+// directory's path; an entry whose path would pass longest bytes ends the
+// walk with ENAMETOOLONG. 0, or the error that ended the walk.
+int EmptyDirectory(int fd, std::size_t length, std::size_t longest) {
+  DIR* listing = ::fdopendir(fd);
+  if (listing == nullptr) {
+    int code = errno;
+    ::close(fd);
+    return code;
+  }
+  int const at = ::dirfd(listing);
+  int failure = 0;
+  while (failure == 0) {
+    errno = 0;
+    dirent const* entry = ::readdir(listing);
+    if (entry == nullptr) {
+      failure = errno;
+      break;
+    }
+    char const* name = entry->d_name;
+    if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0))) continue;
+    std::size_t const childLength = length + 1 + std::strlen(name);
+    if (childLength > longest) {
+      failure = ENAMETOOLONG;
+      break;
+    }
+    bool directory = entry->d_type == DT_DIR;
+    if (entry->d_type == DT_UNKNOWN) {  // a file system that does not say: ask
+      struct stat info;
+      int const asked = ::fstatat(at, name, &info, AT_SYMLINK_NOFOLLOW);
+      if (asked != 0) {
+        failure = EntryFailure(asked);
+        continue;
+      }
+      directory = S_ISDIR(info.st_mode);
+    }
+    if (!directory) {
+      failure = EntryFailure(::unlinkat(at, name, 0));
+      continue;
+    }
+    int const child = ::openat(at, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    failure = child < 0 ? EntryFailure(child) : EmptyDirectory(child, childLength, longest);
+    if (child >= 0 && failure == 0) failure = EntryFailure(::unlinkat(at, name, AT_REMOVEDIR));
+  }
+  ::closedir(listing);
+  return failure;
+}
+
+// Whether the last name of path is "." or "..": a path that names no
+// directory of its own, which rmdir would refuse after the walk emptied it.
+bool EndsInDots(char const* path) {
+  std::size_t end = std::strlen(path);
+  while (end > 1 && path[end - 1] == '/') --end;
+  std::size_t begin = end;
+  while (begin > 0 && path[begin - 1] != '/') --begin;
+  std::size_t const dots = end - begin;
+  return (dots == 1 || dots == 2) && path[begin] == '.' && path[end - 1] == '.';
+}
+
+bool SameFile(struct stat const& one, struct stat const& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+}  // namespace
+
+int vekRemoveTree(char const* path, std::size_t longest) {
+  if (EndsInDots(path)) {
+    vekSetLastError(EINVAL);
+    return 0;
+  }
+  struct stat info;
+  if (::lstat(path, &info) != 0) return Fail();
+  if (S_ISLNK(info.st_mode)) return ::unlink(path) == 0 ? 1 : Fail();
+  if (!S_ISDIR(info.st_mode)) {
+    vekSetLastError(ENOTDIR);
+    return 0;
+  }
+  int const fd = ::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return Fail();
+  // The root judged by what was opened, whatever the spelling of path.
+  struct stat opened, root;
+  if (::fstat(fd, &opened) != 0 || ::stat("/", &root) != 0) {
+    FailClosing(fd);
+    return 0;
+  }
+  if (SameFile(opened, root)) {
+    ::close(fd);
+    vekSetLastError(EINVAL);
+    return 0;
+  }
+  int const failure = EmptyDirectory(fd, std::strlen(path), longest);
+  if (failure != 0) {
+    vekSetLastError(failure);
+    return 0;
+  }
+  return ::rmdir(path) == 0 ? 1 : Fail();
 }
 
 bool FileInfo_Read(struct stat& info, char const* path, bool follow) {

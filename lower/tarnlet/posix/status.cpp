@@ -11,6 +11,7 @@ errstatus errMapError() {
     case vekErrSharingViolation: return errSysSharingViolation;
     case vekErrPeerClosed: return errSysPeerClosed;
     case vekErrNameNotResolved: return errSysNameNotResolved;
+    case vekErrPathTooLong: return errSysNameTooLong;
     case ENOENT: case ENXIO: case ESRCH: return errSysNotFound;
     case EACCES: case EPERM: case EROFS: return errSysAccessDenied;
     case EEXIST: return errSysExists;

@@ -213,6 +213,17 @@ long SessionOf(std::uint32_t pid) { return static_cast<long>(getsid(static_cast<
 
 bool KillProcess(std::uint32_t pid) { return kill(static_cast<pid_t>(pid), SIGKILL) == 0; }
 
+unsigned SetFileCreationMask(unsigned mask) { return umask(static_cast<mode_t>(mask)); }
+
+bool MakeFifo(std::string const& path) { return mkfifo(path.c_str(), 0666) == 0; }
+
+bool IsPrivileged() { return geteuid() == 0; }
+
+bool OnOtherFileSystems(std::string const& first, std::string const& second) {
+  struct stat one {}, other {};
+  return stat(first.c_str(), &one) == 0 && stat(second.c_str(), &other) == 0 && one.st_dev != other.st_dev;
+}
+
 Flag::Flag() : handles{-1, -1} {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;

@@ -201,6 +201,10 @@ bool CloseDescriptor(int) { return false; }
 bool DescriptorIsOnFile(int, std::string const&) { return false; }
 long SessionOf(std::uint32_t) { return -1; }
 bool KillProcess(std::uint32_t) { return false; }
+unsigned SetFileCreationMask(unsigned) { return 0; }
+bool MakeFifo(std::string const&) { return false; }
+bool IsPrivileged() { return false; }
+bool OnOtherFileSystems(std::string const&, std::string const&) { return false; }
 
 // No SIGPIPE here: a write without a reader simply fails.
 DefaultBrokenPipeSignal::DefaultBrokenPipeSignal() : active(true) {}
