@@ -320,19 +320,22 @@ T& dsArrayIter<T>::Current() const {
   return (*array)[index];
 }
 
-// The instantiations that the library exports.
-#define QUILLON_ARRAY_INSTANCES(EXTERN, T)                          \
-  EXTERN template class QUILLON_INSTANCE_API dsDataCollection<T>;   \
-  EXTERN template class QUILLON_INSTANCE_API dsBaseIter<T>;         \
-  EXTERN template class QUILLON_INSTANCE_API dsDataMap<T, unsigned int>; \
-  EXTERN template class QUILLON_INSTANCE_API dsArray<T>;            \
-  EXTERN template class QUILLON_INSTANCE_API dsStraightArray<T>;    \
-  EXTERN template class QUILLON_INSTANCE_API dsXArray<T>;           \
-  EXTERN template class QUILLON_INSTANCE_API dsArrayIter<T>;
+// The instantiations that the library exports. The declarations here carry
+// QUILLON_INSTANCE_API as API; the definitions in the library carry none,
+// since on Windows the declaration has already given the class its export
+// and a second attribute on a class that is defined is refused.
+#define QUILLON_ARRAY_INSTANCES(EXTERN, API, T)            \
+  EXTERN template class API dsDataCollection<T>;           \
+  EXTERN template class API dsBaseIter<T>;                 \
+  EXTERN template class API dsDataMap<T, unsigned int>;    \
+  EXTERN template class API dsArray<T>;                    \
+  EXTERN template class API dsStraightArray<T>;            \
+  EXTERN template class API dsXArray<T>;                   \
+  EXTERN template class API dsArrayIter<T>;
 
-QUILLON_ARRAY_INSTANCES(extern, char)
-QUILLON_ARRAY_INSTANCES(extern, char*)
-QUILLON_ARRAY_INSTANCES(extern, char const*)
+QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, char)
+QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, char*)
+QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, char const*)
 extern template class QUILLON_INSTANCE_API dsDataCollection<int>;
 extern template class QUILLON_INSTANCE_API dsBaseIter<int>;
 

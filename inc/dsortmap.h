@@ -325,22 +325,22 @@ class QUILLON_API pmManageTask;
 class QUILLON_API dsStringCell;
 
 #define QUILLON_COMMA ,
-#define QUILLON_SORTED_MAP_INSTANCES(EXTERN, V, K)                                          \
-  EXTERN template class QUILLON_INSTANCE_API dsDataCollection<V>;                           \
-  EXTERN template class QUILLON_INSTANCE_API dsBaseIter<V>;                                 \
-  EXTERN template class QUILLON_INSTANCE_API dsDataMap<V, K>;                               \
-  QUILLON_ARRAY_INSTANCES(EXTERN, dsSortedMapEntry<V QUILLON_COMMA K>)                      \
-  EXTERN template struct QUILLON_INSTANCE_API dsSortedMapEntry<V, K>;                       \
-  EXTERN template class QUILLON_INSTANCE_API dsSortedMapIter<V, K>;                         \
-  EXTERN template class QUILLON_INSTANCE_API                                                \
-      dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K>;
+// API as for QUILLON_ARRAY_INSTANCES (dsdatcol.h).
+#define QUILLON_SORTED_MAP_INSTANCES(EXTERN, API, V, K)                        \
+  EXTERN template class API dsDataCollection<V>;                               \
+  EXTERN template class API dsBaseIter<V>;                                     \
+  EXTERN template class API dsDataMap<V, K>;                                   \
+  QUILLON_ARRAY_INSTANCES(EXTERN, API, dsSortedMapEntry<V QUILLON_COMMA K>)    \
+  EXTERN template struct API dsSortedMapEntry<V, K>;                           \
+  EXTERN template class API dsSortedMapIter<V, K>;                             \
+  EXTERN template class API dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K>;
 
-QUILLON_SORTED_MAP_INSTANCES(extern, pmManageTask*, void*)
+QUILLON_SORTED_MAP_INSTANCES(extern, QUILLON_INSTANCE_API, pmManageTask*, void*)
 extern template class QUILLON_INSTANCE_API
     dsBaseScalarMap<dsXArray<dsSortedMapEntry<pmManageTask*, void*>>, pmManageTask*, void*>;
 extern template class QUILLON_INSTANCE_API dsScalarMap<pmManageTask*, void*>;
 
-QUILLON_SORTED_MAP_INSTANCES(extern, dsStringCell*, char const*)
+QUILLON_SORTED_MAP_INSTANCES(extern, QUILLON_INSTANCE_API, dsStringCell*, char const*)
 extern template class QUILLON_INSTANCE_API dsSortedMap<dsStringCell*, char const*>;
 extern template class QUILLON_INSTANCE_API dsNonOwnerStringMap<dsStringCell*>;
 

@@ -13,16 +13,6 @@
 class iPipeStream;
 class oPipeStream;
 
-// Makes a pipe: *out is its write end, *in its read end. 1 on success; 37 when
-// no pipe could be made, with both out-parameters left as they were. The
-// caller owns both ends and releases each with DeletePipe.
-QUILLON_API errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
-
-// Releases a pipe end made by CreatePipeSt: the stream, then its buffer, which
-// closes the end (a write end flushes first). The argument must not be null.
-QUILLON_API void DeletePipe(iPipeStream* stream);
-QUILLON_API void DeletePipe(oPipeStream* stream);
-
 // The read end. Reads block until data comes; end-of-file once every writer
 // has gone. rdbuf()->in_avail() tells without blocking what can be read.
 class QUILLON_API iPipeStream : public std::basic_istream<char> {
@@ -59,6 +49,18 @@ class QUILLON_API oPipeStream : public std::basic_ostream<char> {
 
   vekOPipeSBuf* sbuf;
 };
+
+// Makes a pipe: *out is its write end, *in its read end. 1 on success; 37 when
+// no pipe could be made, with both out-parameters left as they were. The
+// caller owns both ends and releases each with DeletePipe. Declared after the
+// classes, whose friend it is: on Windows a friend that followed this
+// declaration would drop its import attribute.
+QUILLON_API errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+
+// Releases a pipe end made by CreatePipeSt: the stream, then its buffer, which
+// closes the end (a write end flushes first). The argument must not be null.
+QUILLON_API void DeletePipe(iPipeStream* stream);
+QUILLON_API void DeletePipe(oPipeStream* stream);
 
 // Signalled while the read end of its stream has data, or its writers have
 // gone. The object behind cast() is the event itself.

@@ -41,13 +41,19 @@
 #  define OMBREL_API VEK_IMPORT
 #endif
 
-#if defined(TARNLET_BUILDING)
+// VEK_STATIC_UPPER: tarnlet and quillon are static libraries (a port in
+// progress, cmake/QuillonWindows.cmake), linked without import or export.
+#if defined(VEK_STATIC_UPPER)
+#  define TARNLET_API
+#elif defined(TARNLET_BUILDING)
 #  define TARNLET_API VEK_EXPORT
 #else
 #  define TARNLET_API VEK_IMPORT
 #endif
 
-#if defined(QUILLON_BUILDING)
+#if defined(VEK_STATIC_UPPER)
+#  define QUILLON_API
+#elif defined(QUILLON_BUILDING)
 #  define QUILLON_API VEK_EXPORT
 #else
 #  define QUILLON_API VEK_IMPORT
