@@ -3,23 +3,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 
 #include "ombmem.h"
 
 char const* vek_getenv(char const* name) {
   return name == nullptr ? nullptr : std::getenv(name);
-}
-
-int vek_printf(char const* format, ...) {
-  std::va_list args;
-  va_start(args, format);
-  int written = std::vprintf(format, args);
-  va_end(args);
-  std::fflush(stdout);
-  return written;
 }
 
 int vek_chdir(char const* path) {
