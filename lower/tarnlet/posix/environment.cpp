@@ -3,14 +3,6 @@
 #include <cstdlib>
 #include <cstring>
 
-bool Getenv(char const* name, char const** value) {
-  if (name == nullptr) return false;
-  char const* text = std::getenv(name);
-  if (text == nullptr) return false;
-  *value = text;
-  return true;
-}
-
 unsigned uGetHomeDirectory(unsigned size, char* buffer) {
   char const* home = std::getenv("HOME");
   if (home == nullptr) return 0;

@@ -1,3 +1,4 @@
+// The stop event of vekService on POSIX: an eventfd, readable once signalled.
 #include "vekservice.h"
 
 #include <poll.h>
@@ -6,6 +7,7 @@
 
 #include <cstdint>
 
+#include "../common/stopevent.h"
 #include "ombmem.h"
 
 namespace {
@@ -20,40 +22,16 @@ bool vekServiceBase::IsEventSignaled(void* handle) {
   return ::poll(&entry, 1, 0) == 1 && (entry.revents & POLLIN) != 0;
 }
 
-vekService::vekService() {
+void* vekMakeStopEvent() {
   int fd = ::eventfd(0, EFD_CLOEXEC);
   if (fd < 0) vekAbort("vekService: no event for the stop signal", "lower/tarnlet/service", __LINE__);
-  stopEvent = reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
+  return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
 }
 
-vekService::~vekService() { ::close(Fd(stopEvent)); }
-
-void vekService::Stop() {
+void vekSignalStopEvent(void* event) {
   std::uint64_t one = 1;
   // The counter cannot overflow from ones, so the write cannot fail here.
-  (void)!::write(Fd(stopEvent), &one, sizeof one);
-  std::lock_guard<std::mutex> guard(lock);
-  stopped = true;
-  resumed.notify_all();
+  (void)!::write(Fd(event), &one, sizeof one);
 }
 
-void vekService::Pause() {
-  std::lock_guard<std::mutex> guard(lock);
-  paused = true;
-}
-
-void vekService::Continue() {
-  std::lock_guard<std::mutex> guard(lock);
-  paused = false;
-  resumed.notify_all();
-}
-
-bool vekService::IsPaused() {
-  std::lock_guard<std::mutex> guard(lock);
-  return paused;
-}
-
-void vekService::DoPause() {
-  std::unique_lock<std::mutex> guard(lock);
-  resumed.wait(guard, [this] { return !paused || stopped; });
-}
+void vekFreeStopEvent(void* event) { ::close(Fd(event)); }
