@@ -1,13 +1,12 @@
 // The memory hooks, the stop and the thread's last error: the same on every
-// platform but for where the stop line goes and what the system's own error
-// code is (each platform's memory.cpp).
+// host but for how the stop's line reaches standard error.
 #include "ombmem.h"
 
 #include <atomic>
 #include <cstdlib>
 #include <string>
 
-#include "stopline.h"
+#include "stderr.h"
 
 namespace {
 
@@ -48,6 +47,7 @@ void vekFree(void* block) {
 long long vekLiveBlocks() { return liveBlocks.load(std::memory_order_relaxed); }
 
 void vekAbort(char const* message, char const* file, int line) {
+  // One write, so that the line stays whole even if other threads print.
   std::string text = "quillon stop: ";
   text += message != nullptr ? message : "(no message)";
   text += " [";
@@ -55,7 +55,7 @@ void vekAbort(char const* message, char const* file, int line) {
   text += ':';
   text += std::to_string(line);
   text += "]\n";
-  vekWriteStopLine(text.data(), text.size());
+  vekWriteStandardError(text.data(), text.size());
   std::abort();
 }
 

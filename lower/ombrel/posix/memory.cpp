@@ -1,12 +1,13 @@
-// The POSIX part of the memory hooks and the stop (common/memory.cpp).
+// The stop's line to standard error with write(2), and the system's last
+// error (errno). POSIX code only.
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "../common/stopline.h"
 #include "ombmem.h"
+#include "stderr.h"
 
-void vekWriteStopLine(char const* text, std::size_t size) {
+void vekWriteStandardError(char const* text, std::size_t size) {
   std::size_t written = 0;
   while (written < size) {
     ssize_t n = ::write(STDERR_FILENO, text + written, size - written);

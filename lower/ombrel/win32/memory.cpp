@@ -1,11 +1,12 @@
-// The Windows part of the memory hooks and the stop (common/memory.cpp).
+// The stop's line to standard error with WriteFile, and the system's last
+// error (GetLastError). Windows code only.
 #include "ombmem.h"
 
 #include <windows.h>
 
-#include "../common/stopline.h"
+#include "stderr.h"
 
-void vekWriteStopLine(char const* text, std::size_t size) {
+void vekWriteStandardError(char const* text, std::size_t size) {
   HANDLE const error = GetStdHandle(STD_ERROR_HANDLE);
   if (error == nullptr || error == INVALID_HANDLE_VALUE) return;
   std::size_t written = 0;
@@ -16,6 +17,4 @@ void vekWriteStopLine(char const* text, std::size_t size) {
   }
 }
 
-// Winsock's own error (WSAGetLastError) is the thread's system error too, so
-// socket calls keep theirs the same way.
 void vekKeepSystemError() { vekSetLastError(static_cast<int>(GetLastError())); }

@@ -1,13 +1,12 @@
+// A service's pause, continue and stop, over the stop event of the platform.
 #include "vekservice.h"
 
-#include "stopevent.h"
+vekService::vekService() : stopEvent(MakeStopEvent()) {}
 
-vekService::vekService() : stopEvent(vekMakeStopEvent()) {}
-
-vekService::~vekService() { vekFreeStopEvent(stopEvent); }
+vekService::~vekService() { FreeStopEvent(stopEvent); }
 
 void vekService::Stop() {
-  vekSignalStopEvent(stopEvent);
+  SignalStopEvent(stopEvent);
   std::lock_guard<std::mutex> guard(lock);
   stopped = true;
   resumed.notify_all();

@@ -7,7 +7,6 @@
 
 #include <cstdint>
 
-#include "../common/stopevent.h"
 #include "ombmem.h"
 
 namespace {
@@ -22,16 +21,16 @@ bool vekServiceBase::IsEventSignaled(void* handle) {
   return ::poll(&entry, 1, 0) == 1 && (entry.revents & POLLIN) != 0;
 }
 
-void* vekMakeStopEvent() {
+void* vekService::MakeStopEvent() {
   int fd = ::eventfd(0, EFD_CLOEXEC);
   if (fd < 0) vekAbort("vekService: no event for the stop signal", "lower/tarnlet/service", __LINE__);
   return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
 }
 
-void vekSignalStopEvent(void* event) {
+void vekService::SignalStopEvent(void* event) {
   std::uint64_t one = 1;
   // The counter cannot overflow from ones, so the write cannot fail here.
   (void)!::write(Fd(event), &one, sizeof one);
 }
 
-void vekFreeStopEvent(void* event) { ::close(Fd(event)); }
+void vekService::FreeStopEvent(void* event) { ::close(Fd(event)); }
