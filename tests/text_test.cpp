@@ -126,8 +126,9 @@ TEST(TextMatch, WildcardsAndCase) {
   struct Case { wchar_t const* text; wchar_t const* pattern; bool match; };
   for (Case c : std::vector<Case>{
            {L"", L"*", true}, {L"a", L"", false}, {L"", L"?", false}, {L"file.txt", L"f?le", false},
-           {L"file.txt", L"*.TXT", false}, {L"aXbYbZc", L"a*b*c", true}, {L"aXbYbZ", L"a*b*c", false},
-           {L"abcbc", L"*bc", true}, {L"\u00E9t\U0001F600", L"?t?", true}}) {
+           {L"file.txt", L"*.TXT", !qtest::host::kIsPosix}, {L"aXbYbZc", L"a*b*c", true}, {L"aXbYbZ", L"a*b*c", false},
+           {L"abcbc", L"*bc", true}, {L"\u00E9t\U0001F600", L"?t?", true},
+           {L"\U0001F600", L"??", false}, {L"\u00E9T\u00C9", L"\u00C9t\u00E9", !qtest::host::kIsPosix}}) {
     EXPECT_EQ(Strmatch(c.text, c.pattern), c.match) << c.text << " ~ " << c.pattern;
   }
   // Many stars against a long near-miss: the answer, without a blow-up.

@@ -37,10 +37,11 @@ extern int const kExitAfterInterrupt;
 // SOL_SOCKET and SO_REUSEADDR in the host's own numbers.
 extern int const kSocketLevel;
 extern int const kReuseAddressOption;
-// A UTF-8 locale of the C library, or null where it has none (msvcrt).
+// A locale whose native text the library takes as UTF-8: the C library's
+// UTF-8 locale, or the C locale where the C library has none (msvcrt).
 extern char const* const kUtf8Locale;
-// True where the C locale takes every byte as the character of that value
-// (msvcrt); false where it takes ASCII alone and refuses other bytes (glibc).
+// True where the library takes the C locale's bytes each as the character of
+// that value; false where it takes ASCII alone and refuses other bytes.
 extern bool const kCLocaleIsLatin1;
 
 // --- The test program and its environment ----------------------------------

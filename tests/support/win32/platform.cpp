@@ -29,8 +29,11 @@ int const kExitAfterKill = 128 + 9;
 int const kExitAfterInterrupt = static_cast<int>(STATUS_CONTROL_C_EXIT);
 int const kSocketLevel = SOL_SOCKET;
 int const kReuseAddressOption = SO_REUSEADDR;
-char const* const kUtf8Locale = nullptr;
-bool const kCLocaleIsLatin1 = true;
+// msvcrt has no UTF-8 locale, and its C locale takes bytes as Latin-1; the
+// library takes the C locale as UTF-8 instead (lower/ombrel/win32/text.cpp),
+// so that is the UTF-8 locale here.
+char const* const kUtf8Locale = "C";
+bool const kCLocaleIsLatin1 = false;
 
 std::string TempFolder() {
   char buffer[MAX_PATH + 1];
