@@ -19,6 +19,13 @@
 #  define VEK_HAVE_WIN32_FILE_TYPES 1
 // Room for a CRITICAL_SECTION.
 #  define VEK_CRITICAL_SECTION_BYTES 48
+// vek_printf formats as ombrel's C++ sees printf: mingw-w64's own C99 one,
+// not msvcrt's.
+#  if defined(__MINGW32__)
+#    define VEK_PRINTF_FORMAT gnu_printf
+#  else
+#    define VEK_PRINTF_FORMAT printf
+#  endif
 #else
 #  include <netdb.h>
 #  include <sys/select.h>
@@ -33,6 +40,7 @@
 #  define VEK_NATIVE_SEPARATOR '/'
 // Room for a pthread_mutex_t on every 64-bit ABI that glibc and musl have.
 #  define VEK_CRITICAL_SECTION_BYTES 48
+#  define VEK_PRINTF_FORMAT printf
 #endif
 
 #if defined(OMBREL_BUILDING)
