@@ -85,6 +85,9 @@ TEST(CmdArgsDeathTest, OptionWithoutAFileAndAFileThatCannotBeOpened) {
   std::string missing = dir / "missing";
   EXPECT_DEATH(ExpandOrStop({"prog", "-argfile", missing.c_str()}),
                "File /.*/missing cannot be opened.\n.*srcquillon/cmdargxp");
+  // A directory opens, but no line can be read from it: it is no argument file.
+  EXPECT_DEATH(ExpandOrStop({"prog", "-argfile", dir.Path().c_str(), "after"}),
+               "File /.* cannot be opened.\n.*srcquillon/cmdargxp");
   // The word behind the option is a file name, whatever it looks like.
   EXPECT_DEATH(ExpandOrStop({"prog", "-argfile", "-argfile"}), "File -argfile cannot be opened.");
 }
