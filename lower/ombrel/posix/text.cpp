@@ -1,6 +1,7 @@
 #include "ombtext.h"
 
 #include <langinfo.h>
+#include <locale.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -14,12 +15,23 @@ namespace {
 
 std::size_t const invalid = static_cast<std::size_t>(-1);
 
+char const cCodesetName[] = "ANSI_X3.4-1968";
+
+// The C locale as an object of its own, and the C library's text of its
+// codeset: the library hands out that one string for the C locale, so a
+// comparison of addresses recognises it.
+locale_t const cLocale = newlocale(LC_CTYPE_MASK, "C", locale_t{});
+char const* const cCodeset = cLocale != locale_t{} ? nl_langinfo_l(CODESET, cLocale) : cCodesetName;
+
 // True when the calling thread's LC_CTYPE is the C (or POSIX) locale, whose
-// native text the library takes as UTF-8. Its characters are one byte long,
-// which few other locales share, so the name of the codeset is looked at
-// only then.
+// native text the library takes as UTF-8. Stepping asks for every
+// character, so it is kept cheap: the characters of the C locale are one
+// byte long, which few other locales share, and only then is the codeset
+// looked at, by address first.
 bool CLocale() {
-  return MB_CUR_MAX == 1 && std::strcmp(nl_langinfo(CODESET), "ANSI_X3.4-1968") == 0;
+  if (MB_CUR_MAX != 1) return false;
+  char const* const codeset = nl_langinfo(CODESET);
+  return codeset == cCodeset || std::strcmp(codeset, cCodesetName) == 0;
 }
 
 int Refused() {
