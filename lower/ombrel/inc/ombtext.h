@@ -10,8 +10,8 @@
 // On POSIX hosts the C and POSIX locales, which the C library takes as ASCII,
 // are taken as UTF-8 (ombutf8.h) instead, as modern tools do: a program that
 // never sets its locale still handles non-ASCII text whole. Every other
-// locale is used as it is. In every locale an ASCII byte is a character of
-// its own.
+// locale is used as it is. In every locale the library runs in an ASCII
+// byte is a character of its own, with its own value as the wide character.
 //
 // The single-character forms keep no shift state between calls (they use a
 // fresh conversion state each time), so they may run on any thread at once;
