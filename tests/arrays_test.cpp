@@ -28,6 +28,27 @@ TEST(ArraysGrowth, WholeGrainsAndShrinkToNoBlock) {
   EXPECT_TRUE(defaulted.GetControl().shrink);
   EXPECT_EQ(defaulted.GetControl().grain, 256u);
 
+  // Growth to an exact number of grains takes that many and no more, however
+  // it grows.
+  for (unsigned int grain : {1u, 3u, 10u}) {
+    for (bool shrink : {false, true}) {
+      dsXACtrl control(grain, shrink);
+      dsXArray<char> resized(&control), appended(&control), added(&control);
+      for (unsigned int k = 1; k <= 3; ++k) {
+        resized.Resize(k * grain);
+        AppendText(appended, std::string(grain, 'a'));
+        for (unsigned int i = 0; i < grain; ++i) added += 'a';
+        for (dsXArray<char> const* array : {&resized, &appended, &added})
+          EXPECT_EQ(array->GetCapacity(), k * grain) << "grain " << grain << ", " << k << " grains, shrink " << shrink;
+      }
+    }
+  }
+  {
+    dsXArray<char*> pointers;
+    for (int i = 0; i < 64; ++i) pointers += nullptr;
+    EXPECT_EQ(pointers.GetCapacity(), 64u);
+  }
+
   for (bool shrink : {false, true}) {
     dsXACtrl control(10, shrink);
     dsXArray<char> array(&control);

@@ -39,9 +39,6 @@ extern int const kSocketLevel;
 extern int const kReuseAddressOption;
 // A UTF-8 locale of the C library, or null where it has none (msvcrt).
 extern char const* const kUtf8Locale;
-// True where the C locale takes every byte as the character of that value
-// (msvcrt); false where it takes ASCII alone and refuses other bytes (glibc).
-extern bool const kCLocaleIsLatin1;
 
 // --- The test program and its environment ----------------------------------
 

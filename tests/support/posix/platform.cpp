@@ -33,7 +33,6 @@ int const kExitAfterInterrupt = 128 + SIGINT;
 int const kSocketLevel = SOL_SOCKET;
 int const kReuseAddressOption = SO_REUSEADDR;
 char const* const kUtf8Locale = "C.UTF-8";
-bool const kCLocaleIsLatin1 = false;
 
 std::string TempFolder() {
   char const* base = std::getenv("TMPDIR");

@@ -30,7 +30,6 @@ int const kExitAfterInterrupt = static_cast<int>(STATUS_CONTROL_C_EXIT);
 int const kSocketLevel = SOL_SOCKET;
 int const kReuseAddressOption = SO_REUSEADDR;
 char const* const kUtf8Locale = nullptr;
-bool const kCLocaleIsLatin1 = true;
 
 std::string TempFolder() {
   char buffer[MAX_PATH + 1];
