@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -9,6 +11,15 @@
 namespace {
 
 std::size_t const invalid = static_cast<std::size_t>(-1);
+
+// A wide value that no neutral text spells: a surrogate or anything above
+// U+10FFFF. Some C libraries read such values from native UTF-8 (five- and
+// six-byte forms, or four bytes above U+10FFFF); the neutral writer would
+// turn them into U+FFFD, giving two native texts one neutral spelling.
+bool IsCharacter(wchar_t c) {
+  std::uint32_t const value = static_cast<std::uint32_t>(c);
+  return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF || sizeof(wchar_t) == 2);
+}
 
 // The first character of text, as a string of its own, through convert; null
 // when text is null or that character is invalid.
@@ -29,7 +40,8 @@ char* mbxNativeToNeut(char const* text) {
   std::size_t count = vek_mbstowcs(nullptr, text, length);
   if (count == invalid) return nullptr;
   wchar_t* wide = new wchar_t[count + 1];
-  if (vek_mbstowcs(wide, text, length) == invalid) {
+  if (vek_mbstowcs(wide, text, length) == invalid ||
+      std::find_if_not(wide, wide + count, IsCharacter) != wide + count) {
     delete[] wide;
     return nullptr;
   }
