@@ -106,21 +106,25 @@ void ReadOne(Kind kind, Form form, std::stringbuf& buffer, std::string const& wi
     case Kind::UShort: {
       unsigned short value = 0x1234;
       reader >> value;
+      if (form.multibyte != 0) {
+        // A count, then one character of the locale that must fit 16 bits.
+        if (rest.size() < 4 || Prefix(form, rest) < 0) break;
+        std::size_t const count = static_cast<std::size_t>(Prefix(form, rest));
+        long const character = rest.size() - 4 >= count ? DecodeCharacter(rest.substr(4, count)) : -1;
+        if (character > 0xFFFF) FUZZ_CHECK(reader.rdstate() == 2 && value == static_cast<unsigned short>(character));
+        if (character >= 0 && character <= 0xFFFF) {
+          FUZZ_CHECK(reader.rdstate() == 0 && value == character);
+          FUZZ_CHECK(Encode(form, [&](bdtOStream& w) { w << value; }) == rest.substr(0, 4 + count));
+        }
+        break;
+      }
       if (reader.rdstate() != 0) {
-        if (form.multibyte == 0) FUZZ_CHECK(reader.rdstate() == 3 && value == 0x1234);
+        FUZZ_CHECK(reader.rdstate() == 3 && value == 0x1234);
         break;
       }
       std::string const encoded = Encode(form, [&](bdtOStream& w) { w << value; });
-      if (form.portable == 0) {
-        FUZZ_CHECK(encoded == wire.substr(before, 2));
-      } else if (form.multibyte == 0) {
-        // Four bytes on the wire, the low two kept, with no range check.
-        FUZZ_CHECK(encoded == std::string(2, '\0') + rest.substr(2, 2));
-      } else {
-        std::int32_t const count = Prefix(form, rest);
-        long const character = DecodeCharacter(rest.substr(4, static_cast<std::size_t>(count)));
-        if (character >= 0 && character <= 0xFFFF) FUZZ_CHECK(encoded == rest.substr(0, 4 + static_cast<std::size_t>(count)));
-      }
+      // Native: two bytes. Portable: four, the low two kept, with no range check.
+      FUZZ_CHECK(encoded == (form.portable == 0 ? wire.substr(before, 2) : std::string(2, '\0') + rest.substr(2, 2)));
       break;
     }
     case Kind::Int: CheckNumber<int>(reader, form, wire, before, 0x5A5A5A5A); break;
