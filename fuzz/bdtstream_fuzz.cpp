@@ -44,16 +44,10 @@ std::int32_t Prefix(Form form, std::string const& wire) {
   return static_cast<std::int32_t>(raw);
 }
 
-bool IsAscii(std::string const& text) {
-  for (char c : text)
-    if (static_cast<unsigned char>(c) >= 0x80) return false;
-  return true;
-}
-
 // Whether text must read back and write out unchanged: the neutral form of
 // text the locale can express, or native text the locale reads.
 bool TextSurvives(Form form, std::string const& text) {
-  if (IsAscii(text)) return true;
+  if (fuzz::IsAscii(text)) return true;
   if (!form.utf8) return false;
   if (form.portable != 0) return fuzz::IsStrictUtf8(text);
   return std::mbstowcs(nullptr, text.c_str(), 0) != static_cast<std::size_t>(-1);

@@ -76,6 +76,12 @@ inline void UseLocale(bool utf8) {
   current = utf8;
 }
 
+inline bool IsAscii(std::string const& text) {
+  for (char c : text)
+    if (static_cast<unsigned char>(c) >= 0x80) return false;
+  return true;
+}
+
 // Strict UTF-8, the neutral form: no overlong forms, no surrogates, nothing
 // above U+10FFFF, no byte 0 inside the length given.
 inline bool IsStrictUtf8(std::string const& text) {

@@ -25,12 +25,6 @@ std::uint32_t const kReplacement = 0xFFFD;
 
 std::string Text(char const* owned) { return owned == nullptr ? "<null>" : std::string(owned); }
 
-bool IsAscii(std::string const& text) {
-  for (char c : text)
-    if (static_cast<unsigned char>(c) >= 0x80) return false;
-  return true;
-}
-
 // The plain UTF-8 reader of neutral text: a byte that does not begin a
 // well-formed character (stray, overlong, cut short, above U+10FFFF) stands
 // for U+FFFD on its own; surrogates in their 3-byte form are characters.
@@ -105,7 +99,7 @@ void CheckCodec(std::string const& neutral, std::vector<std::uint32_t> const& va
 void CheckWhole(std::string const& text, bool utf8) {
   Owned const neutral(mbxNativeToNeut(text.c_str()));
   Owned const native(mbxNeutToNative(text.c_str()));
-  if (IsAscii(text)) {  // every locale spells ASCII as the neutral form does
+  if (fuzz::IsAscii(text)) {  // every locale spells ASCII as the neutral form does
     FUZZ_CHECK(Text(neutral.get()) == text && Text(native.get()) == text);
   }
   if (neutral != nullptr) {
@@ -128,7 +122,7 @@ void CheckWhole(std::string const& text, bool utf8) {
 // The first character alone, measured in the current locale. Outside UTF-8
 // only an ASCII first character has a length that every host agrees on.
 void CheckFirst(std::string const& text, bool utf8) {
-  if (!utf8 && !IsAscii(text.substr(0, 1))) return;
+  if (!utf8 && !fuzz::IsAscii(text.substr(0, 1))) return;
   std::mbstate_t state{};
   std::size_t const length = std::mbrlen(text.c_str(), 4, &state);
   bool const invalid = length == static_cast<std::size_t>(-1) || length == static_cast<std::size_t>(-2);

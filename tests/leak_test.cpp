@@ -27,12 +27,6 @@ int const kRounds = 200;
 int const kRounds = 1000;
 #endif
 
-int OpenDescriptors() {
-  std::error_code error;
-  auto listing = std::filesystem::directory_iterator("/proc/self/fd", error);
-  return error ? -1 : static_cast<int>(std::distance(listing, {})) - 1;  // less the listing's own
-}
-
 // Children of this process, in any state or only those that have ended and
 // are not reaped (state Z), from /proc/<pid>/stat.
 int Children(bool zombiesOnly) {
@@ -58,13 +52,13 @@ int Children(bool zombiesOnly) {
 // be back where they were and no child may be left unreaped; a leak fails here
 // after a bounded wait.
 void ExpectNothingLeft(std::function<void()> const& round) {
-  if (OpenDescriptors() < 0) GTEST_SKIP() << "needs /proc/self/fd";
+  if (qtest::OpenDescriptors() < 0) GTEST_SKIP() << "needs /proc/self/fd";
   for (int i = 0; i < 3; ++i) round();
   ASSERT_TRUE(qtest::WaitUntil([] { return Children(false) == 0; }));
-  int const before = OpenDescriptors();
+  int const before = qtest::OpenDescriptors();
   for (int i = 0; i < kRounds && !testing::Test::HasFailure(); ++i) round();
-  qtest::WaitUntil([&] { return OpenDescriptors() == before && Children(false) == 0; });
-  EXPECT_EQ(OpenDescriptors(), before) << "descriptors left open";
+  qtest::WaitUntil([&] { return qtest::OpenDescriptors() == before && Children(false) == 0; });
+  EXPECT_EQ(qtest::OpenDescriptors(), before) << "descriptors left open";
   EXPECT_EQ(Children(true), 0) << "children left unreaped";
 }
 

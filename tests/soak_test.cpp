@@ -13,7 +13,6 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -115,12 +114,6 @@ void ExpectEcho(int port, std::string const& text) {
   EXPECT_EQ(peer.Receive(4 + text.size()), Count(static_cast<std::int32_t>(text.size())) + text);
 }
 
-int OpenDescriptors() {
-  std::error_code error;
-  auto listing = std::filesystem::directory_iterator("/proc/self/fd", error);
-  return error ? -1 : static_cast<int>(std::distance(listing, {})) - 1;  // less the listing's own
-}
-
 // Memory in use. A sanitizer keeps freed blocks in quarantine and maps
 // shadow memory, so there the allocator's own count of live bytes stands in
 // for the resident size; otherwise the resident size from /proc, which the C
@@ -154,10 +147,10 @@ class Serving {
 };
 
 TEST(Soak, ServerOutlivesAThousandHostilePeersAndGivesEverythingBack) {
-  if (OpenDescriptors() < 0) GTEST_SKIP() << "needs /proc/self/fd";
+  if (qtest::OpenDescriptors() < 0) GTEST_SKIP() << "needs /proc/self/fd";
   EchoServer server;
   ASSERT_TRUE(server.Initialize(SystemAssigned));
-  int const descriptors = OpenDescriptors();  // the listening socket is open from here on
+  int const descriptors = qtest::OpenDescriptors();  // the listening socket is open from here on
   Serving serving(server);
   int const port = serving.port;
   // Each good answer also shows that the server has dealt with all before it;
@@ -168,8 +161,8 @@ TEST(Soak, ServerOutlivesAThousandHostilePeersAndGivesEverythingBack) {
       if (i % 50 == 49) ExpectEcho(port, "between " + std::to_string(i));
     }
     ExpectEcho(port, "after all");
-    qtest::WaitUntil([&] { return OpenDescriptors() == descriptors; }, std::chrono::seconds(5));
-    EXPECT_EQ(OpenDescriptors(), descriptors) << "descriptors left open";
+    qtest::WaitUntil([&] { return qtest::OpenDescriptors() == descriptors; }, std::chrono::seconds(5));
+    EXPECT_EQ(qtest::OpenDescriptors(), descriptors) << "descriptors left open";
   };
 
   // Every kind a few times first, so that caches and buffers exist.

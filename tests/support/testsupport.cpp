@@ -134,4 +134,10 @@ int RunProgram(std::vector<std::string> const& argv, std::string* output,
   return 128 + WTERMSIG(status);
 }
 
+int OpenDescriptors() {
+  std::error_code error;
+  auto listing = std::filesystem::directory_iterator("/proc/self/fd", error);
+  return error ? -1 : static_cast<int>(std::distance(listing, {})) - 1;  // less the listing's own
+}
+
 }  // namespace qtest

@@ -45,6 +45,10 @@ bool RegisterHelper(char const* name, HelperMain body);
 int RunProgram(std::vector<std::string> const& argv, std::string* output = nullptr,
                std::chrono::milliseconds limit = std::chrono::seconds(30));
 
+// The number of descriptors this process has open (Linux: /proc/self/fd),
+// or -1 where that cannot be read.
+int OpenDescriptors();
+
 }  // namespace qtest
 
 // Defines a helper mode for the test binary of this file.
