@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "quillon.h"

@@ -17,10 +17,6 @@
 #include <string>
 #include <thread>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
-#endif
-
 #include "quillon.h"
 #include "testsupport.h"
 
@@ -119,6 +115,8 @@ void ExpectEcho(int port, std::string const& text) {
 // for the resident size; otherwise the resident size from /proc, which the C
 // library's caches may keep a few megabytes above where it was.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// The sanitizer runtimes' allocator interface (gcc ships no header for it).
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 long MemoryInUse() { return static_cast<long>(__sanitizer_get_current_allocated_bytes()); }
 long const kMemoryTolerance = 1L << 20;
 #else
