@@ -44,13 +44,11 @@ std::int32_t Prefix(Form form, std::string const& wire) {
   return static_cast<std::int32_t>(raw);
 }
 
-// Whether text must read back and write out unchanged: the neutral form of
-// text the locale can express, or native text the locale reads.
+// Whether text must read back and write out unchanged, in either form:
+// ASCII everywhere, and strict UTF-8 in a UTF-8 locale. Other text may still
+// read; it must then be its own fixed point.
 bool TextSurvives(Form form, std::string const& text) {
-  if (fuzz::IsAscii(text)) return true;
-  if (!form.utf8) return false;
-  if (form.portable != 0) return fuzz::IsStrictUtf8(text);
-  return std::mbstowcs(nullptr, text.c_str(), 0) != static_cast<std::size_t>(-1);
+  return fuzz::IsAscii(text) || (form.utf8 && fuzz::IsStrictUtf8(text));
 }
 
 // The wide character that the multibyte bytes stand for, or -1.
