@@ -373,6 +373,13 @@ TEST(BdtText, UnsignedShortAsMultibyteCharacter) {
   io >> a >> b >> c;
   EXPECT_EQ(std::make_tuple(a, b, c), std::make_tuple(0xE9, 0x20AC, 'A'));
   EXPECT_EQ(io.rdstate(), 0);
+  // A character beyond 16 bits keeps its low bits and fails, as a short does.
+  std::stringbuf wide(std::string("\0\0\0\x04\xF0\x9F\x98\x80", 8));
+  bdtIStream in(&wide, true);
+  in.setMultibyte(1);
+  in >> a;
+  EXPECT_EQ(a, 0xF600);
+  EXPECT_EQ(in.rdstate(), 2);
 }
 
 }  // namespace

@@ -83,6 +83,9 @@ TEST(TextNative, WholeTextFirstCharacterAndWideCopiesInBothLocales) {
     EXPECT_EQ(Take(mbxNativeToNeut(mixed.c_str())), mixed);
     EXPECT_EQ(Take(mbxNeutToNative(mixed.c_str())), mixed);
     EXPECT_EQ(Take(mbxNativeToNeut("ok\xC3")), "<null>");
+    // Values above U+10FFFF are no text, whatever the C library reads from them.
+    EXPECT_EQ(Take(mbxNativeToNeut("\xF4\x90\x80\x80")), "<null>");
+    EXPECT_EQ(Take(mbxNativeToNeut("\xF8\x88\x80\x80\x80")), "<null>");
     EXPECT_EQ(Take(mbcNativeToNeut("\xF0\x9F\x98\x80\xC3\xA9")), "\xF0\x9F\x98\x80");
     EXPECT_EQ(Take(mbcNeutToNative("\xE2\x82\xAC" "abc")), "\xE2\x82\xAC");
     EXPECT_EQ(Take(mbcNeutToNative("\x80z")), "<null>");
