@@ -2,6 +2,8 @@
 #include <benchmark/benchmark.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -69,19 +71,16 @@ std::uint32_t GetCount(char const* header) {
   return byte(0) << 24 | byte(1) << 16 | byte(2) << 8 | byte(3);
 }
 
-// The receiver's array keeps its block between messages, as a server's would.
-dsXACtrl const kLargeGrain(1u << 16, false);
-
 void RoundTrip_quillon(benchmark::State& state) {
   Pair pair;
   std::thread echo([&] {
-    dsXArray<char> message(&kLargeGrain);
+    dsXArray<char> message;
     while (Read(*pair.server, message) == errOK && Write(*pair.server, message) == errOK) {
       message.Resize(0);
     }
   });
-  dsXArray<char> request(&kLargeGrain);
-  dsXArray<char> reply(&kLargeGrain);
+  dsXArray<char> request;
+  dsXArray<char> reply;
   std::vector<char> payload(static_cast<std::size_t>(state.range(0)), 'r');
   request.Append(static_cast<unsigned>(payload.size()), payload.data());
   for (auto _ : state) {
@@ -139,16 +138,48 @@ void RoundTrip_syscall(benchmark::State& state) { RoundTripRaw(state, false); }
 
 void RoundTrip_syscall_split(benchmark::State& state) { RoundTripRaw(state, true); }
 
-// One way: the client sends messages, the server takes each whole and
-// answers the last one with a byte, so that the time covers every delivery.
-constexpr int kBurst = 16;
+// One way: the client sends a burst of messages of state.range(0) bytes, 16
+// MiB in all, and the server takes each whole and answers the last one with a
+// byte, so that the time covers every delivery. The receiver's array either
+// keeps its block between messages, as a server's would, or is a new array
+// for every message; the raw receiver does the same with its buffer.
+enum class Receiver { keeps, fresh };
 
+int Burst(benchmark::State const& state) {
+  return static_cast<int>(std::max<std::int64_t>(1, (std::int64_t{16} << 20) / state.range(0)));
+}
+
+void Delivered(benchmark::State& state) {
+  state.SetBytesProcessed(state.iterations() * Burst(state) * state.range(0));
+}
+
+// Sends the bursts and waits for each acknowledgement.
+template <class SendOne>
+void SendBursts(benchmark::State& state, psockStream& client, SendOne sendOne) {
+  int const burst = Burst(state);
+  for (auto _ : state) {
+    for (int i = 0; i < burst; ++i) sendOne();
+    char ack = 0;
+    int one = 1;
+    if (Read(client, &ack, one) != errOK) {
+      state.SkipWithError("transfer failed");
+      break;
+    }
+  }
+  client.CloseSocket();
+  Delivered(state);
+}
+
+template <Receiver receiver>
 void Throughput_quillon(benchmark::State& state) {
   Pair pair;
+  int const burst = Burst(state);
   std::thread sink([&] {
-    dsXArray<char> message(&kLargeGrain);
+    dsXArray<char> kept;
     for (;;) {
-      for (int i = 0; i < kBurst; ++i) {
+      for (int i = 0; i < burst; ++i) {
+        dsXArray<char> fresh;
+        dsXArray<char>& message = receiver == Receiver::fresh ? fresh : kept;
         message.Resize(0);
         if (Read(*pair.server, message) != errOK) return;
       }
@@ -156,69 +187,53 @@ void Throughput_quillon(benchmark::State& state) {
     }
   });
   std::vector<char> payload(static_cast<std::size_t>(state.range(0)), 'p');
-  dsXArray<char> message(&kLargeGrain);
+  dsXArray<char> message;
   message.Append(static_cast<unsigned>(payload.size()), payload.data());
-  for (auto _ : state) {
-    for (int i = 0; i < kBurst; ++i) Write(*pair.client, message);
-    char ack = 0;
-    int one = 1;
-    if (Read(*pair.client, &ack, one) != errOK) {
-      state.SkipWithError("transfer failed");
-      break;
-    }
-  }
-  pair.client->CloseSocket();
+  SendBursts(state, *pair.client, [&] { Write(*pair.client, message); });
   sink.join();
-  state.SetBytesProcessed(state.iterations() * kBurst * state.range(0));
 }
 
-// chunk limits each receive, as the library's 4096-byte buffer does; 0 takes
-// all that the socket has.
-void ThroughputRaw(benchmark::State& state, std::size_t chunk) {
+// Each receive takes all that the socket holds of the message.
+template <Receiver receiver>
+void Throughput_syscall(benchmark::State& state) {
   Pair pair;
+  int const burst = Burst(state);
   std::thread sink([&] {
-    std::vector<char> message;
+    std::vector<char> kept;
     char header[4];
     for (;;) {
-      for (int i = 0; i < kBurst; ++i) {
+      for (int i = 0; i < burst; ++i) {
         if (!RecvAll(Fd(pair.server), header, 4)) return;
-        message.resize(GetCount(header));
-        for (std::size_t done = 0; done < message.size();) {
-          std::size_t step = message.size() - done;
-          if (chunk != 0 && step > chunk) step = chunk;
-          if (!RecvAll(Fd(pair.server), message.data() + done, step)) return;
-          done += step;
+        std::size_t const n = GetCount(header);
+        std::unique_ptr<char[]> fresh;
+        char* message;
+        if (receiver == Receiver::fresh) {
+          fresh.reset(new char[n]);
+          message = fresh.get();
+        } else {
+          kept.resize(n);
+          message = kept.data();
         }
+        if (!RecvAll(Fd(pair.server), message, n)) return;
       }
       if (!SendAll(Fd(pair.server), "k", 1)) return;
     }
   });
   std::vector<char> message(4 + static_cast<std::size_t>(state.range(0)), 'p');
   PutCount(message.data(), static_cast<std::uint32_t>(state.range(0)));
-  for (auto _ : state) {
-    for (int i = 0; i < kBurst; ++i) SendAll(Fd(pair.client), message.data(), message.size());
-    char ack = 0;
-    if (!RecvAll(Fd(pair.client), &ack, 1)) {
-      state.SkipWithError("transfer failed");
-      break;
-    }
-  }
-  pair.client->CloseSocket();
+  SendBursts(state, *pair.client, [&] { SendAll(Fd(pair.client), message.data(), message.size()); });
   sink.join();
-  state.SetBytesProcessed(state.iterations() * kBurst * state.range(0));
 }
-
-void Throughput_syscall(benchmark::State& state) { ThroughputRaw(state, 0); }
-
-void Throughput_syscall_4k(benchmark::State& state) { ThroughputRaw(state, 4096); }
 
 }  // namespace
 
 BENCHMARK(RoundTrip_quillon)->Name("RoundTrip/quillon")->Arg(64)->UseRealTime();
 BENCHMARK(RoundTrip_syscall)->Name("RoundTrip/syscall")->Arg(64)->UseRealTime();
 BENCHMARK(RoundTrip_syscall_split)->Name("RoundTrip/syscall_split")->Arg(64)->UseRealTime();
-BENCHMARK(Throughput_quillon)->Name("Throughput/quillon")->Arg(1 << 20)->UseRealTime();
-BENCHMARK(Throughput_syscall)->Name("Throughput/syscall")->Arg(1 << 20)->UseRealTime();
-BENCHMARK(Throughput_syscall_4k)->Name("Throughput/syscall_4k")->Arg(1 << 20)->UseRealTime();
+#define QUILLON_MESSAGE_SIZES ->Arg(16 << 10)->Arg(64 << 10)->Arg(1 << 20)->Arg(64 << 20)->UseRealTime()
+BENCHMARK(Throughput_quillon<Receiver::keeps>)->Name("Throughput/quillon") QUILLON_MESSAGE_SIZES;
+BENCHMARK(Throughput_syscall<Receiver::keeps>)->Name("Throughput/syscall") QUILLON_MESSAGE_SIZES;
+BENCHMARK(Throughput_quillon<Receiver::fresh>)->Name("ThroughputFresh/quillon") QUILLON_MESSAGE_SIZES;
+BENCHMARK(Throughput_syscall<Receiver::fresh>)->Name("ThroughputFresh/syscall") QUILLON_MESSAGE_SIZES;
 
 BENCHMARK_MAIN();
