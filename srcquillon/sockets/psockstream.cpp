@@ -13,7 +13,7 @@ namespace {
 // The frame's count: an int in the portable form.
 int const kPortable = 1;
 // The most a frame's array grows before any of its payload has arrived.
-unsigned int const kFirstRoom = 4096;
+unsigned int const kFirstRoom = 16384;
 
 // A failed transfer keeps its mapped status in err; a receive of nothing maps
 // to success and keeps nothing.
