@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -114,8 +115,8 @@ inline void LaunchTrue_syscall(benchmark::State& state) {
   }
 }
 
-// Reads kPipeBytes from the producer through read, the bytes counted by
-// total; one pass a benchmark iteration.
+// One pass an iteration: onePass reads all that the producer writes and
+// gives the count of bytes, or -1.
 template <class OnePass>
 void PipeReads(benchmark::State& state, OnePass onePass) {
   std::vector<char> chunk(kPipeChunk);
