@@ -7,7 +7,8 @@ the same work done by the baseline (std::, the C library, raw system calls),
 each optionally followed by "/<argument>". A ratio is quillon / other: below 1
 the library is faster or leaner.
 
-Times are the medians over the repetitions of each case (real time).
+Times are the medians over the repetitions of each case (real time, and
+for the cases that measure it, the CPU time of the whole process).
 Instructions come from callgrind runs (see run-figures): the count of one
 benchmark iteration, divided by the items or bytes that the iteration
 processes when it declares them.
@@ -43,19 +44,22 @@ def load(path):
         return json.load(f)
 
 
-def median_times(results):
-    """{case: {implementation: median real time in ns}}, cases sorted by name and argument.
-    Output that holds only aggregates gives their medians."""
+def median_times(results, field="real_time"):
+    """{case: {implementation: median of field in ns}}, cases sorted by name and
+    argument. Output that holds only aggregates gives their medians. The field
+    "process_time" is the CPU time of the whole process, for the cases that
+    measure it (MeasureProcessCPUTime), and leaves the others out."""
     samples = OrderedDict()
     for b in results["benchmarks"]:
         aggregate = b.get("run_type") == "aggregate"
         if b.get("error_occurred") or (aggregate and b.get("aggregate_name") != "median"):
             continue
-        named = split_name(b.get("run_name", b["name"]))
-        if named is None:
+        run_name = b.get("run_name", b["name"])
+        named = split_name(run_name)
+        if named is None or (field == "process_time" and "/process_time" not in run_name):
             continue
         case, impl = named
-        ns = b["real_time"] * _TO_NS[b.get("time_unit", "ns")]
+        ns = b["cpu_time" if field == "process_time" else field] * _TO_NS[b.get("time_unit", "ns")]
         runs = samples.setdefault(case, OrderedDict()).setdefault(impl, {"runs": [], "median": []})
         runs["median" if aggregate else "runs"].append(ns)
     return OrderedDict(
@@ -107,15 +111,22 @@ def ratio(mine, theirs):
     return f"{mine / theirs:.2f}" if mine and theirs else "–"
 
 
-def table(times, instructions=None):
+def table(times, instructions=None, cpu=None):
     """Markdown table: one row for each case and baseline; POCO beside each
-    baseline where the case has it, instructions where callgrind counted them."""
+    baseline where the case has it, the process's CPU time where the case
+    measures it, instructions where callgrind counted them."""
     instructions = instructions or {}
+    cpu = cpu or {}
     has_peer = any(PEER in impls for impls in times.values())
+    has_cpu = any(cpu.values())
     has_counts = any(instructions.values())
     head = ["case", "quillon", "baseline", "quillon / baseline"]
     if has_peer:
         head.append("quillon / POCO")
+    if has_cpu:
+        head.append("CPU time, quillon / baseline")
+        if has_peer:
+            head.append("CPU time, quillon / POCO")
     if has_counts:
         head += ["instructions, quillon", "instructions, quillon / baseline"]
         if has_peer:
@@ -125,6 +136,7 @@ def table(times, instructions=None):
         mine = impls.get(QUILLON)
         if mine is None:
             continue
+        used = cpu.get(case, {})
         counted = instructions.get(case, {})
         count = {impl: value[0] for impl, value in counted.items()}
         for name, theirs in sorted(impls.items()):
@@ -133,6 +145,10 @@ def table(times, instructions=None):
             row = [f"`{case}`", human_time(mine), f"`{name}`", ratio(mine, theirs)]
             if has_peer:
                 row.append(ratio(mine, impls.get(PEER)))
+            if has_cpu:
+                row.append(ratio(used.get(QUILLON), used.get(name)) if used else "")
+                if has_peer:
+                    row.append(ratio(used.get(QUILLON), used.get(PEER)) if used else "")
             if has_counts:
                 own = counted.get(QUILLON)
                 row.append(f"{count_text(own[0])} per {own[1]}" if own else "")
@@ -146,7 +162,8 @@ def table(times, instructions=None):
 def main(paths):
     for path in paths:
         print(f"## {path}\n")
-        print(table(median_times(load(path))))
+        results = load(path)
+        print(table(median_times(results), cpu=median_times(results, "process_time")))
         print()
 
 
