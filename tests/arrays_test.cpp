@@ -1,6 +1,8 @@
 // The growing array and its iterator.
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -23,6 +25,8 @@ TEST(ArraysGrowth, WholeGrainsAndShrinkToNoBlock) {
   EXPECT_EQ(bytes.GetDataPtr(), nullptr);  // an empty array holds no block
   for (int i = 0; i < 256; ++i) bytes += 'x';
   EXPECT_EQ(bytes.GetCapacity(), 256u);  // the default grain: the elements in 256 bytes
+  bytes += 'y';
+  EXPECT_EQ(bytes.GetCapacity(), 512u);
   dsXACtrl zero(0, true);  // a zero grain takes the default and keeps shrink
   dsXArray<char> defaulted(&zero);
   EXPECT_TRUE(defaulted.GetControl().shrink);
@@ -63,6 +67,34 @@ TEST(ArraysGrowth, WholeGrainsAndShrinkToNoBlock) {
   }
   bytes.Clear();
   EXPECT_EQ(vekLiveBlocks(), before + 1);  // without shrink the block stays
+}
+
+// Replaces CopyElems: whatever it moves arrives in upper case, and it counts
+// its calls, so any move that went around it would show.
+class ShoutingArray : public dsXArray<char> {
+ public:
+  void CopyElems(char const* source, char* destination, unsigned int count) const override {
+    ++calls;
+    std::memmove(destination, source, count);
+    for (unsigned int i = 0; i < count; ++i) destination[i] = static_cast<char>(std::toupper(destination[i]));
+  }
+  mutable int calls = 0;
+};
+
+TEST(ArraysEditing, ASubclassThatReplacesCopyElemsSeesEveryMove) {
+  ShoutingArray shouting;
+  dsXArray<char> plain;
+  std::string text;
+  for (int i = 0; i < 1000; ++i) {  // across several grains
+    char const letter = static_cast<char>('a' + i % 26);
+    shouting += letter;
+    plain += letter;
+    text += letter;
+  }
+  EXPECT_EQ(shouting.calls, 2000);  // the empty tail shift and the element, each time
+  EXPECT_EQ(Text(plain), text);
+  for (char& c : text) c = static_cast<char>(std::toupper(c));
+  EXPECT_EQ(Text(shouting), text);
 }
 
 TEST(ArraysEditing, InsertAndRemoveAtEveryPlace) {
