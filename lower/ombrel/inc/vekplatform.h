@@ -17,8 +17,6 @@
 #  define VEK_NATIVE_SEPARATOR '\\'
 // windows.h (through winsock2.h) brings the file constants and WIN32_FIND_DATAA.
 #  define VEK_HAVE_WIN32_FILE_TYPES 1
-// Room for a CRITICAL_SECTION.
-#  define VEK_CRITICAL_SECTION_BYTES 48
 #else
 #  include <netdb.h>
 #  include <sys/select.h>
@@ -31,8 +29,6 @@
 #  define VEK_TEMPLATE_VISIBLE __attribute__((visibility("default")))
 #  define VEK_INSTANCE_EXPORTS 0
 #  define VEK_NATIVE_SEPARATOR '/'
-// Room for a pthread_mutex_t on every 64-bit ABI that glibc and musl have.
-#  define VEK_CRITICAL_SECTION_BYTES 48
 #endif
 
 #if defined(OMBREL_BUILDING)
