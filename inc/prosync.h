@@ -22,7 +22,7 @@ class QUILLON_API proMutex {
   // Destroying a mutex that is owned or waited for is the caller's error.
   ~proMutex();
 
-  // Makes a destroyed mutex usable again, free. On a valid mutex it does
+  // Sets up a free mutex, as the constructor does. On a valid mutex it does
   // nothing: the owner and the waiters stay. Always true.
   bool Initialize();
   // Blocks until the calling thread owns the mutex; false only if not valid.
@@ -35,14 +35,21 @@ class QUILLON_API proMutex {
 
  private:
   static std::uint32_t const noOwner = 0xFFFFFFFFu;
-  // The lock word: the owned bit, plus one unit for each thread waiting in Lock.
+  // The lock word: the owned bit, the bit of a wake given and not yet taken
+  // up by a waiter, and one unit for each thread waiting in Lock.
   static std::uint32_t const owned = 1;
-  static std::uint32_t const oneWaiter = 2;
+  static std::uint32_t const wakePending = 2;
+  static std::uint32_t const oneWaiter = 4;
 
   // One more level when the caller already owns the mutex.
   bool NestIfOwner(std::uint32_t self);
+  // Takes a word that is 0 (free, nobody waiting); otherwise false, with
+  // the word as it was seen.
+  bool TakeIfFree(std::uint32_t& seen);
   // Takes the mutex once the first attempt found it owned or waited for.
   void WaitForTurn(std::uint32_t seen);
+  // Wakes one counted waiter unless a wake is pending or the mutex is owned again.
+  void WakeAWaiter();
   void BecomeOwner(std::uint32_t self);
 
   // TryLock takes the word only from 0 (free, nobody waiting) in one

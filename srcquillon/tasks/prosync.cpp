@@ -1,5 +1,28 @@
 #include "prosync.h"
 
+namespace {
+
+// The calling thread's id, asked of tarnlet once per thread: a call into
+// another library on every operation would cost as much as the lock.
+VEK_FAST_THREAD_LOCAL std::uint32_t selfId = 0;
+
+std::uint32_t SelfId() {
+  if (selfId == 0) selfId = vekGetCurrentThreadId();
+  return selfId;
+}
+
+// The pseudo-handle that stands for the calling thread: one constant for all.
+void* CurrentThreadHandle() {
+  static void* const handle = vekGetCurrentThread();
+  return handle;
+}
+
+// While the process has one thread, no other thread can reach a lock word,
+// and plain loads and stores take and give it without a locked instruction.
+bool OnlyThread() { return *vekSingleThreaded != 0; }
+
+}  // namespace
+
 proMutex::proMutex() : ownerHandle(badThreadHandle), depth(0), valid(false) { Initialize(); }
 
 bool proMutex::Initialize() {
@@ -20,70 +43,99 @@ bool proMutex::NestIfOwner(std::uint32_t self) {
 }
 
 void proMutex::BecomeOwner(std::uint32_t self) {
-  ownerHandle = vekGetCurrentThread();
+  ownerHandle = CurrentThreadHandle();
   ownerId.store(self, std::memory_order_relaxed);
   depth = 1;
 }
 
 bool proMutex::Lock() {
   if (!valid) return false;
-  std::uint32_t const self = vekGetCurrentThreadId();
+  std::uint32_t const self = SelfId();
   if (NestIfOwner(self)) return true;
   std::uint32_t seen = 0;
-  if (!lockWord.compare_exchange_strong(seen, owned, std::memory_order_acquire,
-                                        std::memory_order_relaxed)) {
-    WaitForTurn(seen);
-  }
+  if (!TakeIfFree(seen)) WaitForTurn(seen);
   BecomeOwner(self);
   return true;
 }
 
-void proMutex::WaitForTurn(std::uint32_t seen) {
+bool proMutex::TakeIfFree(std::uint32_t& seen) {
+  if (OnlyThread()) {
+    seen = lockWord.load(std::memory_order_relaxed);
+    if (seen != 0) return false;
+    lockWord.store(owned, std::memory_order_relaxed);
+    return true;
+  }
+  seen = 0;
+  return lockWord.compare_exchange_strong(seen, owned, std::memory_order_acquire,
+                                          std::memory_order_relaxed);
+}
+
+// Kept out of line: the paths that need no waiting stay short.
+[[gnu::noinline]] void proMutex::WaitForTurn(std::uint32_t seen) {
   // A free mutex is taken at once, waiters or not; an owned one is waited
-  // for as a counted waiter, so that its Unlock wakes one and TryLock fails.
+  // for as a counted waiter, so that an Unlock wakes one and TryLock fails.
+  // A counted waiter that runs clears wakePending before it parks or takes
+  // the mutex, so the next Unlock wakes again.
   bool counted = false;
   for (;;) {
+    std::uint32_t next = seen;
     if ((seen & owned) == 0) {
-      std::uint32_t const taken = (seen | owned) - (counted ? oneWaiter : 0);
-      if (lockWord.compare_exchange_weak(seen, taken, std::memory_order_acquire,
-                                         std::memory_order_relaxed)) {
-        return;
-      }
+      next = counted ? ((seen | owned) - oneWaiter) & ~wakePending : seen | owned;
     } else if (!counted) {
-      if (lockWord.compare_exchange_weak(seen, seen + oneWaiter, std::memory_order_relaxed,
-                                         std::memory_order_relaxed)) {
-        seen += oneWaiter;
-        counted = true;
-      }
+      next = seen + oneWaiter;
+    } else if ((seen & wakePending) != 0) {
+      next = seen & ~wakePending;
     } else {
       vekWaitOnAddress(&lockWord, seen, vekInfinite);
       seen = lockWord.load(std::memory_order_relaxed);
+      continue;
+    }
+    if (!lockWord.compare_exchange_weak(seen, next, std::memory_order_acquire,
+                                        std::memory_order_relaxed)) {
+      continue;
+    }
+    if ((next & owned) != 0 && (seen & owned) == 0) return;
+    counted = true;
+    seen = next;
+  }
+}
+
+[[gnu::noinline]] void proMutex::WakeAWaiter() {
+  // Only one wake at a time, and none while another thread owns the mutex:
+  // its Unlock will wake.
+  std::uint32_t seen = lockWord.load(std::memory_order_relaxed);
+  while (seen >= oneWaiter && (seen & (owned | wakePending)) == 0) {
+    if (lockWord.compare_exchange_weak(seen, seen | wakePending, std::memory_order_relaxed,
+                                       std::memory_order_relaxed)) {
+      vekWakeByAddressSingle(&lockWord);
+      return;
     }
   }
 }
+
 bool proMutex::TryLock() {
   if (!valid) return false;
-  std::uint32_t const self = vekGetCurrentThreadId();
+  std::uint32_t const self = SelfId();
   if (NestIfOwner(self)) return true;
-  std::uint32_t free = 0;
-  if (!lockWord.compare_exchange_strong(free, owned, std::memory_order_acquire,
-                                        std::memory_order_relaxed)) {
-    return false;
-  }
+  std::uint32_t seen = 0;
+  if (!TakeIfFree(seen)) return false;
   BecomeOwner(self);
   return true;
 }
 
 bool proMutex::Unlock() {
   if (!valid) return false;
-  if (ownerId.load(std::memory_order_relaxed) != vekGetCurrentThreadId()) return false;
+  if (ownerId.load(std::memory_order_relaxed) != SelfId()) return false;
   if (--depth != 0) return true;
   // The owner fields are cleared while the mutex is still owned.
   ownerHandle = badThreadHandle;
   ownerId.store(noOwner, std::memory_order_relaxed);
-  if (lockWord.fetch_sub(owned, std::memory_order_release) != owned) {
-    vekWakeByAddressSingle(&lockWord);
+  if (OnlyThread() && lockWord.load(std::memory_order_relaxed) == owned) {
+    lockWord.store(0, std::memory_order_relaxed);
+    return true;
   }
+  std::uint32_t const before = lockWord.fetch_sub(owned, std::memory_order_release);
+  if (before >= oneWaiter && (before & wakePending) == 0) WakeAWaiter();
   return true;
 }
 

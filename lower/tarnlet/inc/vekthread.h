@@ -12,6 +12,12 @@
 //   before it wakes. Words are matched by address within one process. The
 //   wait is not a cancellation point. These three have C linkage (the
 //   Windows calls WaitOnAddress and WakeByAddress* keep the same contract).
+// - vekSingleThreaded points to a byte that is not zero while the process
+//   has had one thread only. It turns zero for good before a second thread
+//   starts, so that one thread may read it without ordering: while it reads
+//   non-zero, no other thread can reach shared data, and plain loads and
+//   stores may stand in for atomic read-modify-write steps. It is always
+//   zero where the system does not keep such a flag.
 // - vekGetCurrentThread() is a pseudo-handle that stands for the calling
 //   thread: the same constant in every thread, meaningful only to its caller.
 //   vekGetCurrentThreadId() is the calling thread's id as the system knows it
@@ -70,6 +76,8 @@ TARNLET_API bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_
 TARNLET_API void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word);
 TARNLET_API void vekWakeByAddressAll(std::atomic<std::uint32_t>* word);
 }
+
+extern TARNLET_API char const* const vekSingleThreaded;
 
 TARNLET_API void* vekGetCurrentThread();
 TARNLET_API std::uint32_t vekGetCurrentThreadId();

@@ -11,6 +11,7 @@
 #include <linux/futex.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
+#include <sys/single_threaded.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -363,11 +364,13 @@ void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word) { Wake(word, 1); }
 
 void vekWakeByAddressAll(std::atomic<std::uint32_t>* word) { Wake(word, INT32_MAX); }
 
+// The C library's own flag, which its locks read for the same purpose.
+char const* const vekSingleThreaded = &__libc_single_threaded;
+
 void* vekGetCurrentThread() { return currentThreadPseudoHandle; }
 
-// Asked on every lock operation, so kept per thread after the first system
-// call. Initial-exec: a plain load from the thread pointer, no look-up call.
-__attribute__((tls_model("initial-exec"))) thread_local std::uint32_t currentThreadId = 0;
+// Kept per thread after the first system call.
+VEK_FAST_THREAD_LOCAL std::uint32_t currentThreadId = 0;
 
 std::uint32_t vekGetCurrentThreadId() {
   if (currentThreadId == 0) currentThreadId = static_cast<std::uint32_t>(::gettid());
