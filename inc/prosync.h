@@ -43,9 +43,13 @@ class QUILLON_API proMutex {
 
   // One more level when the caller already owns the mutex.
   bool NestIfOwner(std::uint32_t self);
-  // Takes a word that is 0 (free, nobody waiting); otherwise false, with
-  // the word as it was seen.
-  bool TakeIfFree(std::uint32_t& seen);
+  // Each takes the mutex or gives false with the word as it was seen.
+  // TakeFree (Lock) takes a free mutex also while threads wait for it;
+  // TakeUnwanted (TryLock) only a word of 0: free, nobody waiting. TakeAlone
+  // is their step while the process has one thread.
+  bool TakeFree(std::uint32_t& seen);
+  bool TakeUnwanted(std::uint32_t& seen);
+  bool TakeAlone(std::uint32_t& seen);
   // Takes the mutex once the first attempt found it owned or waited for.
   void WaitForTurn(std::uint32_t seen);
   // Wakes one counted waiter unless a wake is pending or the mutex is owned again.

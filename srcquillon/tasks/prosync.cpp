@@ -53,21 +53,32 @@ bool proMutex::Lock() {
   std::uint32_t const self = SelfId();
   if (NestIfOwner(self)) return true;
   std::uint32_t seen = 0;
-  if (!TakeIfFree(seen)) WaitForTurn(seen);
+  if (!TakeFree(seen)) WaitForTurn(seen);
   BecomeOwner(self);
   return true;
 }
 
-bool proMutex::TakeIfFree(std::uint32_t& seen) {
-  if (OnlyThread()) {
-    seen = lockWord.load(std::memory_order_relaxed);
-    if (seen != 0) return false;
-    lockWord.store(owned, std::memory_order_relaxed);
-    return true;
-  }
+bool proMutex::TakeFree(std::uint32_t& seen) {
+  if (OnlyThread()) return TakeAlone(seen);
+  // Only the owned bit's old value is asked for: one locked bit-test-and-set.
+  if ((lockWord.fetch_or(owned, std::memory_order_acquire) & owned) == 0) return true;
+  seen = lockWord.load(std::memory_order_relaxed);
+  return false;
+}
+
+bool proMutex::TakeUnwanted(std::uint32_t& seen) {
+  if (OnlyThread()) return TakeAlone(seen);
   seen = 0;
   return lockWord.compare_exchange_strong(seen, owned, std::memory_order_acquire,
                                           std::memory_order_relaxed);
+}
+
+bool proMutex::TakeAlone(std::uint32_t& seen) {
+  // Nobody else can own or wait: free is 0.
+  seen = lockWord.load(std::memory_order_relaxed);
+  if (seen != 0) return false;
+  lockWord.store(owned, std::memory_order_relaxed);
+  return true;
 }
 
 // Kept out of line: the paths that need no waiting stay short.
@@ -118,7 +129,7 @@ bool proMutex::TryLock() {
   std::uint32_t const self = SelfId();
   if (NestIfOwner(self)) return true;
   std::uint32_t seen = 0;
-  if (!TakeIfFree(seen)) return false;
+  if (!TakeUnwanted(seen)) return false;
   BecomeOwner(self);
   return true;
 }
