@@ -19,7 +19,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
-#include <new>
 
 #include "ombmem.h"
 #include "pollwait.h"
