@@ -270,6 +270,8 @@ bool ObserveEnd(ThreadRecord* thread) {
   return ended;
 }
 
+// The write is made under the lock, so that a waiter that returns from its
+// wait is the one that gives the eventfd back: a wait leaves no descriptor.
 void SignalEnd(ThreadRecord* thread) {
   Guarded guarded(thread);
   SanitizerRelease(thread);
