@@ -52,13 +52,11 @@ class QUILLON_API proMutex {
   bool TakeAlone(std::uint32_t& seen);
   // Takes the mutex once the first attempt found it owned or waited for.
   void WaitForTurn(std::uint32_t seen);
-  // Wakes one counted waiter unless a wake is pending or the mutex is owned again.
-  void WakeAWaiter();
   void BecomeOwner(std::uint32_t self);
 
   // TryLock takes the word only from 0 (free, nobody waiting) in one
-  // compare-and-swap, so it never parks; Unlock gives up ownership in one
-  // atomic step and wakes a counted waiter after.
+  // compare-and-swap, so it never parks; Unlock gives up ownership and marks
+  // a wake in one atomic step and wakes a counted waiter after.
   std::atomic<std::uint32_t> lockWord;
   void* ownerHandle;  // the owner's pseudo-handle; read by nobody
   int depth;          // levels the owner holds; 0 when free

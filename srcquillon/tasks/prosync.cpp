@@ -111,19 +111,6 @@ bool proMutex::TakeAlone(std::uint32_t& seen) {
   }
 }
 
-[[gnu::noinline]] void proMutex::WakeAWaiter() {
-  // Only one wake at a time, and none while another thread owns the mutex:
-  // its Unlock will wake.
-  std::uint32_t seen = lockWord.load(std::memory_order_relaxed);
-  while (seen >= oneWaiter && (seen & (owned | wakePending)) == 0) {
-    if (lockWord.compare_exchange_weak(seen, seen | wakePending, std::memory_order_relaxed,
-                                       std::memory_order_relaxed)) {
-      vekWakeByAddressSingle(&lockWord);
-      return;
-    }
-  }
-}
-
 bool proMutex::TryLock() {
   if (!valid) return false;
   std::uint32_t const self = SelfId();
@@ -145,9 +132,18 @@ bool proMutex::Unlock() {
     lockWord.store(0, std::memory_order_relaxed);
     return true;
   }
-  std::uint32_t const before = lockWord.fetch_sub(owned, std::memory_order_release);
-  if (before >= oneWaiter && (before & wakePending) == 0) WakeAWaiter();
-  return true;
+  // Gives up ownership and, when a waiter is counted and no wake is under
+  // way, marks one in the same step; the wake itself follows.
+  std::uint32_t seen = owned;
+  for (;;) {
+    bool const wake = seen >= oneWaiter && (seen & wakePending) == 0;
+    std::uint32_t const next = (seen - owned) | (wake ? wakePending : 0);
+    if (lockWord.compare_exchange_weak(seen, next, std::memory_order_release,
+                                       std::memory_order_relaxed)) {
+      if (wake) vekWakeByAddressSingle(&lockWord);
+      return true;
+    }
+  }
 }
 
 proSemaphoreBase::~proSemaphoreBase() = default;
