@@ -7,11 +7,11 @@
 //   another value, and otherwise when a wake reaches it or spuriously; false
 //   once msec milliseconds have passed (-1: no limit). Callers re-check their
 //   condition after every return. vekWakeByAddressSingle(word) wakes at most
-//   one thread parked on the word, vekWakeByAddressAll every one; a wake
-//   reaches only threads parked at that moment, so a waker changes the word
-//   before it wakes. Words are matched by address within one process. The
-//   wait is not a cancellation point. These three have C linkage (the
-//   Windows calls WaitOnAddress and WakeByAddress* keep the same contract).
+//   one thread parked on the word; a wake reaches only threads parked at
+//   that moment, so a waker changes the word before it wakes. Words are
+//   matched by address within one process. The wait is not a cancellation
+//   point. Both have C linkage (the Windows calls WaitOnAddress and
+//   WakeByAddressSingle keep the same contract).
 // - vekSingleThreaded points to a byte that is not zero while the process
 //   has had one thread only. It turns zero for good before a second thread
 //   starts, so that one thread may read it without ordering: while it reads
@@ -74,7 +74,6 @@ extern "C" {
 TARNLET_API bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t expected,
                                   int msec);
 TARNLET_API void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word);
-TARNLET_API void vekWakeByAddressAll(std::atomic<std::uint32_t>* word);
 }
 
 extern TARNLET_API char const* const vekSingleThreaded;

@@ -50,9 +50,9 @@ bool Park(std::atomic<std::uint32_t>* word, std::uint32_t expected, int msec) {
   return !timedOut;
 }
 
-void Wake(std::atomic<std::uint32_t>* word, int count) {
+void WakeOne(std::atomic<std::uint32_t>* word) {
   int const callerError = errno;
-  Futex(word, FUTEX_WAKE, static_cast<std::uint32_t>(count), nullptr);
+  Futex(word, FUTEX_WAKE, 1, nullptr);
   errno = callerError;
 }
 
@@ -87,7 +87,7 @@ class WordLock {
 
   void Unlock() {
     SanitizerRelease(this);
-    if (word.exchange(unlocked, std::memory_order_release) == contended) Wake(&word, 1);
+    if (word.exchange(unlocked, std::memory_order_release) == contended) WakeOne(&word);
   }
 
  private:
@@ -361,9 +361,7 @@ bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t expected, 
   return Park(word, expected, msec);
 }
 
-void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word) { Wake(word, 1); }
-
-void vekWakeByAddressAll(std::atomic<std::uint32_t>* word) { Wake(word, INT32_MAX); }
+void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word) { WakeOne(word); }
 
 // The C library's own flag, which its locks read for the same purpose.
 char const* const vekSingleThreaded = &__libc_single_threaded;
