@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
-
 #include <unistd.h>
 
 #include <atomic>
