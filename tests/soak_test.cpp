@@ -120,12 +120,7 @@ extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 long MemoryInUse() { return static_cast<long>(__sanitizer_get_current_allocated_bytes()); }
 long const kMemoryTolerance = 1L << 20;
 #else
-long MemoryInUse() {
-  std::ifstream statm("/proc/self/statm");
-  long size = 0, resident = 0;
-  statm >> size >> resident;
-  return resident * ::sysconf(_SC_PAGESIZE);
-}
+long MemoryInUse() { return qtest::host::ResidentBytes(); }
 long const kMemoryTolerance = 8L << 20;
 #endif
 

@@ -111,6 +111,9 @@ bool BrokenPipeSignalPending();
 
 // The number of open descriptors of this process (/proc/self/fd).
 int OpenDescriptorCount();
+// The resident memory of this process in bytes (/proc/self/statm); -1 when
+// it cannot be read.
+long ResidentBytes();
 // True once the process has left the process table (reaped, not a zombie).
 bool ProcessIsGone(std::uint32_t pid);
 // True while this process has a child, running or not reaped yet.

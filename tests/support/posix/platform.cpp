@@ -189,6 +189,13 @@ int OpenDescriptorCount() {
   return failed ? -1 : static_cast<int>(std::distance(entries, {}));
 }
 
+long ResidentBytes() {
+  std::ifstream statm("/proc/self/statm");
+  long pages = 0;
+  if (!(statm >> pages >> pages)) return -1;
+  return pages * sysconf(_SC_PAGESIZE);
+}
+
 // A zombie keeps its /proc entry until it is reaped.
 bool ProcessIsGone(std::uint32_t pid) { return access(("/proc/" + std::to_string(pid)).c_str(), F_OK) != 0; }
 

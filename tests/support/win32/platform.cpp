@@ -193,6 +193,7 @@ bool Flag::Raise() { return SetEvent(reinterpret_cast<HANDLE>(handles[0])) != 0;
 // POSIX by nature: nothing of the kind here.
 
 int OpenDescriptorCount() { return -1; }
+long ResidentBytes() { return -1; }
 bool ProcessIsGone(std::uint32_t) { return false; }
 bool AnyChildLeft() { return false; }
 int OpenInheritableDescriptor(std::string const&) { return -1; }
