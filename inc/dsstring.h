@@ -66,8 +66,10 @@ class QUILLON_API dsBaseString {
 class QUILLON_API dsString : public dsBaseString {
  public:
   dsString();                                     ///< On the shared buffer.
-  dsString(char const* text);                     ///< Null: shared buffer; else an owned copy, also of "".
-  dsString(char const* first, char const* second);  ///< Both null: shared buffer; else both texts joined.
+  /// Null: shared buffer; else an owned copy, also of "".
+  dsString(char const* text);
+  /// Both null: shared buffer; else both texts joined.
+  dsString(char const* first, char const* second);
   /// At most limit bytes of text. Nothing taken (null text, limit 0, empty
   /// text): the shared buffer.
   dsString(char const* text, unsigned int limit);

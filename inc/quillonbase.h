@@ -21,9 +21,13 @@
 #include "ombmem.h"
 
 // Exported values. Nothing in the library writes them.
-extern QUILLON_API int const SystemAssigned;       ///< Port number 0: let the system choose (psockServer::Initialize).
-extern QUILLON_API void* const badThreadHandle;    ///< Null: a handle field that holds no thread.
-extern QUILLON_API int const badProcHandle;        ///< 0: no process; for callers, the library never reads it.
-extern QUILLON_API void* const badIOCtrlHandle;    ///< All bits set: no pipe handle; for callers, the library never reads it.
+/// Port number 0: let the system choose (psockServer::Initialize).
+extern QUILLON_API int const SystemAssigned;
+/// Null: a handle field that holds no thread.
+extern QUILLON_API void* const badThreadHandle;
+/// 0: no process. For callers; the library never reads it.
+extern QUILLON_API int const badProcHandle;
+/// All bits set: no pipe handle. For callers; the library never reads it.
+extern QUILLON_API void* const badIOCtrlHandle;
 
 #endif
