@@ -7,7 +7,7 @@
 /// argument. A line ends in a line feed, or a carriage return and a line feed,
 /// on every host, so a file written on Windows reads the same on Linux. A last
 /// line without a line end is not taken. A line that begins with $NAME, the
-/// name ending at \\ / | blank or tab, has the value of the environment
+/// name ending at \ / | blank or tab, has the value of the environment
 /// variable NAME in its place, if it is set. "-argfile" inside a file is an
 /// ordinary argument: files do not nest.
 ///
