@@ -14,11 +14,12 @@
 /// | short, unsigned short | 4 bytes, big-endian | 2 bytes |
 /// | int, unsigned int, long, unsigned long, float | 4 bytes, big-endian | 4 bytes |
 /// | double | 8 bytes, big-endian | 8 bytes |
-/// | char const* | int32 count, the neutral bytes, no terminator | int32 count, the bytes, no terminator |
-/// | wchar_t const* | int32 count, the neutral bytes and a terminator | int32 count, the multibyte bytes and a terminator |
+/// | char const* | int32 count, neutral bytes | int32 count, bytes |
+/// | wchar_t const* | int32 count, neutral bytes, a byte 0 | int32 count, multibyte bytes, a byte 0 |
 /// | block (Write) | int32 count, the bytes | int32 count, the bytes |
 ///
-/// A null string is the count -1 and nothing else.
+/// The count of a string counts its bytes, the byte 0 of the wide form
+/// included; a null string is the count -1 and nothing else.
 ///
 /// A stream never owns its buffer: no destructor flushes or releases it, and
 /// the buffer must outlive the stream. Nothing is thrown of the library's own

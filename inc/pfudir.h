@@ -27,8 +27,8 @@ class QUILLON_API pfuDir {
   virtual bool Read(pfuDirEntry& entry) = 0;
   /// The next entry whose name matches pattern; false at the end (entry may
   /// then hold the last name read, which did not match), and false for a
-  /// pattern that is not text in the current locale. A null or empty pattern reads nothing and answers
-  /// true, so a loop on it never ends.
+  /// pattern that is not text in the current locale. A null or empty pattern
+  /// reads nothing and answers true, so a loop on it never ends.
   virtual bool ReadNextMatching(pfuDirEntry& entry, char const* pattern) = 0;
   /// Every remaining match into paths (see pfuDirImplementation).
   virtual bool ExpandPattern(char const* pattern, dsXArray<pfuDirPath*>& paths) = 0;

@@ -45,7 +45,8 @@ class QUILLON_API pfStat {
   bool isLink() const { return link; }       ///< A symbolic link.
   /// The size in bytes, in 32 bits: a size of 2 GiB or more does not fit.
   std::int32_t fileSize() const { return size; }
-  long long modTime() const { return time; }  ///< The time of the last change, in seconds since 1970.
+  /// The time of the last change, in seconds since 1970.
+  long long modTime() const { return time; }
 
  private:
   // Fills the object from the information of path; false if it cannot be read.
@@ -66,10 +67,14 @@ class QUILLON_API pfStat {
 /// names others.
 class QUILLON_API pfuFS {
  public:
-  static errstatus pfuMakeDir(char const* path);     ///< Makes one directory; its parent must exist.
-  static errstatus pfuRemoveDir(char const* path);   ///< Removes one empty directory.
-  static errstatus pfuDeleteFile(char const* path);  ///< Deletes a file through the system's file deletion.
-  static errstatus pfuUnlink(char const* path);      ///< Deletes a file through the C runtime's unlink.
+  /// Makes one directory; its parent must exist.
+  static errstatus pfuMakeDir(char const* path);
+  /// Removes one empty directory.
+  static errstatus pfuRemoveDir(char const* path);
+  /// Deletes a file through the system's file deletion.
+  static errstatus pfuDeleteFile(char const* path);
+  /// Deletes a file through the C runtime's unlink.
+  static errstatus pfuUnlink(char const* path);
   /// Replaces an existing target; across file systems the file is copied.
   static errstatus pfuRenameFile(char const* from, char const* to);
   /// The bytes, with the source's permissions; the target is made or

@@ -70,7 +70,8 @@ class QUILLON_API pmExitStatus {
 class QUILLON_API pmThreadExitStatus : public pmExitStatus {
  public:
   pmThreadExitStatus() : threadHandle(badThreadHandle) {}  ///< No thread.
-  void SetThreadHandle(void* handle) { threadHandle = handle; }  ///< Notes a handle; nothing reads it.
+  /// Notes a handle; nothing reads it.
+  void SetThreadHandle(void* handle) { threadHandle = handle; }
 
  private:
   void* threadHandle;
@@ -80,9 +81,12 @@ class QUILLON_API pmThreadExitStatus : public pmExitStatus {
 class QUILLON_API pmTask {
  public:
   virtual ~pmTask();
-  virtual bool Start() = 0;                   ///< Starts the task. \return true when it started.
-  virtual bool Kill() = 0;                    ///< Ends the task. \return true when there was one to end.
-  virtual pmExitStatus& GetExitStatus() = 0;  ///< The task's status record, owned by the task.
+  /// Starts the task. \return true when it started.
+  virtual bool Start() = 0;
+  /// Ends the task. \return true when there was one to end.
+  virtual bool Kill() = 0;
+  /// The task's status record, owned by the task.
+  virtual pmExitStatus& GetExitStatus() = 0;
   ///@{
   /// Hooks for subclasses; the library calls none of them. Here they do
   /// nothing (Unlocked returns true).
