@@ -49,6 +49,7 @@
 #include "dsstring.h"
 
 /// The root of the stream tree: the byte-order latch and the wire sizes.
+/// The latch is atomic; a stream object is for one thread at a time.
 class QUILLON_API bdtBase {
  public:
   /// Sets the byte-order latch on the first construction in the process.
@@ -94,6 +95,7 @@ class QUILLON_API bdtBase {
 };
 
 /// The state word, the form and the buffer that reading and writing share.
+/// One thread at a time.
 class QUILLON_API bdtStream : public bdtBase {
  public:
   /// A stream on buffer, which it does not own (null: a stream that moves
@@ -137,7 +139,7 @@ class QUILLON_API bdtStream : public bdtBase {
 
 /// Reading typed values. Each operator reads one value of its type in the
 /// stream's form and returns the stream; a short read adds 3 and leaves the
-/// target as it was.
+/// target as it was. One thread at a time.
 class QUILLON_API bdtIStream : public virtual bdtStream {
  public:
   /// A reader on buffer, which it does not own; portable non-zero for the
@@ -191,7 +193,7 @@ class QUILLON_API bdtIStream : public virtual bdtStream {
 
 /// Writing typed values. Each operator writes one value of its type in the
 /// stream's form and returns the stream; bytes that the buffer does not take
-/// add 4.
+/// add 4. One thread at a time.
 class QUILLON_API bdtOStream : public virtual bdtStream {
  public:
   /// A writer on buffer, which it does not own; portable non-zero for the
@@ -244,7 +246,7 @@ class QUILLON_API bdtOStream : public virtual bdtStream {
   void WriteCharacter(unsigned short value);
 };
 
-/// Both directions on one buffer, with one state word.
+/// Both directions on one buffer, with one state word. One thread at a time.
 class QUILLON_API bdtIOStream : public bdtIStream, public bdtOStream {
  public:
   bdtIOStream();  ///< Portable, no buffer.

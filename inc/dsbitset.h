@@ -27,6 +27,7 @@
 
 /// A growable set of small non-negative integers in packed bits. Its
 /// storage is a new[] block of its own, not a collection block.
+/// One thread at a time, also for reading.
 class QUILLON_API dsBitSet : public dsDataCollection<int> {
  public:
   /// No such position: the answer of navigation that finds nothing.
@@ -167,6 +168,7 @@ class QUILLON_API dsBitSet : public dsDataCollection<int> {
 
 /// Walks the positions that are on, in rising order. It does not own the
 /// set, which must outlive it.
+/// One thread at a time, and not while the set changes.
 class QUILLON_API dsBitSetIter : public dsBaseIter<int> {
  public:
   /// Stands at 0, not yet on the first position that is on: call SetAtFirst.

@@ -23,6 +23,7 @@
 
 /// The iteration protocol: SetAtFirst, then, until Finished, Current and
 /// MoveToNext. A new iterator is already on the first element.
+/// One thread at a time.
 template <class T>
 class VEK_TEMPLATE_VISIBLE dsBaseIter {
  public:
@@ -40,7 +41,7 @@ class VEK_TEMPLATE_VISIBLE dsBaseIter {
 
 /// How elements of T are allocated, copied and counted: the root of the
 /// collection tree. A subclass may replace the storage through the first five
-/// operations.
+/// operations. One thread at a time, as every collection.
 template <class T>
 class VEK_TEMPLATE_VISIBLE dsDataCollection {
  public:
@@ -68,7 +69,7 @@ class VEK_TEMPLATE_VISIBLE dsDataCollection {
 
 /// Access by key. Add, Remove and Find are optional: a map that lacks them
 /// stops the process when they are called (vekAbort with
-/// "dsDataMap::Add ()" and so on, file "inc/dsdatcol").
+/// "dsDataMap::Add ()" and so on, file "inc/dsdatcol"). One thread at a time.
 template <class T, class K>
 class VEK_TEMPLATE_VISIBLE dsDataMap : public virtual dsDataCollection<T> {
  public:
@@ -86,7 +87,7 @@ class VEK_TEMPLATE_VISIBLE dsDataMap : public virtual dsDataCollection<T> {
 };
 
 /// A map from an unsigned int index to the elements. Add, Remove and Find
-/// are not there: calling them stops the process.
+/// are not there: calling them stops the process. One thread at a time.
 template <class T>
 class VEK_TEMPLATE_VISIBLE dsArray : public dsDataMap<T, unsigned int> {
  public:
@@ -97,7 +98,7 @@ class VEK_TEMPLATE_VISIBLE dsArray : public dsDataMap<T, unsigned int> {
   dsBaseIter<T>* GetIter() const override;
 };
 
-/// An array whose elements lie side by side in one block.
+/// An array whose elements lie side by side in one block. One thread at a time.
 template <class T>
 class VEK_TEMPLATE_VISIBLE dsStraightArray : public dsArray<T> {
  public:
@@ -108,7 +109,7 @@ class VEK_TEMPLATE_VISIBLE dsStraightArray : public dsArray<T> {
   virtual T* GetDataPtr() const = 0;
 };
 
-/// Growth settings of a dsXArray.
+/// Growth settings of a dsXArray. A plain value.
 struct dsXACtrl {
   bool shrink;         ///< True: capacity follows the size down as well; false: it never falls.
   unsigned int grain;  ///< Capacity is a multiple of this; 0: the element type's default.
@@ -123,6 +124,7 @@ struct dsXACtrl {
 /// The block belongs to the array. Every pointer into it (GetDataPtr, the
 /// references of operator[]) is valid until the next operation that changes
 /// the size, which may move the block. Not copyable.
+/// One thread at a time, or the caller's own lock.
 template <class T>
 class VEK_TEMPLATE_VISIBLE dsXArray : public dsStraightArray<T> {
  public:
@@ -198,7 +200,7 @@ class VEK_TEMPLATE_VISIBLE dsXArray : public dsStraightArray<T> {
 
 /// Walks an array by index, asking the array afresh each time, so it stays
 /// valid when the array grows or moves its block. It does not own the array,
-/// which must outlive it.
+/// which must outlive it. One thread at a time.
 template <class T>
 class VEK_TEMPLATE_VISIBLE dsArrayIter : public dsBaseIter<T> {
  public:

@@ -28,6 +28,7 @@
 #include "dsdatcol.h"
 
 /// One entry of a sorted map: plain data, moved as bytes like any element.
+/// A plain value.
 template <class V, class K>
 struct VEK_TEMPLATE_VISIBLE dsSortedMapEntry {
   K key;    ///< The key, as the map's CopyKey gave it.
@@ -39,7 +40,7 @@ struct VEK_TEMPLATE_VISIBLE dsSortedMapEntry {
 
 /// Walks the values of a map in ascending key order, through an iterator of
 /// its entries array. Like that iterator it asks the array afresh at every
-/// step; the map must outlive it.
+/// step; the map must outlive it. One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsSortedMapIter : public dsBaseIter<V> {
  public:
@@ -70,6 +71,7 @@ class VEK_TEMPLATE_VISIBLE dsSortedMapIter : public dsBaseIter<V> {
 
 /// The map itself, for any key order: subclasses give Compare. A is the
 /// entries array, a dsXArray of dsSortedMapEntry<V, K>.
+/// One thread at a time, or the caller's own lock.
 template <class A, class V, class K>
 class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
  public:
@@ -158,6 +160,7 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
 
 /// Keys that are scalars (integers, pointers), ordered as unsigned numbers;
 /// pointers by address, so -1 sorts above every positive number.
+/// One thread at a time.
 template <class A, class V, class K>
 class VEK_TEMPLATE_VISIBLE dsBaseScalarMap : public dsBaseSortedMap<A, V, K> {
  public:
@@ -171,11 +174,12 @@ class VEK_TEMPLATE_VISIBLE dsBaseScalarMap : public dsBaseSortedMap<A, V, K> {
 };
 
 /// A sorted map with scalar keys (integers, pointers), in unsigned order.
+/// One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsScalarMap
     : public dsBaseScalarMap<dsXArray<dsSortedMapEntry<V, K>>, V, K> {};
 
-/// A map whose order the subclass gives.
+/// A map whose order the subclass gives. One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsSortedMap
     : public dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K> {};
@@ -184,7 +188,7 @@ class VEK_TEMPLATE_VISIBLE dsSortedMap
 /// the text must outlive the entry unchanged. Order is plain byte order
 /// (bytes as unsigned values, not the locale's order); a null key sorts before
 /// every text, the empty one included. Two pointers to equal texts are the
-/// same key.
+/// same key. One thread at a time.
 template <class V>
 class VEK_TEMPLATE_VISIBLE dsNonOwnerStringMap : public dsSortedMap<V, char const*> {
  protected:

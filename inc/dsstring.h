@@ -37,6 +37,7 @@
 #include "quillonbase.h"
 
 /// The abstract face shared by the owning string and the interned string.
+/// One thread at a time per object.
 class QUILLON_API dsBaseString {
  public:
   dsBaseString() {}

@@ -23,6 +23,7 @@
 /// The shared cell of an interned text: the text once, and how many users
 /// it has. Cells are made and deleted by AddToDatabase and Release; a
 /// dsUniqueString is the usual way to hold one.
+/// Unguarded, as the database: one thread at a time for all cells.
 class QUILLON_API dsStringCell {
  public:
   /// refCount 0 and a copy of text; not entered in the database.

@@ -24,6 +24,7 @@
 
 /// The abstract read-write stream: a byte store with a position, reached by
 /// name. Every operation returns errOK or a failing status.
+/// One thread at a time.
 class QUILLON_API rwStream {
  public:
   rwStream() {}
@@ -58,7 +59,7 @@ class QUILLON_API rwStream {
 };
 
 /// The read-write stream in memory, in blocks of blockSize bytes that it
-/// owns.
+/// owns. One thread at a time.
 class QUILLON_API memStream : public rwStream {
  public:
   memStream();            ///< Empty: no block, position 0, limit 0.

@@ -19,7 +19,7 @@
 
 QUILLON_ARRAY_INSTANCES(extern, pfuDirPath*)
 
-/// A reader over one directory, made by OpenDir.
+/// A reader over one directory, made by OpenDir. One thread at a time.
 class QUILLON_API pfuDir {
  public:
   virtual ~pfuDir();  ///< Ends the search.
@@ -40,7 +40,7 @@ class QUILLON_API pfuDir {
 };
 
 /// The reader of OpenDir, over the lower library's find-first/find-next
-/// search, which it owns.
+/// search, which it owns. One thread at a time.
 class QUILLON_API pfuDirImplementation : public pfuDir {
  public:
   /// Takes the first result of the search and the search itself, which the

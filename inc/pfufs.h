@@ -26,6 +26,7 @@
 
 /// What a query of a file's information gives: a plain value. Every field
 /// but initialized() means something only when initialized() is true.
+/// A plain value.
 class QUILLON_API pfStat {
  public:
   pfStat();  ///< Not initialized.
@@ -64,7 +65,7 @@ class QUILLON_API pfStat {
 
 /// The file-system operations: static functions only. Each returns errOK,
 /// or a failing status as the file comment says, unless its own comment
-/// names others.
+/// names others. Any thread; the functions keep no state.
 class QUILLON_API pfuFS {
  public:
   /// Makes one directory; its parent must exist.

@@ -21,6 +21,7 @@
 #include "pfupath.h"
 
 /// A lock between processes on a named file, made by Construct.
+/// One thread at a time.
 class QUILLON_API pfuFileLock {
  public:
   /// Waits until nobody holds the file open, as the file comment says.
@@ -40,7 +41,7 @@ class QUILLON_API pfuFileLock {
   static pfuFileLock* Construct(pfuDirPath const& path);
 };
 
-/// The lock of Construct.
+/// The lock of Construct. One thread at a time.
 class QUILLON_API pfuFileLockImpl : public pfuFileLock {
  public:
   /// A lock on path, kept in native form; nothing is opened yet.

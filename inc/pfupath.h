@@ -52,6 +52,7 @@ class pfuDirPath;
 
 /// One name, or the first component of a path (with its separator if the path
 /// is absolute).
+/// A plain value: several threads may read one, one at a time changes it.
 class QUILLON_API pfuDirEntry {
  public:
   pfuDirEntry() { entry[0] = entry[1] = 0; }  ///< Empty.
@@ -70,6 +71,7 @@ class QUILLON_API pfuDirEntry {
 };
 
 /// A neutral path.
+/// A plain value: several threads may read one, one at a time changes it.
 class QUILLON_API pfuDirPath {
  public:
   pfuDirPath() { path[0] = path[1] = 0; }  ///< The empty path.
@@ -124,6 +126,7 @@ class QUILLON_API pfuDirPath {
 };
 
 /// A native path.
+/// A plain value: several threads may read one, one at a time changes it.
 class QUILLON_API pfuOSPath {
  public:
   pfuOSPath() { path[0] = path[1] = 0; }  ///< Empty.

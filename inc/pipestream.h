@@ -33,7 +33,7 @@ QUILLON_API void DeletePipe(oPipeStream* stream);
 
 /// The read end. Reads block until data comes; end-of-file once every writer
 /// has gone. rdbuf()->in_avail() tells without blocking what can be read.
-/// Made by CreatePipeSt and released by DeletePipe.
+/// Made by CreatePipeSt and released by DeletePipe. One thread at a time.
 class QUILLON_API iPipeStream : public std::basic_istream<char> {
  public:
   ~iPipeStream() override;  ///< Leaves the buffer alone: DeletePipe releases it.
@@ -58,7 +58,7 @@ class QUILLON_API iPipeStream : public std::basic_istream<char> {
 
 /// The write end. Its destructor flushes. A write whose reader has gone fails
 /// (badbit) and never raises SIGPIPE. Made by CreatePipeSt and released by
-/// DeletePipe.
+/// DeletePipe. One thread at a time.
 class QUILLON_API oPipeStream : public std::basic_ostream<char> {
  public:
   ~oPipeStream() override;  ///< Flushes; leaves the buffer alone: DeletePipe releases it.
@@ -79,7 +79,7 @@ class QUILLON_API oPipeStream : public std::basic_ostream<char> {
 };
 
 /// Signalled while the read end of its stream has data, or its writers have
-/// gone. The object behind cast() is the event itself.
+/// gone. The object behind cast() is the event itself. One thread at a time.
 class QUILLON_API vekIPipeEvent : public vekPipeEvent {
  public:
   /// An event on stream's read end; the stream is not owned and must
@@ -106,7 +106,7 @@ class QUILLON_API vekIPipeEvent : public vekPipeEvent {
 /// overflow() and sync() give -1 when the pending output could not all be
 /// written; the bytes not written stay in the put area. sync() also drops the
 /// input read from the pipe and not taken yet, and gives 1 on success. The
-/// destructor doesn't flush: sync first.
+/// destructor doesn't flush: sync first. One thread at a time.
 class QUILLON_API vekPipeBuf : public std::basic_streambuf<char> {
  public:
   explicit vekPipeBuf(bool ignored);  ///< No handle, no block.

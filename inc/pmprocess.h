@@ -27,6 +27,7 @@
 /// handle behind it (all ones when it has none, e.g. a file stream that isn't
 /// open; the child then keeps the parent's own). Short-lived: build one, pass
 /// it to AssignCin, drop it. It owns neither the stream nor the handle.
+/// One thread at a time.
 class QUILLON_API iAssignableStream {
  public:
   ///@{
@@ -46,6 +47,7 @@ class QUILLON_API iAssignableStream {
 };
 
 /// The same for the child's standard output or standard error.
+/// One thread at a time.
 class QUILLON_API oAssignableStream {
  public:
   ///@{
@@ -65,7 +67,7 @@ class QUILLON_API oAssignableStream {
 };
 
 /// Signalled once the child has ended. It keeps its own hold on the process, so
-/// it may outlive the ExecProcess; the caller deletes it.
+/// it may outlive the ExecProcess; the caller deletes it. One thread at a time.
 class QUILLON_API ptkExecProcessEvent : public vekEvent {
  public:
   /// An event on the lower library's process handle process, which stays
@@ -97,7 +99,7 @@ class QUILLON_API ptkExecProcessEvent : public vekEvent {
 /// exit code (which releases the handle), they make no system call, change
 /// nothing and give false, 0 or null. The destructor neither kills nor waits:
 /// a running child runs on, and is reaped when it ends. So does the child of a
-/// first Start when a second Start launches another one.
+/// first Start when a second Start launches another one. One thread at a time.
 class QUILLON_API ExecProcess : public pmTask {
  public:
   /// A child to run command (copied); nothing is launched yet.

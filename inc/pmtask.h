@@ -23,6 +23,7 @@
 /// How a task stands: a plain value. GetExitCode gives the status field
 /// (errNothingYet: nothing recorded yet, errOK: success), not the numeric
 /// exit code.
+/// A plain value; one thread at a time, or the order the owner arranges.
 class QUILLON_API pmExitStatus {
  public:
   /// Not alive, not killed, errNothingYet, exit code -1.
@@ -77,7 +78,7 @@ class QUILLON_API pmThreadExitStatus : public pmExitStatus {
   void* threadHandle;
 };
 
-/// The face of a task.
+/// The face of a task. One thread at a time.
 class QUILLON_API pmTask {
  public:
   virtual ~pmTask();
@@ -147,7 +148,7 @@ QUILLON_API void* GetTaskSelfHandle();
 
 /// An information channel between a managed task and its creator. On this
 /// platform it carries nothing: Send sends nothing and Receive fills nothing.
-/// Every operation returns true.
+/// Every operation returns true. One thread at a time.
 class QUILLON_API pmInfoBridge {
  public:
   pmInfoBridge(bool firstFlag, bool secondFlag);  ///< Notes the creating thread and the flags.

@@ -22,6 +22,7 @@
 #include "vektime.h"
 
 /// A named account of time. It reports when it is destroyed.
+/// One thread at a time, with its points.
 class QUILLON_API ProfileEntry {
  public:
   explicit ProfileEntry(char const* name);  ///< Copies name; null: the line has no name.
@@ -45,6 +46,8 @@ class QUILLON_API ProfileEntry {
 
 /// A guard that charges its entry while it lives. Points live on the stack
 /// and nest strictly.
+/// Unguarded: the innermost point is process-wide, so points are made and ended
+/// on one thread at a time.
 class QUILLON_API ProfilePoint {
  public:
   /// Starts charging entry, which is not owned and must outlive the point,

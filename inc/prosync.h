@@ -79,6 +79,7 @@ class QUILLON_API proMutex {
 };
 
 /// The face of a semaphore: a pool of units.
+/// A semaphore is for several threads at once.
 class QUILLON_API proSemaphoreBase {
  public:
   proSemaphoreBase() = default;

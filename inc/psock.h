@@ -24,7 +24,7 @@
 #include "vekservice.h"
 #include "veksock.h"
 
-/// A connected stream socket.
+/// A connected stream socket. One thread at a time.
 class QUILLON_API psockStream {
  public:
   psockStream() = default;
@@ -71,7 +71,7 @@ class QUILLON_API psockStream {
   bool IsOnTheSameMachine();
 };
 
-/// The stream over one socket handle, which it owns.
+/// The stream over one socket handle, which it owns. One thread at a time.
 class QUILLON_API psockStreamImpl : public psockStream {
  public:
   /// Takes sock over; the stream's state is errOK.
@@ -116,6 +116,7 @@ QUILLON_API int ReadFromSocket(psockStream& s, void* p, int n);
 QUILLON_API int WriteToSocket(psockStream& s, void const* p, int n);
 
 /// An event that fires when the stream's socket is readable or writable.
+/// One thread at a time.
 class QUILLON_API vekSocketEvent : public vekEvent {
  public:
   using Type = vekSelectEvent::Type;  ///< Readable or writable.
@@ -200,14 +201,14 @@ class QUILLON_API psockServer {
   unsigned long long sock;  ///< The listening socket; vekInvalidSocket while there is none.
 };
 
-/// Waits without limit: every turn serves a connection.
+/// Waits without limit: every turn serves a connection. One thread at a time.
 class QUILLON_API psockBlockingServer : public psockServer {
  public:
   /// WaitAndProcess(-1): until Execute says true or a wait fails.
   void Run() override;
 };
 
-/// Serves the connections that are waiting, then returns.
+/// Serves the connections that are waiting, then returns. One thread at a time.
 class QUILLON_API psockNonBlockingServer : public psockServer {
  public:
   /// WaitAndProcess(0): until nothing is waiting.
@@ -220,6 +221,7 @@ class QUILLON_API psockNonBlockingServer : public psockServer {
 
 /// Serves until its service is stopped; pauses and the stop are looked at
 /// after each wait of msec milliseconds that saw no connection.
+/// One thread at a time; the service itself may be stopped from any thread.
 class QUILLON_API psockService : public psockServer {
  public:
   /// A server run by service, which is not owned and must outlive it.
@@ -236,7 +238,7 @@ class QUILLON_API psockService : public psockServer {
 
 /// A standard stream buffer reading a connected stream, 4096 bytes. It
 /// neither closes nor deletes the stream, which must outlive it; input
-/// received and not taken goes with the buffer.
+/// received and not taken goes with the buffer. One thread at a time.
 class QUILLON_API ISockSBuf : public vekIStreamBuf {
  public:
   explicit ISockSBuf(psockStream& s);  ///< A buffer on s; nothing is received yet.
@@ -249,6 +251,7 @@ class QUILLON_API ISockSBuf : public vekIStreamBuf {
 
 /// A standard stream buffer writing a connected stream, 4096 bytes. It
 /// neither closes nor deletes the stream, which must outlive it.
+/// One thread at a time.
 class QUILLON_API OSockSBuf : public vekOStreamBuf {
  public:
   explicit OSockSBuf(psockStream& s);  ///< A buffer on s.
@@ -261,7 +264,7 @@ class QUILLON_API OSockSBuf : public vekOStreamBuf {
 
 /// A standard stream buffer in both directions on a connected stream, 4096
 /// bytes; what is pending goes out before it reads. It neither closes nor
-/// deletes the stream, which must outlive it.
+/// deletes the stream, which must outlive it. One thread at a time.
 class QUILLON_API IOSockSBuf : public vekIOStreamBuf {
  public:
   explicit IOSockSBuf(psockStream& s);  ///< A buffer on s.
@@ -274,7 +277,7 @@ class QUILLON_API IOSockSBuf : public vekIOStreamBuf {
 };
 
 /// A std::iostream on a stream, with a buffer of its own that it deletes
-/// (sending what is pending); the stream stays open.
+/// (sending what is pending); the stream stays open. One thread at a time.
 class QUILLON_API ioSockStream : public std::basic_iostream<char> {
  public:
   explicit ioSockStream(psockStream& s);  ///< Makes an IOSockSBuf on s.
