@@ -245,8 +245,8 @@ class QUILLON_API pmManageTask : public pmThread {
 /// vekEvent::Wait or vekWaitForAny; one thread at a time.
 class QUILLON_API ptkStrictTaskEvent : public vekEvent {
  public:
-  /// An event on task's thread as it is now; the task stays the owner of its
-  /// handle.
+  /// An event on task's thread as it is now. The event keeps a reference of
+  /// its own, so it stays valid when the task closes its handle.
   explicit ptkStrictTaskEvent(pmStrictTask* task);
   /// The task's current handle; the task must outlive the event for this.
   void* GetProcess();
