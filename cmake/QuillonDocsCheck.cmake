@@ -1,4 +1,4 @@
-# Run by the target quillon_docs before Doxygen (cmake -P): every header in
+# Run by the target quillon_docs after Doxygen (cmake -P): every header in
 # the folders of QUILLON_DOCS_FOLDERS (below QUILLON_SOURCE_DIR, joined by |)
 # must have a \file comment. Without one Doxygen shows none of the header's
 # free functions, constants and macros and warns about none of them, so an
