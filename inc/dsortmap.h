@@ -1,18 +1,21 @@
-// quillon collections: sorted maps.
-//
-// A sorted map keeps its entries (key and value) in one growing array, in
-// strictly ascending key order, and finds them by bisection: no tree nodes,
-// no hashing. A lookup costs O(log n) calls of Compare; an insertion or a
-// removal shifts the tail of the array with one memmove. The entries array
-// grows in steps of 16 entries and never shrinks.
-//
-// Keys are small values that belong to somebody else: a pointer, or a string
-// that the caller keeps alive and unchanged while it is in the map (the order
-// is fixed at insertion and never restored). Values are plain data too; the
-// map deletes nothing, neither keys nor values.
-//
-// Nothing tests an index. operator[] with a key that is not in the map stops
-// the process; Contains and Find are the tests a caller has.
+/// \file
+/// quillon collections: sorted maps.
+///
+/// A sorted map keeps its entries (key and value) in one growing array, in
+/// strictly ascending key order, and finds them by bisection: no tree nodes,
+/// no hashing. A lookup costs O(log n) calls of Compare; an insertion or a
+/// removal shifts the tail of the array with one memmove. The entries array
+/// grows in steps of 16 entries and never shrinks.
+///
+/// Keys are small values that belong to somebody else: a pointer, or a string
+/// that the caller keeps alive and unchanged while it is in the map (the order
+/// is fixed at insertion and never restored). Values are plain data too; the
+/// map deletes nothing, neither keys nor values.
+///
+/// Nothing tests an index. operator[] with a key that is not in the map stops
+/// the process (vekAbort with "dsSortedMap::operator [] failed", file
+/// "inc/dsortmap"); Contains and Find are the tests a caller has. A map has
+/// no lock: one thread at a time, or the caller's own lock.
 #ifndef DSORTMAP_H
 #define DSORTMAP_H
 
@@ -20,122 +23,176 @@
 #include <cstring>
 #include <new>
 #include <type_traits>
+#include <typeinfo>
 
 #include "dsdatcol.h"
 
-// One entry of a sorted map: plain data, moved as bytes like any element.
+/// One entry of a sorted map: plain data, moved as bytes like any element.
+/// A plain value.
 template <class V, class K>
 struct VEK_TEMPLATE_VISIBLE dsSortedMapEntry {
-  K key;
-  V value;
+  K key;    ///< The key, as the map's CopyKey gave it.
+  V value;  ///< The value.
 
-  // Stores key and has collection copy the one value.
+  /// Stores key and has collection copy the one value.
   dsSortedMapEntry(K key, V const& value, dsDataCollection<V>& collection);
 };
 
-// Walks the values of a map in ascending key order.
+/// Walks the values of a map in ascending key order, through an iterator of
+/// its entries array. Like that iterator it asks the array afresh at every
+/// step; the map must outlive it. One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsSortedMapIter : public dsBaseIter<V> {
  public:
-  // Takes iter over; it is deleted with this object.
+  /// Takes iter over; it is deleted with this object.
   explicit dsSortedMapIter(dsBaseIter<dsSortedMapEntry<V, K>>* iter);
+  ///@{
+  /// Not copyable: the copy is Reproduce.
   dsSortedMapIter(dsSortedMapIter const&) = delete;
   dsSortedMapIter& operator=(dsSortedMapIter const&) = delete;
-  ~dsSortedMapIter() override;
+  ///@}
+  ~dsSortedMapIter() override;  ///< Deletes the inner iterator.
 
-  // A new iterator at the same place, independent of this one; null if an
-  // allocation fails.
+  /// A new iterator at the same place, independent of this one: a heap
+  /// object the caller deletes, or null if an allocation fails.
   dsBaseIter<V>* Reproduce() override;
   void SetAtFirst() override;
   bool Finished() const override;
   void MoveToNext() override;
   V& Current() const override;
 
-  // A new iterator that takes inner over; null, with inner deleted, if inner
-  // is null or an allocation fails.
+  /// A new iterator that takes inner over: a heap object the caller deletes;
+  /// null, with inner deleted, if inner is null or an allocation fails.
   static dsBaseIter<V>* Wrap(dsBaseIter<dsSortedMapEntry<V, K>>* inner);
 
  private:
   dsBaseIter<dsSortedMapEntry<V, K>>* iter;
 };
 
-// The map itself, for any key order: subclasses give Compare.
+/// The map itself, for any key order: subclasses give Compare. A is the
+/// entries array, a dsXArray of dsSortedMapEntry<V, K>.
+/// One thread at a time, or the caller's own lock.
 template <class A, class V, class K>
 class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
  public:
-  dsBaseSortedMap();  // empty; allocates nothing
+  dsBaseSortedMap();  ///< Empty; allocates nothing.
+  ///@{
+  /// Not copyable: copying would share or duplicate keys that the map does
+  /// not own.
   dsBaseSortedMap(dsBaseSortedMap const&) = delete;
   dsBaseSortedMap& operator=(dsBaseSortedMap const&) = delete;
-  // Releases the entries block only.
+  ///@}
+  /// Releases the entries block only.
   ~dsBaseSortedMap() override {}
 
-  // The value of key, writable, good until the map next changes. Stops the
-  // process if key is not in the map; never inserts.
+  /// The value of key, writable, good until the map next changes. Stops the
+  /// process if key is not in the map; never inserts.
   V& operator[](K key) const override;
-  bool Contains(K key) const override;
-  // False, changing nothing, if key is present: Add never overwrites.
+  bool Contains(K key) const override;  ///< True if key is in the map.
+  /// Adds an entry in its place, through CopyKey and CopyElems.
+  /// \return false, changing nothing, if key is present: Add never
+  ///         overwrites; true when added.
   bool Add(K key, V const& value) override;
+  /// Takes the entry of key out (FreeKey first); the block stays.
+  /// \return false, changing nothing, if key is absent.
   bool Remove(K key) override;
-  // False, leaving value alone, if key is absent.
+  /// Copies the value of key into value.
+  /// \return false, leaving value alone, if key is absent.
   bool Find(K key, V& value) const override;
-  // Empties the map; the block stays. Keys are not released.
+  /// Empties the map; the block stays. Keys are not released.
   virtual void Clear();
 
-  // A new iterator over the values in key order; the caller deletes it. Null
-  // if an allocation fails.
+  /// A new iterator over the values in key order: a heap object the caller
+  /// deletes, or null if an allocation fails.
   dsBaseIter<V>* GetIter() const override;
-  unsigned int GetSize() const override;
+  unsigned int GetSize() const override;  ///< The number of entries.
 
-  // True and the entry's position if key is present; otherwise false and the
-  // position at which it belongs (every entry before it is below key).
+  /// Finds the place of key. On a map of the library's own orders (exactly a
+  /// dsScalarMap or a dsNonOwnerStringMap) the search runs without a virtual
+  /// call per step; a map whose class may have replaced Compare searches
+  /// through Compare.
+  /// \return true, with the entry's position in index, if key is present;
+  ///         otherwise false, with the position at which it belongs (every
+  ///         entry before it is below key).
   bool FindIndex(K key, unsigned int& index) const;
-  V& GetByIndex(unsigned int index) const;  // in key order; no test
-  void RemoveByIndex(unsigned int index);   // no test
+  /// The value at index, in key order; no test. A reference into the map,
+  /// good until it next changes.
+  V& GetByIndex(unsigned int index) const;
+  /// Takes the entry at index out (FreeKey first); no test.
+  void RemoveByIndex(unsigned int index);
 
  protected:
-  // Negative, 0 or positive as first is below, equal to or above second.
+  /// Negative, 0 or positive as first is below, equal to or above second.
   virtual int Compare(K first, K second) const = 0;
-  // Where a map that owned its keys would copy and release them. CopyKey runs
-  // once per added entry, FreeKey once per entry that Remove or RemoveByIndex
-  // takes out; Clear and the destructor release no key.
+  /// Where a map that owned its keys would copy them: runs once per added
+  /// entry, and what it returns is stored. Here it returns key.
   virtual K CopyKey(K key) const;
+  /// Where a map that owned its keys would release them: runs once per entry
+  /// that Remove or RemoveByIndex takes out; Clear and the destructor release
+  /// no key. Here it does nothing.
   virtual void FreeKey(K key) const;
 
-  // The map's storage: shrink false, grain 16.
+  /// The map's storage: shrink false, grain 16.
   A entries;
 
  private:
   explicit dsBaseSortedMap(dsXACtrl const& control);
+
+  // What FindIndex answers, inline for the map's own lookups.
+  bool Search(K key, unsigned int& index) const;
+  // True when the object is exactly of class Map, so that its Compare is
+  // Map's own.
+  template <class Map>
+  bool IsExactly() const;
+  // Bisection with the three-way order compare(key, entry key), from the
+  // entry first on; it stops at the first equal key. It branches on the
+  // order, so the processor runs ahead to the next entry while a comparison
+  // that calls a function is still under way.
+  template <class Order>
+  bool Bisect(K key, unsigned int first, unsigned int& index, Order compare) const;
+  // The search through the virtual Compare, for any order.
+  bool SearchByCompare(K key, unsigned int& index) const;
+  // The lower bound of key by below(a, b), "a sorts before b", halving the
+  // range without a branch on the order, then one test for equality.
+  template <class Below>
+  bool LowerBound(K key, unsigned int& index, Below below) const;
 };
 
-// Keys that are scalars (integers, pointers), ordered as unsigned numbers;
-// pointers by address.
+/// Keys that are scalars (integers, pointers), ordered as unsigned numbers;
+/// pointers by address, so -1 sorts above every positive number.
+/// One thread at a time.
 template <class A, class V, class K>
 class VEK_TEMPLATE_VISIBLE dsBaseScalarMap : public dsBaseSortedMap<A, V, K> {
- protected:
-  int Compare(K first, K second) const override;
-
- private:
+ public:
+  /// The number by which a key is ordered: a pointer's address, an integer
+  /// converted to its unsigned type.
   static auto Unsigned(K key);
+
+ protected:
+  /// -1, 0 or 1 by Unsigned.
+  int Compare(K first, K second) const override;
 };
 
+/// A sorted map with scalar keys (integers, pointers), in unsigned order.
+/// One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsScalarMap
     : public dsBaseScalarMap<dsXArray<dsSortedMapEntry<V, K>>, V, K> {};
 
-// A map whose order the subclass gives.
+/// A map whose order the subclass gives. One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsSortedMap
     : public dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K> {};
 
-// Keys are texts that the map does not own: it stores the pointer only, and
-// the text must outlive the entry unchanged. Order is plain byte order
-// (bytes as unsigned values, not the locale's order); a null key sorts before
-// every text, the empty one included. Two pointers to equal texts are the
-// same key.
+/// Keys are texts that the map does not own: it stores the pointer only, and
+/// the text must outlive the entry unchanged. Order is plain byte order
+/// (bytes as unsigned values, not the locale's order); a null key sorts before
+/// every text, the empty one included. Two pointers to equal texts are the
+/// same key. One thread at a time.
 template <class V>
 class VEK_TEMPLATE_VISIBLE dsNonOwnerStringMap : public dsSortedMap<V, char const*> {
  protected:
+  /// -1, 0 or 1.
   int Compare(char const* first, char const* second) const override;
 };
 
@@ -196,47 +253,109 @@ dsBaseSortedMap<A, V, K>::dsBaseSortedMap(dsXACtrl const& control) : entries(&co
 
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::FindIndex(K key, unsigned int& index) const {
+  return Search(key, index);
+}
+
+template <class A, class V, class K>
+inline bool dsBaseSortedMap<A, V, K>::Search(K key, unsigned int& index) const {
+  // One look at the object's class, instead of a virtual call per step.
+  if constexpr (std::is_same<K, char const*>::value) {
+    if (IsExactly<dsNonOwnerStringMap<V>>()) {
+      // A null key can only be the first entry; behind it strcmp's byte
+      // order holds.
+      unsigned int const first = entries.GetSize() != 0 && entries.GetDataPtr()[0].key == nullptr ? 1 : 0;
+      if (key == nullptr) {
+        index = 0;
+        return first == 1;
+      }
+      return Bisect(key, first, index, [](char const* a, char const* b) { return std::strcmp(a, b); });
+    }
+  } else if constexpr (std::is_scalar<K>::value) {
+    if (IsExactly<dsScalarMap<V, K>>()) {
+      return LowerBound(key, index, [](K a, K b) { return dsScalarMap<V, K>::Unsigned(a) < dsScalarMap<V, K>::Unsigned(b); });
+    }
+  }
+  return SearchByCompare(key, index);
+}
+
+template <class A, class V, class K>
+template <class Map>
+bool dsBaseSortedMap<A, V, K>::IsExactly() const {
+  return typeid(*this) == typeid(Map);
+}
+
+template <class A, class V, class K>
+bool dsBaseSortedMap<A, V, K>::SearchByCompare(K key, unsigned int& index) const {
+  return Bisect(key, 0, index, [this](K a, K b) { return Compare(a, b); });
+}
+
+template <class A, class V, class K>
+template <class Order>
+bool dsBaseSortedMap<A, V, K>::Bisect(K key, unsigned int first, unsigned int& index, Order compare) const {
   dsSortedMapEntry<V, K> const* const data = entries.GetDataPtr();
   unsigned int const size = entries.GetSize();
-  std::int32_t low = 0;
+  std::int32_t low = static_cast<std::int32_t>(first);
   std::int32_t high = static_cast<std::int32_t>(size) - 1;
   if (size == 0 || data == nullptr) high = -1;
   // Every entry below low is smaller than key, every one above high larger;
-  // so when the range is empty, low is where key belongs. One bound moves by
-  // masking, not by a branch on the key order, which a search mispredicts
-  // half of the time.
+  // so when the range is empty, low is where key belongs.
   while (low <= high) {
     std::int32_t const middle = (high + low) / 2;
-    int const c = Compare(key, data[middle].key);
+    int const c = compare(key, data[middle].key);
     if (c == 0) {
       index = static_cast<unsigned int>(middle);
       return true;
     }
-    std::int32_t const above = -static_cast<std::int32_t>(c > 0);  // all bits set, or none
-    low += (middle + 1 - low) & above;
-    high += (middle - 1 - high) & ~above;
+    if (c > 0) {
+      low = middle + 1;
+    } else {
+      high = middle - 1;
+    }
   }
   index = static_cast<unsigned int>(low);
   return false;
 }
 
 template <class A, class V, class K>
+template <class Below>
+bool dsBaseSortedMap<A, V, K>::LowerBound(K key, unsigned int& index, Below below) const {
+  dsSortedMapEntry<V, K> const* const data = entries.GetDataPtr();
+  unsigned int const size = entries.GetSize();
+  if (size == 0) {
+    index = 0;
+    return false;
+  }
+  // The lower bound lies in [base, base + count]; each step keeps the part
+  // that holds it, moving base by half or not at all, until one entry is
+  // left to decide between base and the place behind it.
+  dsSortedMapEntry<V, K> const* base = data;
+  for (std::size_t count = size; count > 1;) {
+    std::size_t const half = count / 2;
+    base = below(base[half].key, key) ? base + half : base;
+    count -= half;
+  }
+  base += static_cast<std::size_t>(below(base->key, key));
+  index = static_cast<unsigned int>(base - data);
+  return index < size && !below(key, base->key);
+}
+
+template <class A, class V, class K>
 V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
   unsigned int index;
-  if (!FindIndex(key, index)) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
+  if (!Search(key, index)) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
   return GetByIndex(index);
 }
 
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Contains(K key) const {
   unsigned int index;
-  return FindIndex(key, index);
+  return Search(key, index);
 }
 
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Add(K key, V const& value) {
   unsigned int index;
-  if (FindIndex(key, index)) return false;
+  if (Search(key, index)) return false;
   dsSortedMapEntry<V, K> const entry(CopyKey(key), value, *this);
   entries.Insert(index, 1, &entry);  // grows, shifts the tail up, copies the entry in
   return true;
@@ -245,7 +364,7 @@ bool dsBaseSortedMap<A, V, K>::Add(K key, V const& value) {
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Remove(K key) {
   unsigned int index;
-  if (!FindIndex(key, index)) return false;
+  if (!Search(key, index)) return false;
   RemoveByIndex(index);
   return true;
 }
@@ -253,7 +372,7 @@ bool dsBaseSortedMap<A, V, K>::Remove(K key) {
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Find(K key, V& value) const {
   unsigned int index;
-  if (!FindIndex(key, index)) return false;
+  if (!Search(key, index)) return false;
   this->CopyElems(&GetByIndex(index), &value, 1);
   return true;
 }
@@ -314,7 +433,8 @@ int dsNonOwnerStringMap<V>::Compare(char const* first, char const* second) const
   if (first == second) return 0;
   if (first == nullptr) return -1;
   if (second == nullptr) return 1;
-  return std::strcmp(first, second);  // compares the bytes as unsigned char
+  int const order = std::strcmp(first, second);  // compares the bytes as unsigned char
+  return static_cast<int>(order > 0) - static_cast<int>(order < 0);
 }
 
 // The instantiations that the library exports: the task registry and the
@@ -324,8 +444,10 @@ int dsNonOwnerStringMap<V>::Compare(char const* first, char const* second) const
 class QUILLON_API pmManageTask;
 class QUILLON_API dsStringCell;
 
+/// A comma that a macro argument can carry.
 #define QUILLON_COMMA ,
-// API as for QUILLON_ARRAY_INSTANCES (dsdatcol.h).
+/// Declares or defines the instantiations of the sorted-map classes for V and
+/// K that the library exports; EXTERN and API as for QUILLON_ARRAY_INSTANCES.
 #define QUILLON_SORTED_MAP_INSTANCES(EXTERN, API, V, K)                        \
   EXTERN template class API dsDataCollection<V>;                               \
   EXTERN template class API dsBaseIter<V>;                                     \

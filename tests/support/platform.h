@@ -43,9 +43,6 @@ extern int const kReuseAddressOption;
 // A locale whose native text the library takes as UTF-8: the C library's
 // UTF-8 locale, or the C locale where the C library has none (msvcrt).
 extern char const* const kUtf8Locale;
-// True where the library takes the C locale's bytes each as the character of
-// that value; false where it takes ASCII alone and refuses other bytes.
-extern bool const kCLocaleIsLatin1;
 
 // --- The test program and its environment ----------------------------------
 
@@ -123,6 +120,9 @@ bool BrokenPipeSignalPending();
 
 // The number of open descriptors of this process (/proc/self/fd).
 int OpenDescriptorCount();
+// The resident memory of this process in bytes (/proc/self/statm); -1 when
+// it cannot be read.
+long ResidentBytes();
 // True once the process has left the process table (reaped, not a zombie).
 bool ProcessIsGone(std::uint32_t pid);
 // True while this process has a child, running or not reaped yet.

@@ -17,8 +17,7 @@
 #  define VEK_NATIVE_SEPARATOR '\\'
 // windows.h (through winsock2.h) brings the file constants and WIN32_FIND_DATAA.
 #  define VEK_HAVE_WIN32_FILE_TYPES 1
-// Room for a CRITICAL_SECTION.
-#  define VEK_CRITICAL_SECTION_BYTES 48
+#  define VEK_FAST_THREAD_LOCAL thread_local
 // vek_printf formats as ombrel's C++ sees printf: mingw-w64's own C99 one,
 // not msvcrt's.
 #  if defined(__MINGW32__)
@@ -38,8 +37,10 @@
 #  define VEK_TEMPLATE_VISIBLE __attribute__((visibility("default")))
 #  define VEK_INSTANCE_EXPORTS 0
 #  define VEK_NATIVE_SEPARATOR '/'
-// Room for a pthread_mutex_t on every 64-bit ABI that glibc and musl have.
-#  define VEK_CRITICAL_SECTION_BYTES 48
+// A thread-local read on hot paths: one load from the thread pointer, no
+// look-up call (the libraries are loaded with the program or early enough
+// for the static TLS room that the C library keeps).
+#  define VEK_FAST_THREAD_LOCAL __attribute__((tls_model("initial-exec"))) thread_local
 #  define VEK_PRINTF_FORMAT printf
 #endif
 

@@ -53,7 +53,6 @@ int const kReuseAddressOption = SO_REUSEADDR;
 // library takes the C locale as UTF-8 instead (lower/ombrel/win32/text.cpp),
 // so that is the UTF-8 locale here.
 char const* const kUtf8Locale = "C";
-bool const kCLocaleIsLatin1 = false;
 
 std::string TempFolder() {
   wchar_t buffer[MAX_PATH + 1];
@@ -238,6 +237,7 @@ bool Flag::Raise() { return SetEvent(reinterpret_cast<HANDLE>(handles[0])) != 0;
 // POSIX by nature: nothing of the kind here.
 
 int OpenDescriptorCount() { return -1; }
+long ResidentBytes() { return -1; }
 bool ProcessIsGone(std::uint32_t) { return false; }
 bool AnyChildLeft() { return false; }
 int OpenInheritableDescriptor(std::string const&) { return -1; }
