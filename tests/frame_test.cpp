@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "ombcrt.h"
 #include "quillon.h"
 #include "testsupport.h"
 
@@ -19,7 +20,8 @@ TEST(FrameStatus, FailuresMapIntoTheNamedBandAndHaveTexts) {
   EXPECT_EQ(errMapError(), errSysBadHandle);
   for (auto [code, status] : std::vector<std::pair<int, errstatus>>{
            {0, errOK}, {qtest::host::kErrorNotFound, errSysNotFound}, {vekErrPeerClosed, errSysPeerClosed},
-           {qtest::host::kErrorUnmapped, errSysOther}}) {
+           {vekErrSharingViolation, errSysSharingViolation}, {vekErrPathTooLong, errSysNameTooLong},
+           {vekErrRuntimeOther, errSysOther}, {qtest::host::kErrorUnmapped, errSysOther}}) {
     vekSetLastError(code);
     EXPECT_EQ(errMapError(), status) << code;
   }
@@ -35,6 +37,27 @@ TEST(FrameStatus, FailuresMapIntoTheNamedBandAndHaveTexts) {
   for (int value = errSysOther; value <= errSysTooManyFiles; ++value)
     texts.insert(errText(static_cast<errstatus>(value)));
   EXPECT_EQ(texts.size(), static_cast<std::size_t>(errSysTooManyFiles - errSysOther + 4));
+}
+
+TEST(FrameStatus, SystemErrorsPrintThePlatformsTextForTheirCode) {
+  auto printed = [](char const* prefix, int code) {
+    testing::internal::CaptureStderr();
+    vekPrintSystemError(prefix, code);
+    return testing::internal::GetCapturedStderr();
+  };
+  vekSetLastError(qtest::host::kErrorUnmapped);
+  std::string const notFound = printed("Socket failed: ", qtest::host::kErrorNotFound);
+  std::string const denied = printed("Socket failed: ", qtest::host::kErrorAccessDenied);
+  EXPECT_EQ(vekGetLastError(), qtest::host::kErrorUnmapped);  // printing records nothing
+  for (std::string const& line : {notFound, denied}) {
+    ASSERT_GT(line.size(), std::string("Socket failed: : \n").size()) << line;
+    EXPECT_EQ(line.rfind("Socket failed: : ", 0), 0u) << line;
+    EXPECT_EQ(line.find('\n'), line.size() - 1) << line;  // one line
+  }
+  EXPECT_NE(notFound, denied);  // the text is that of the code given
+  std::string const bare = printed(nullptr, qtest::host::kErrorNotFound);
+  EXPECT_EQ(notFound, "Socket failed: : " + bare);
+  vekSetLastError(0);
 }
 
 TEST(FrameStopDeathTest, WritesMessageFileAndLineThenAborts) {

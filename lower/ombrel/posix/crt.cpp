@@ -37,3 +37,11 @@ int vek_unlink(char const* path) {
 void vekResetRuntimeError() { errno = 0; }
 
 void vekKeepRuntimeError() { vekSetLastError(errno != 0 ? errno : EINVAL); }
+
+void vekPrintSystemError(char const* prefix, int code) {
+  // The last error holds errno values here: perror prints exactly their text.
+  int const keep = errno;
+  errno = code;
+  std::perror(prefix);
+  errno = keep;
+}
