@@ -34,7 +34,7 @@ class QUILLON_API pfuDir {
 class QUILLON_API pfuDirImplementation : public pfuDir {
  public:
   // Takes the first result of the search and the search itself.
-  pfuDirImplementation(WIN32_FIND_DATAA const& data, void* handle);
+  pfuDirImplementation(vekFindData const& data, void* handle);
   pfuDirImplementation(pfuDirImplementation const&) = delete;
   pfuDirImplementation& operator=(pfuDirImplementation const&) = delete;
   ~pfuDirImplementation() override;
@@ -47,7 +47,7 @@ class QUILLON_API pfuDirImplementation : public pfuDir {
   bool ExpandPattern(char const* pattern, dsXArray<pfuDirPath*>& paths) override;
 
  private:
-  WIN32_FIND_DATAA findData;
+  vekFindData findData;
   void* search;
   bool first;
 };

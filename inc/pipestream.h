@@ -12,6 +12,10 @@
 
 class iPipeStream;
 class oPipeStream;
+// Makes the streams for CreatePipeSt, the only way to them. A class is their
+// friend rather than the function: Windows keeps the import attribute of a
+// function only through the first friend declaration of it.
+class PipeStreamMaker;
 
 // Makes a pipe: *out is its write end, *in its read end. 1 on success; 37 when
 // no pipe could be made, with both out-parameters left as they were. The
@@ -37,7 +41,7 @@ class QUILLON_API iPipeStream : public std::basic_istream<char> {
   vekEvent* GetReadEvent();
 
  private:
-  friend errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+  friend class PipeStreamMaker;
   explicit iPipeStream(vekIPipeSBuf* buffer);
 
   vekIPipeSBuf* sbuf;
@@ -54,7 +58,7 @@ class QUILLON_API oPipeStream : public std::basic_ostream<char> {
   vekOPipeSBuf* rdbuf() const { return sbuf; }
 
  private:
-  friend errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+  friend class PipeStreamMaker;
   explicit oPipeStream(vekOPipeSBuf* buffer);
 
   vekOPipeSBuf* sbuf;

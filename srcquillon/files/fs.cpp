@@ -68,15 +68,15 @@ bool NameOrFallback(int (*query)(char*, std::uint32_t*), dsString& name, char co
 }  // namespace
 
 void* pfuFiles::OpenSource(pfuOSPath const& path) {
-  void* file = uCreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                           FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  void* file = uCreateFile(path, vekGenericRead, vekFileShareRead, nullptr, vekOpenExisting,
+                           vekFileFlagSequentialScan, nullptr);
   if (file == VEK_INVALID_HANDLE || vekIsRegularFile(file)) return file;
   win32CloseFileHandle(file);  // keeps the error of the refusal
   return VEK_INVALID_HANDLE;
 }
 
 void* pfuFiles::OpenTarget(pfuOSPath const& path) {
-  return uCreateFile(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return uCreateFile(path, vekGenericWrite, 0, nullptr, vekCreateAlways, vekFileAttributeNormal, nullptr);
 }
 
 // pfStat
@@ -92,14 +92,13 @@ pfStat::pfStat(pfStat const& other) = default;
 pfStat::~pfStat() {}
 
 bool pfStat::Fill(char const* path) {
-  struct stat info;
+  vekFileInfo info;
   if (!FileInfo_Read(info, path, false)) return false;
-  unsigned const type = static_cast<unsigned>(info.st_mode) & 0xF000u;
   init = executable = readable = writable = true;
-  directory = type == 0x4000u;
-  link = type == 0xA000u;
-  time = static_cast<long long>(info.st_mtime);
-  size = static_cast<std::int32_t>(info.st_size);
+  directory = info.type == vekFileType::directory;
+  link = info.type == vekFileType::link;
+  time = info.modificationTime;
+  size = static_cast<std::int32_t>(info.size);
   return true;
 }
 
@@ -128,7 +127,7 @@ errstatus pfuFS::pfuUnlink(char const* path) {
 errstatus pfuFS::pfuRenameFile(char const* from, char const* to) {
   if (!Fits(from) || !Fits(to)) return errSysNameTooLong;
   return Outcome(uMoveFileEx(pfuOSPath(Text(from)), pfuOSPath(Text(to)),
-                             MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) != 0);
+                             vekMoveReplaceExisting | vekMoveCopyAllowed) != 0);
 }
 
 errstatus pfuFS::pfuCopyFile(char const* from, char const* to) {

@@ -28,7 +28,7 @@ pfuFileLock* pfuFileLock::Construct(pfuDirPath const& path) {
 pfuFileLockImpl::pfuFileLockImpl(pfuDirPath const& path) : path(path), size(0) {}
 
 void* pfuFileLockImpl::Open() {
-  return uCreateFile(path, GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return uCreateFile(path, vekGenericWrite, 0, nullptr, vekOpenAlways, vekFileAttributeNormal, nullptr);
 }
 
 errstatus pfuFileLockImpl::Lock() {

@@ -2,14 +2,19 @@
 
 #include "pipestream.h"
 
-errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in) {
-  vekOutputPipe writeEnd;
-  vekInputPipe readEnd;
-  if (!vekAnonymousPipe::Create(writeEnd, readEnd)) return errPipeCreate;
-  *out = new oPipeStream(new vekOPipeSBuf(writeEnd));
-  *in = new iPipeStream(new vekIPipeSBuf(readEnd));
-  return errOK;
-}
+class PipeStreamMaker {
+ public:
+  static errstatus Make(oPipeStream** out, iPipeStream** in) {
+    vekOutputPipe writeEnd;
+    vekInputPipe readEnd;
+    if (!vekAnonymousPipe::Create(writeEnd, readEnd)) return errPipeCreate;
+    *out = new oPipeStream(new vekOPipeSBuf(writeEnd));
+    *in = new iPipeStream(new vekIPipeSBuf(readEnd));
+    return errOK;
+  }
+};
+
+errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in) { return PipeStreamMaker::Make(out, in); }
 
 namespace {
 

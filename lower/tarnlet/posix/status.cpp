@@ -1,7 +1,7 @@
 // The table of errno values for errMapError. POSIX code only.
 #include <cerrno>
 
-#include "../common/systemerror.h"
+#include "systemerror.h"
 
 errstatus vekStatusOfSystemCode(int code) {
   switch (code) {

@@ -1,4 +1,4 @@
-#include "../common/textcase.h"
+#include "textcase.h"
 
 // POSIX file names are case-sensitive, and so is matching them.
 bool vekSameNameChar(wchar_t a, wchar_t b) { return a == b; }
