@@ -90,7 +90,7 @@ class QUILLON_API vekIPipeEvent : public vekPipeEvent {
 // written; the bytes not written stay in the put area. sync() also drops the
 // input read from the pipe and not taken yet, and gives 1 on success. The
 // destructor doesn't flush: sync first.
-class QUILLON_API vekPipeBuf : public std::basic_streambuf<char> {
+class QUILLON_API vekPipeBuf : public vekBufferedOutput {
  public:
   explicit vekPipeBuf(bool ignored);
   ~vekPipeBuf() override;
@@ -110,7 +110,7 @@ class QUILLON_API vekPipeBuf : public std::basic_streambuf<char> {
   std::streamsize showmanyc() override;
 
  private:
-  bool FlushPutArea();
+  int Write(void const* p, int n) override;
 
   void* ioCtrlHandle;
   char* buffer;

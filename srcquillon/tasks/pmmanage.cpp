@@ -2,11 +2,14 @@
 // registry key and the event kinds are built at load in frame.cpp.
 #include <new>
 
+#include "ombhandle.h"
 #include "pmtask.h"
 
 namespace {
 
-void* const releasedThread = reinterpret_cast<void*>(~std::uintptr_t{0});
+// What the asynchronous call holds once its thread is released: the handle
+// that StrictThread_Launch gives when it makes no thread.
+void* const releasedThread = VEK_INVALID_HANDLE;
 
 }  // namespace
 

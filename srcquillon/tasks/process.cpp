@@ -1,12 +1,11 @@
 #include <new>
 
+#include "ombhandle.h"
 #include "pmprocess.h"
 #include "vekproc.h"
 #include "vektext.h"
 
 namespace {
-
-void* const kNoHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
 
 // Kill and Interrupt put their outcome in the status.
 bool Reported(pmExitStatus& status, bool done) {
@@ -50,15 +49,15 @@ int ptkExecProcessEvent::GetKind() { return kind; }
 void* ptkExecProcessEvent::GetInfo() { return this; }
 
 ExecProcess::ExecProcess(char const* command, unsigned int flags)
-    : handle(kNoHandle),
+    : handle(VEK_INVALID_HANDLE),
       processId(0),
       finished(true),
       assignCout((flags & 2) != 0),
       assignCin((flags & 1) != 0),
       assignCerr((flags & 4) != 0),
-      coutHandle(kNoHandle),
-      cinHandle(kNoHandle),
-      cerrHandle(kNoHandle),
+      coutHandle(VEK_INVALID_HANDLE),
+      cinHandle(VEK_INVALID_HANDLE),
+      cerrHandle(VEK_INVALID_HANDLE),
       command(Strnew__(command)) {
   exitStatus.setAlive();
 }
@@ -99,7 +98,7 @@ bool ExecProcess::Interrupt() {
 void ExecProcess::Delivered(std::int32_t code) {
   // The wait has released the handle.
   finished = true;
-  handle = kNoHandle;
+  handle = VEK_INVALID_HANDLE;
   exitStatus.setExitCode(code);
 }
 

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "handles.h"
 #include "ombmem.h"
 #include "pollwait.h"
 #include "vekproc.h"
@@ -25,10 +26,8 @@ struct ProcessRecord {
   std::int32_t code;
 };
 
-void* const kNoProcess = reinterpret_cast<void*>(~std::uintptr_t{0});
-
 ProcessRecord* recordOf(void* process) {
-  if (process == nullptr || process == kNoProcess) {
+  if (process == nullptr || process == VEK_INVALID_HANDLE) {
     vekSetLastError(EBADF);
     return nullptr;
   }
@@ -72,8 +71,6 @@ bool findProgram(std::string const& name, std::string& path) {
   vekSetLastError(sawOne ? EACCES : ENOENT);
   return false;
 }
-
-int fdOf(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
 
 // waitpid, gone on after a signal.
 pid_t waitChild(pid_t pid, int* status, int options) {
@@ -136,7 +133,7 @@ bool Process_Launch(void** process, std::uint32_t* processId, char const* comman
   posix_spawn_file_actions_init(&actions);
   void* const ends[3] = {in, out, err};
   for (int stream = 0; stream < 3; ++stream) {
-    if (fdOf(ends[stream]) >= 0) posix_spawn_file_actions_adddup2(&actions, fdOf(ends[stream]), stream);
+    if (vekDescriptorOf(ends[stream]) >= 0) posix_spawn_file_actions_adddup2(&actions, vekDescriptorOf(ends[stream]), stream);
   }
   // Exactly the three standard streams reach the child, whatever others the
   // process has open without close-on-exec.
@@ -277,12 +274,12 @@ struct FileBufAccess : std::basic_filebuf<char> {
 }  // namespace
 
 void* vekStreamFileHandle(std::basic_filebuf<char>* buffer) {
-  int fd = buffer != nullptr && buffer->is_open() ? FileBufAccess::Descriptor(buffer) : -1;
-  return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
+  return buffer != nullptr && buffer->is_open() ? vekHandleOf(FileBufAccess::Descriptor(buffer))
+                                                : VEK_INVALID_HANDLE;
 }
 #else
 void* vekStreamFileHandle(std::basic_filebuf<char>*) {
   vekSetLastError(ENOTSUP);
-  return reinterpret_cast<void*>(~std::uintptr_t{0});
+  return VEK_INVALID_HANDLE;
 }
 #endif

@@ -6,32 +6,27 @@
 
 #include <cstdint>
 
+#include "handles.h"
 #include "ombmem.h"
-
-namespace {
-
-int Fd(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
-
-}  // namespace
 
 bool vekServiceBase::IsEventSignaled(void* handle) {
   // The event stays readable once signalled, since nothing ever reads it.
-  pollfd entry{Fd(handle), POLLIN, 0};
+  pollfd entry{vekDescriptorOf(handle), POLLIN, 0};
   return ::poll(&entry, 1, 0) == 1 && (entry.revents & POLLIN) != 0;
 }
 
 vekService::vekService() {
   int fd = ::eventfd(0, EFD_CLOEXEC);
   if (fd < 0) vekAbort("vekService: no event for the stop signal", "lower/tarnlet/service", __LINE__);
-  stopEvent = reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
+  stopEvent = vekHandleOf(fd);
 }
 
-vekService::~vekService() { ::close(Fd(stopEvent)); }
+vekService::~vekService() { ::close(vekDescriptorOf(stopEvent)); }
 
 void vekService::Stop() {
   std::uint64_t one = 1;
   // The counter cannot overflow from ones, so the write cannot fail here.
-  (void)!::write(Fd(stopEvent), &one, sizeof one);
+  (void)!::write(vekDescriptorOf(stopEvent), &one, sizeof one);
   std::lock_guard<std::mutex> guard(lock);
   stopped = true;
   resumed.notify_all();
