@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstring>
 
+#include "foundation/shared.h"
 #include "fsshared.h"
 #include "ombcrt.h"
 #include "vekfile.h"
@@ -13,8 +14,6 @@ using pfuFiles::Text;
 using pfuFiles::Trimmed;
 
 namespace {
-
-errstatus Outcome(bool succeeded) { return succeeded ? errOK : errMapError(); }
 
 // An empty path, or a drive with or without its separator: no directory to
 // remove recursively on any host. (What a path resolves to, a root in any
@@ -106,27 +105,27 @@ bool pfStat::Fill(char const* path) {
 
 errstatus pfuFS::pfuMakeDir(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  return Outcome(uCreateDirectory(pfuOSPath(Text(path)), nullptr) != 0);
+  return StatusOf(uCreateDirectory(pfuOSPath(Text(path)), nullptr) != 0);
 }
 
 errstatus pfuFS::pfuRemoveDir(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  return Outcome(uRemoveDirectory(pfuOSPath(Text(path))) != 0);
+  return StatusOf(uRemoveDirectory(pfuOSPath(Text(path))) != 0);
 }
 
 errstatus pfuFS::pfuDeleteFile(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  return Outcome(uDeleteFile(pfuOSPath(Text(path))) != 0);
+  return StatusOf(uDeleteFile(pfuOSPath(Text(path))) != 0);
 }
 
 errstatus pfuFS::pfuUnlink(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  return Outcome(vek_unlink(pfuOSPath(Text(path))) == 0);
+  return StatusOf(vek_unlink(pfuOSPath(Text(path))) == 0);
 }
 
 errstatus pfuFS::pfuRenameFile(char const* from, char const* to) {
   if (!Fits(from) || !Fits(to)) return errSysNameTooLong;
-  return Outcome(uMoveFileEx(pfuOSPath(Text(from)), pfuOSPath(Text(to)),
+  return StatusOf(uMoveFileEx(pfuOSPath(Text(from)), pfuOSPath(Text(to)),
                              vekMoveReplaceExisting | vekMoveCopyAllowed) != 0);
 }
 
@@ -144,7 +143,7 @@ errstatus pfuFS::pfuCopyFile(char const* from, char const* to) {
   bool copied = vekCopyFilePermissions(source, target) && vekCopyFileData(source, target);
   win32CloseFileHandle(source);
   win32CloseFileHandle(target);
-  return Outcome(copied);
+  return StatusOf(copied);
 }
 
 errstatus pfuFS::pfuChangeDir(char const* path) {
@@ -158,7 +157,7 @@ errstatus pfuFS::pfuChangeDir(char const* path) {
     if (letter >= 'a' && letter <= 'z') letter -= 'a' - 'A';
     if (vek_chdrive(letter - 'A' + 1) != 0) return errMapError();
   }
-  return Outcome(vek_chdir(text) == 0);
+  return StatusOf(vek_chdir(text) == 0);
 }
 
 errstatus pfuFS::pfuMakeDirRec(char const* path) {
@@ -215,7 +214,7 @@ errstatus pfuFS::pfuMakeDirRec(pfuDirPath const& base, pfuDirPath const& relativ
 errstatus pfuFS::pfuRemoveDirRec(pfuDirPath const& path) {
   if (path.IsRefused()) return errSysNameTooLong;
   if (IsEmptyOrDrive(path)) return errSysInvalidArgument;
-  return Outcome(vekRemoveTree(Trimmed(path), pfuPathSize - 1) != 0);
+  return StatusOf(vekRemoveTree(Trimmed(path), pfuPathSize - 1) != 0);
 }
 
 // Queries

@@ -3,6 +3,7 @@
 
 #include <new>
 
+#include "foundation/shared.h"
 #include "pfufs.h"
 #include "vekfile.h"
 
@@ -14,8 +15,6 @@ std::uint32_t const retryMilliseconds = 1000;
 // words of the length.
 std::uint32_t LowHalf(std::uint32_t size) { return size & 0xFFFFu; }
 std::uint32_t HighHalf(std::uint32_t size) { return size >> 16; }
-
-errstatus CloseOutcome(void* handle) { return win32CloseFileHandle(handle) ? errOK : errMapError(); }
 
 }  // namespace
 
@@ -42,14 +41,14 @@ errstatus pfuFileLockImpl::Lock() {
   }
   size = vekGetFileSize(handle, nullptr);
   vekLockFile(handle, 0, 0, LowHalf(size), HighHalf(size));
-  return CloseOutcome(handle);
+  return StatusOf(win32CloseFileHandle(handle));
 }
 
 errstatus pfuFileLockImpl::Release() {
   void* handle = Open();
   if (handle == VEK_INVALID_HANDLE) return errMapError();
   vekUnlockFile(handle, 0, 0, LowHalf(size), HighHalf(size));
-  return CloseOutcome(handle);
+  return StatusOf(win32CloseFileHandle(handle));
 }
 
 bool lockFileBuf::Open(char const* path, int mode, int) {

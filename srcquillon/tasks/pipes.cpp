@@ -1,5 +1,6 @@
 #include <new>
 
+#include "foundation/shared.h"
 #include "pipestream.h"
 
 class PipeStreamMaker {
@@ -45,13 +46,7 @@ oPipeStream::~oPipeStream() { flush(); }
 vekIPipeEvent::vekIPipeEvent(iPipeStream* stream)
     : vekPipeEvent(stream->rdbuf()->pipe().fd()), stream(stream) {}
 
-vekIPipeEvent* vekIPipeEvent::cast(vekEvent* event) {
-  return event->GetKind() == kind ? static_cast<vekIPipeEvent*>(event->GetInfo()) : nullptr;
-}
-
-int vekIPipeEvent::GetKind() { return kind; }
-
-void* vekIPipeEvent::GetInfo() { return this; }
+QUILLON_EVENT_KIND_MEMBERS(vekIPipeEvent)
 
 namespace {
 

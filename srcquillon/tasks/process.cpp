@@ -1,5 +1,6 @@
 #include <new>
 
+#include "foundation/shared.h"
 #include "ombhandle.h"
 #include "pmprocess.h"
 #include "vekproc.h"
@@ -9,7 +10,7 @@ namespace {
 
 // Kill and Interrupt put their outcome in the status.
 bool Reported(pmExitStatus& status, bool done) {
-  status.setStatus(done ? errOK : errMapError());
+  status.setStatus(StatusOf(done));
   return done;
 }
 
@@ -40,13 +41,7 @@ oAssignableStream::~oAssignableStream() = default;
 ptkExecProcessEvent::ptkExecProcessEvent(void* process)
     : vekEvent(new (std::nothrow) vekPROCESSEvent(process)) {}
 
-ptkExecProcessEvent* ptkExecProcessEvent::cast(vekEvent* event) {
-  return event->GetKind() == kind ? static_cast<ptkExecProcessEvent*>(event->GetInfo()) : nullptr;
-}
-
-int ptkExecProcessEvent::GetKind() { return kind; }
-
-void* ptkExecProcessEvent::GetInfo() { return this; }
+QUILLON_EVENT_KIND_MEMBERS(ptkExecProcessEvent)
 
 ExecProcess::ExecProcess(char const* command, unsigned int flags)
     : handle(VEK_INVALID_HANDLE),
