@@ -1,3 +1,5 @@
+// The C library wrappers, the runtime error and the system error text on a
+// POSIX C library. POSIX code only.
 #include "ombcrt.h"
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// Closing file handles (descriptors) and directory searches (DIR streams).
+// POSIX code only.
 #include "ombhandle.h"
 
 #include <dirent.h>

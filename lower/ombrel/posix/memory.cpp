@@ -1,3 +1,6 @@
+// The memory hooks, the stop (one write(2) to standard error) and the
+// thread's last error (errno values and the library's own codes). POSIX code
+// only.
 #include "ombmem.h"
 
 #include <atomic>

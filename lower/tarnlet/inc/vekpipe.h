@@ -1,6 +1,6 @@
 // tarnlet: anonymous pipes, their stream buffers and their read event.
 //
-// Contract:
+// Contract ("fails with errSysX": errMapError() then gives that status):
 // - A pipe end's handle is a native handle in a void*: the fd on POSIX, the
 //   HANDLE on Windows; all ones (VEK_INVALID_HANDLE) stands for no end.
 // - vekAnonymousPipe::Create(out, in) makes one pipe: what is written to out
@@ -10,16 +10,16 @@
 //   alone.
 // - vekPipePeek(handle, &available): true with the number of bytes that can be
 //   read at once (0: nothing yet, the writer is still there). False when the
-//   writer has gone and nothing is left (the error is broken pipe), or the
-//   handle is bad.
+//   writer has gone and nothing is left (errSysBrokenPipe), or the handle is
+//   bad (errSysBadHandle).
 // - vekPipeRead(handle, buffer, size, &got): reads at most size bytes, blocking
 //   until at least one byte is there. True with got > 0 for data and with
 //   got == 0 at the end of the pipe; false on failure.
 // - vekPipeWrite(handle, data, size, &written): writes all size bytes, blocking
 //   while the pipe is full. False when not all were written; written says how
-//   many were. Writing to a pipe whose reader has gone fails with broken pipe
-//   and never raises SIGPIPE, on any thread, whatever the process's signal
-//   handling.
+//   many were. Writing to a pipe whose reader has gone fails with
+//   errSysBrokenPipe and never raises SIGPIPE, on any thread, whatever the
+//   process's signal handling.
 // - vekPipeWriteSome(handle, data, size): writes as vekPipeWrite does and
 //   returns the count written when any bytes went (all size of them unless
 //   the write failed part way), -1 when none did: the Write of a

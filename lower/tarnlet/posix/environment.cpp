@@ -1,3 +1,4 @@
+// The environment and the home directory (HOME). POSIX code only.
 #include "vektext.h"
 
 #include <cstdlib>

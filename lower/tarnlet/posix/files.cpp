@@ -1,3 +1,5 @@
+// Files, directories, searches, share modes (flock), the tree removal by
+// descriptor and the host's names, on POSIX calls. POSIX code only.
 #include "vekfile.h"
 
 #include <dirent.h>

@@ -1,3 +1,5 @@
+// Child processes on posix_spawn and pidfds, and the descriptor of a standard
+// file buffer. POSIX code only.
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>

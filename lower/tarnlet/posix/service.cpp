@@ -1,3 +1,5 @@
+// The stop event of a service: an eventfd that stays readable once
+// signalled. POSIX code only.
 #include "vekservice.h"
 
 #include <poll.h>

@@ -1,3 +1,5 @@
+// select() on fd_sets, name look-ups (getaddrinfo, getnameinfo) and the
+// socket event. POSIX code only.
 #include "veksock.h"
 
 #include <netdb.h>

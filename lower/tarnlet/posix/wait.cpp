@@ -1,3 +1,5 @@
+// Waiting on events: poll() over the descriptors the events name. POSIX code
+// only.
 #include <poll.h>
 
 #include <cerrno>
