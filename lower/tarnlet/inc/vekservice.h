@@ -47,6 +47,11 @@ class TARNLET_API vekService : public vekServiceBase {
   bool IsStopSignaled() { return IsEventSignaled(stopEvent); }
 
  private:
+  // The stop event as the platform makes, signals and releases it.
+  static void* MakeStopEvent();
+  static void SignalStopEvent(void* event);
+  static void FreeStopEvent(void* event);
+
   void* stopEvent;
   std::mutex lock;
   std::condition_variable resumed;

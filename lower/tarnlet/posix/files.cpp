@@ -208,15 +208,6 @@ unsigned uGetCurrentDirectory(unsigned size, char* buffer) {
   return copied ? static_cast<unsigned>(length) : 0;
 }
 
-unsigned uGetEnvironmentVariable(char const* name, char* buffer, unsigned size) {
-  char const* value;
-  if (!Getenv(name, &value)) return 0;
-  std::size_t length = std::strlen(value);
-  if (length + 1 > size) return static_cast<unsigned>(length + 1);
-  std::memcpy(buffer, value, length + 1);
-  return static_cast<unsigned>(length);
-}
-
 void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, void*,
                   std::uint32_t disposition, std::uint32_t flags, void*) {
   // O_NONBLOCK only for the open itself, which so never waits (a FIFO would

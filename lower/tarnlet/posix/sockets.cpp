@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "lookup.h"
 #include "ombmem.h"
 
 void fds_zero(fd_set& set) { FD_ZERO(&set); }
@@ -46,20 +47,6 @@ bool HostHasIPv6() {
   return true;
 }
 
-// Puts the first IPv6 entry at the head of the list.
-addrinfo* IPv6First(addrinfo* list) {
-  addrinfo* before = nullptr;
-  for (addrinfo* entry = list; entry != nullptr; before = entry, entry = entry->ai_next) {
-    if (entry->ai_family == AF_INET6) {
-      if (before == nullptr) return list;
-      before->ai_next = entry->ai_next;
-      entry->ai_next = list;
-      return entry;
-    }
-  }
-  return list;
-}
-
 // A failed look-up keeps the system's error, or "name not resolved" for a
 // failure of the resolver itself; the outcome is handed back.
 int KeepLookUpError(int outcome) {
@@ -80,7 +67,7 @@ int vek_get_nodeaddrinfo(char const* node, char const* service, addrinfo const* 
   if (outcome != 0) return KeepLookUpError(outcome);
   bool wildcardOfAnyFamily = node == nullptr && hints != nullptr &&
                              (hints->ai_flags & AI_PASSIVE) != 0 && hints->ai_family == AF_UNSPEC;
-  if (wildcardOfAnyFamily && HostHasIPv6()) list = IPv6First(list);
+  if (wildcardOfAnyFamily && HostHasIPv6()) list = vekIPv6First(list);
   *result = list;
   return 0;
 }
