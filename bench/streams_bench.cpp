@@ -11,6 +11,7 @@
 #include <streambuf>
 #include <vector>
 
+#include "benchsupport.h"
 #include "quillon.h"
 
 namespace {
@@ -20,18 +21,7 @@ constexpr int kMemBytes = 64 * 1024;
 constexpr int kStrings = 100000;
 constexpr int kStringBytes = 100;
 
-// A stream buffer over one fixed array, rewound before each pass.
-class ArrayBuf : public std::streambuf {
- public:
-  explicit ArrayBuf(std::size_t bytes) : storage(bytes) { Rewind(); }
-  void Rewind() {
-    setp(storage.data(), storage.data() + storage.size());
-    setg(storage.data(), storage.data(), storage.data() + storage.size());
-  }
-
- private:
-  std::vector<char> storage;
-};
+using bench::ArrayBuf;
 
 std::uint32_t Reversed(std::uint32_t v) {
   return (v >> 24) | ((v >> 8) & 0xff00u) | ((v << 8) & 0xff0000u) | (v << 24);

@@ -199,18 +199,45 @@ void UniqueMakeDrop_unordered_map(benchmark::State& state) {
   }
 }
 
-void MutexLockUnlock_quillon(benchmark::State& state) {
+// proMutex under the names the std:: cases use, so one body serves both.
+class QuillonMutex {
+ public:
+  void lock() { mutex.Lock(); }
+  void unlock() { mutex.Unlock(); }
+
+ private:
   proMutex mutex;
+};
+
+template <class Mutex>
+void MutexLockUnlock(benchmark::State& state) {
+  Mutex mutex;
   for (auto _ : state) {
-    mutex.Lock();
-    mutex.Unlock();
+    mutex.lock();
+    mutex.unlock();
   }
 }
 
-void MutexLockUnlock_std(benchmark::State& state) {
-  std::recursive_mutex mutex;
+// One more level on a mutex that the thread already holds.
+template <class Mutex>
+void MutexNested(benchmark::State& state) {
+  Mutex mutex;
+  mutex.lock();
   for (auto _ : state) {
     mutex.lock();
+    mutex.unlock();
+  }
+  mutex.unlock();
+}
+
+// Every thread of the run takes the one mutex around a short critical section.
+template <class Mutex>
+void MutexContended(benchmark::State& state) {
+  static Mutex mutex;
+  static std::uint64_t shared = 0;
+  for (auto _ : state) {
+    mutex.lock();
+    benchmark::DoNotOptimize(++shared);
     mutex.unlock();
   }
 }
@@ -249,8 +276,12 @@ BENCHMARK(StringLookup_lower_bound)->Name("StringLookup/lower_bound") QUILLON_LO
 BENCHMARK(UniqueMakeDrop_quillon)->Name("UniqueMakeDrop/quillon") QUILLON_INTERN_CASES;
 BENCHMARK(UniqueMakeDrop_unordered_map)->Name("UniqueMakeDrop/unordered_map") QUILLON_INTERN_CASES;
 
-BENCHMARK(MutexLockUnlock_quillon)->Name("MutexLockUnlock/quillon");
-BENCHMARK(MutexLockUnlock_std)->Name("MutexLockUnlock/std");
+BENCHMARK_TEMPLATE(MutexLockUnlock, QuillonMutex)->Name("MutexLockUnlock/quillon");
+BENCHMARK_TEMPLATE(MutexLockUnlock, std::recursive_mutex)->Name("MutexLockUnlock/std");
+BENCHMARK_TEMPLATE(MutexNested, QuillonMutex)->Name("MutexNested/quillon");
+BENCHMARK_TEMPLATE(MutexNested, std::recursive_mutex)->Name("MutexNested/std");
+BENCHMARK_TEMPLATE(MutexContended, QuillonMutex)->Name("MutexContended/quillon")->Threads(2)->UseRealTime();
+BENCHMARK_TEMPLATE(MutexContended, std::recursive_mutex)->Name("MutexContended/std")->Threads(2)->UseRealTime();
 BENCHMARK(AsyncRoundTrip_quillon)->Name("AsyncRoundTrip/quillon")->UseRealTime();
 BENCHMARK(AsyncRoundTrip_std)->Name("AsyncRoundTrip/std")->UseRealTime();
 

@@ -155,8 +155,10 @@ class QUILLON_API bdtOStream : public virtual bdtStream {
   bdtOStream& operator<<(unsigned short value);
   bdtOStream& operator<<(int value);
   bdtOStream& operator<<(unsigned int value);
-  bdtOStream& operator<<(long value);           // as int: 4 bytes on every host
-  bdtOStream& operator<<(unsigned long value);  // as unsigned int
+  // 4 bytes on every host, as int and unsigned int: a value outside their
+  // range adds 4 and writes nothing.
+  bdtOStream& operator<<(long value);
+  bdtOStream& operator<<(unsigned long value);
   bdtOStream& operator<<(float value);
   bdtOStream& operator<<(double value);
   // An int32 count, then the bytes, with no terminator; null: the count -1.
@@ -179,6 +181,8 @@ class QUILLON_API bdtOStream : public virtual bdtStream {
  private:
   template <class T>
   void WriteNumber(T value);
+  template <class Wire, class T>
+  bdtOStream& WriteAs32Bits(T value);
   void WriteCharacter(unsigned short value);
 };
 

@@ -11,6 +11,7 @@
 
 #include <cstring>
 #include <new>
+#include <typeinfo>
 
 #include "quillonbase.h"
 
@@ -96,7 +97,16 @@ class VEK_TEMPLATE_VISIBLE dsXArray : public dsStraightArray<T> {
   void Insert(unsigned int index, unsigned int count, T const* source);
   void Insert(unsigned int index, T const& element);
   void Append(unsigned int count, T const* source);
-  void operator+=(T const& element);
+  // An element that fits in the block of an array whose CopyElems is the base
+  // memmove is stored in line; every other append goes through Insert.
+  void operator+=(T const& element) {
+    if (size < capacity && baseCopies) {
+      std::memcpy(static_cast<void*>(elems + size), static_cast<void const*>(&element), sizeof(T));
+      ++size;
+      return;
+    }
+    Insert(size, 1, &element);
+  }
   // Takes count elements out at index, copying them to removed if it is not null.
   void RemoveAt(unsigned int index, unsigned int count, T* removed);
   void Clear();
@@ -118,6 +128,10 @@ class VEK_TEMPLATE_VISIBLE dsXArray : public dsStraightArray<T> {
   unsigned int size;
   unsigned int capacity;
   dsXACtrl control;
+  // True when CopyElems is the base memmove: the object is exactly a
+  // dsXArray. Found out at each allocation of the block, which the in-line
+  // path of += needs first; a subclass, even under construction, never is one.
+  bool baseCopies;
 };
 
 // Walks an array by index, asking the array afresh each time, so it stays
@@ -221,6 +235,7 @@ void dsXArray<T>::Init(dsXACtrl const* newControl) {
   if (newControl != nullptr) control = *newControl;
   capacity = 0;
   elems = nullptr;
+  baseCopies = false;
   if (control.grain == 0) control.grain = DefaultGrain();
 }
 
@@ -249,6 +264,7 @@ void dsXArray<T>::Resize(unsigned int count) {
   if (wanted != capacity) {
     elems = elems != nullptr ? this->ReallocElems(elems, size, wanted) : this->AllocElems(wanted);
     capacity = wanted;
+    baseCopies = typeid(*this) == typeid(dsXArray);
   }
   size = count;
 }
@@ -269,11 +285,6 @@ void dsXArray<T>::Insert(unsigned int index, T const& element) {
 template <class T>
 void dsXArray<T>::Append(unsigned int count, T const* source) {
   Insert(size, count, source);
-}
-
-template <class T>
-void dsXArray<T>::operator+=(T const& element) {
-  Insert(size, 1, &element);
 }
 
 template <class T>

@@ -20,6 +20,7 @@
 #include <cstring>
 #include <new>
 #include <type_traits>
+#include <typeinfo>
 
 #include "dsdatcol.h"
 
@@ -87,7 +88,10 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
   unsigned int GetSize() const override;
 
   // True and the entry's position if key is present; otherwise false and the
-  // position at which it belongs (every entry before it is below key).
+  // position at which it belongs (every entry before it is below key). On a
+  // map of the library's own orders (exactly a dsScalarMap or a
+  // dsNonOwnerStringMap) the search runs without a virtual call per step; a
+  // map whose class may have replaced Compare searches through Compare.
   bool FindIndex(K key, unsigned int& index) const;
   V& GetByIndex(unsigned int index) const;  // in key order; no test
   void RemoveByIndex(unsigned int index);   // no test
@@ -106,17 +110,37 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
 
  private:
   explicit dsBaseSortedMap(dsXACtrl const& control);
+
+  // What FindIndex answers, inline for the map's own lookups.
+  bool Search(K key, unsigned int& index) const;
+  // True when the object is exactly of class Map, so that its Compare is
+  // Map's own.
+  template <class Map>
+  bool IsExactly() const;
+  // Bisection with the three-way order compare(key, entry key), from the
+  // entry first on; it stops at the first equal key. It branches on the
+  // order, so the processor runs ahead to the next entry while a comparison
+  // that calls a function is still under way.
+  template <class Order>
+  bool Bisect(K key, unsigned int first, unsigned int& index, Order compare) const;
+  // The search through the virtual Compare, for any order.
+  bool SearchByCompare(K key, unsigned int& index) const;
+  // The lower bound of key by below(a, b), "a sorts before b", halving the
+  // range without a branch on the order, then one test for equality.
+  template <class Below>
+  bool LowerBound(K key, unsigned int& index, Below below) const;
 };
 
 // Keys that are scalars (integers, pointers), ordered as unsigned numbers;
 // pointers by address.
 template <class A, class V, class K>
 class VEK_TEMPLATE_VISIBLE dsBaseScalarMap : public dsBaseSortedMap<A, V, K> {
+ public:
+  // The number by which a key is ordered.
+  static auto Unsigned(K key);
+
  protected:
   int Compare(K first, K second) const override;
-
- private:
-  static auto Unsigned(K key);
 };
 
 template <class V, class K>
@@ -136,6 +160,7 @@ class VEK_TEMPLATE_VISIBLE dsSortedMap
 template <class V>
 class VEK_TEMPLATE_VISIBLE dsNonOwnerStringMap : public dsSortedMap<V, char const*> {
  protected:
+  // -1, 0 or 1.
   int Compare(char const* first, char const* second) const override;
 };
 
@@ -196,47 +221,109 @@ dsBaseSortedMap<A, V, K>::dsBaseSortedMap(dsXACtrl const& control) : entries(&co
 
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::FindIndex(K key, unsigned int& index) const {
+  return Search(key, index);
+}
+
+template <class A, class V, class K>
+inline bool dsBaseSortedMap<A, V, K>::Search(K key, unsigned int& index) const {
+  // One look at the object's class, instead of a virtual call per step.
+  if constexpr (std::is_same<K, char const*>::value) {
+    if (IsExactly<dsNonOwnerStringMap<V>>()) {
+      // A null key can only be the first entry; behind it strcmp's byte
+      // order holds.
+      unsigned int const first = entries.GetSize() != 0 && entries.GetDataPtr()[0].key == nullptr ? 1 : 0;
+      if (key == nullptr) {
+        index = 0;
+        return first == 1;
+      }
+      return Bisect(key, first, index, [](char const* a, char const* b) { return std::strcmp(a, b); });
+    }
+  } else if constexpr (std::is_scalar<K>::value) {
+    if (IsExactly<dsScalarMap<V, K>>()) {
+      return LowerBound(key, index, [](K a, K b) { return dsScalarMap<V, K>::Unsigned(a) < dsScalarMap<V, K>::Unsigned(b); });
+    }
+  }
+  return SearchByCompare(key, index);
+}
+
+template <class A, class V, class K>
+template <class Map>
+bool dsBaseSortedMap<A, V, K>::IsExactly() const {
+  return typeid(*this) == typeid(Map);
+}
+
+template <class A, class V, class K>
+bool dsBaseSortedMap<A, V, K>::SearchByCompare(K key, unsigned int& index) const {
+  return Bisect(key, 0, index, [this](K a, K b) { return Compare(a, b); });
+}
+
+template <class A, class V, class K>
+template <class Order>
+bool dsBaseSortedMap<A, V, K>::Bisect(K key, unsigned int first, unsigned int& index, Order compare) const {
   dsSortedMapEntry<V, K> const* const data = entries.GetDataPtr();
   unsigned int const size = entries.GetSize();
-  std::int32_t low = 0;
+  std::int32_t low = static_cast<std::int32_t>(first);
   std::int32_t high = static_cast<std::int32_t>(size) - 1;
   if (size == 0 || data == nullptr) high = -1;
   // Every entry below low is smaller than key, every one above high larger;
-  // so when the range is empty, low is where key belongs. One bound moves by
-  // masking, not by a branch on the key order, which a search mispredicts
-  // half of the time.
+  // so when the range is empty, low is where key belongs.
   while (low <= high) {
     std::int32_t const middle = (high + low) / 2;
-    int const c = Compare(key, data[middle].key);
+    int const c = compare(key, data[middle].key);
     if (c == 0) {
       index = static_cast<unsigned int>(middle);
       return true;
     }
-    std::int32_t const above = -static_cast<std::int32_t>(c > 0);  // all bits set, or none
-    low += (middle + 1 - low) & above;
-    high += (middle - 1 - high) & ~above;
+    if (c > 0) {
+      low = middle + 1;
+    } else {
+      high = middle - 1;
+    }
   }
   index = static_cast<unsigned int>(low);
   return false;
 }
 
 template <class A, class V, class K>
+template <class Below>
+bool dsBaseSortedMap<A, V, K>::LowerBound(K key, unsigned int& index, Below below) const {
+  dsSortedMapEntry<V, K> const* const data = entries.GetDataPtr();
+  unsigned int const size = entries.GetSize();
+  if (size == 0) {
+    index = 0;
+    return false;
+  }
+  // The lower bound lies in [base, base + count]; each step keeps the part
+  // that holds it, moving base by half or not at all, until one entry is
+  // left to decide between base and the place behind it.
+  dsSortedMapEntry<V, K> const* base = data;
+  for (std::size_t count = size; count > 1;) {
+    std::size_t const half = count / 2;
+    base = below(base[half].key, key) ? base + half : base;
+    count -= half;
+  }
+  base += static_cast<std::size_t>(below(base->key, key));
+  index = static_cast<unsigned int>(base - data);
+  return index < size && !below(key, base->key);
+}
+
+template <class A, class V, class K>
 V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
   unsigned int index;
-  if (!FindIndex(key, index)) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
+  if (!Search(key, index)) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
   return GetByIndex(index);
 }
 
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Contains(K key) const {
   unsigned int index;
-  return FindIndex(key, index);
+  return Search(key, index);
 }
 
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Add(K key, V const& value) {
   unsigned int index;
-  if (FindIndex(key, index)) return false;
+  if (Search(key, index)) return false;
   dsSortedMapEntry<V, K> const entry(CopyKey(key), value, *this);
   entries.Insert(index, 1, &entry);  // grows, shifts the tail up, copies the entry in
   return true;
@@ -245,7 +332,7 @@ bool dsBaseSortedMap<A, V, K>::Add(K key, V const& value) {
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Remove(K key) {
   unsigned int index;
-  if (!FindIndex(key, index)) return false;
+  if (!Search(key, index)) return false;
   RemoveByIndex(index);
   return true;
 }
@@ -253,7 +340,7 @@ bool dsBaseSortedMap<A, V, K>::Remove(K key) {
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Find(K key, V& value) const {
   unsigned int index;
-  if (!FindIndex(key, index)) return false;
+  if (!Search(key, index)) return false;
   this->CopyElems(&GetByIndex(index), &value, 1);
   return true;
 }
@@ -314,7 +401,8 @@ int dsNonOwnerStringMap<V>::Compare(char const* first, char const* second) const
   if (first == second) return 0;
   if (first == nullptr) return -1;
   if (second == nullptr) return 1;
-  return std::strcmp(first, second);  // compares the bytes as unsigned char
+  int const order = std::strcmp(first, second);  // compares the bytes as unsigned char
+  return static_cast<int>(order > 0) - static_cast<int>(order < 0);
 }
 
 // The instantiations that the library exports: the task registry and the

@@ -5,10 +5,13 @@
 // Neutral text is UTF-8. A conversion always passes through wide text, and
 // the wide intermediate is gone before the call returns. Every result is a
 // fresh block from new[], owned by the caller and released with delete[]; a
-// null result means failure (an invalid sequence in the input, or text that
-// the current locale cannot express) and leaves nothing to release. A null
-// text gives null. The functions keep no state and may run on any thread at
-// once; they read the process's C locale and never set it.
+// null result means failure (an invalid sequence in the input, text that the
+// current locale cannot express, native text with no neutral form such as a
+// value above U+10FFFF, or neutral text that is not well-formed UTF-8) and
+// leaves nothing to release: no text is ever replaced, so two texts never
+// become one. A null text gives null. The functions keep no state and may
+// run on any thread at once; they read the process's C locale and never set
+// it. The C and POSIX locales count as UTF-8 on POSIX hosts.
 #ifndef MBXTEXT_H
 #define MBXTEXT_H
 

@@ -28,21 +28,26 @@ std::string MakeArgument(std::string const& line) {
   return static_cast<char const*>(value) + line.substr(end);
 }
 
+[[noreturn]] void CannotOpen(char const* name) {
+  std::cerr << "File " << name << " cannot be opened." << std::endl;
+  vekAbort(nullptr, "srcquillon/cmdargxp", __LINE__);
+}
+
 // Adds the lines of one file to the list, or ends the process if the file
-// cannot be opened. The file is read in binary, and a carriage return before
-// the line feed is dropped, so that line ends read the same on every host.
-// A line is taken whatever its length; a last line without a line end is not.
+// cannot be opened or read to its end: a directory opens as a stream but
+// fails its first read, and a read may fail midway. The file is read in
+// binary, and a carriage return before the line feed is dropped, so that line
+// ends read the same on every host. A line is taken whatever its length; a
+// last line without a line end is not.
 void ReadArgumentFile(char const* name, dsXArray<char*>& list) {
   std::ifstream file(name, std::ios::in | std::ios::binary);
-  if (!file) {
-    std::cerr << "File " << name << " cannot be opened." << std::endl;
-    vekAbort(nullptr, "srcquillon/cmdargxp", __LINE__);
-  }
+  if (!file) CannotOpen(name);
   std::string line;
   while (std::getline(file, line) && !file.eof()) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     list += Strnew__(MakeArgument(line).c_str());
   }
+  if (file.bad()) CannotOpen(name);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // The growing array and its iterator.
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -23,10 +25,33 @@ TEST(ArraysGrowth, WholeGrainsAndShrinkToNoBlock) {
   EXPECT_EQ(bytes.GetDataPtr(), nullptr);  // an empty array holds no block
   for (int i = 0; i < 256; ++i) bytes += 'x';
   EXPECT_EQ(bytes.GetCapacity(), 256u);  // the default grain: the elements in 256 bytes
+  bytes += 'y';
+  EXPECT_EQ(bytes.GetCapacity(), 512u);
   dsXACtrl zero(0, true);  // a zero grain takes the default and keeps shrink
   dsXArray<char> defaulted(&zero);
   EXPECT_TRUE(defaulted.GetControl().shrink);
   EXPECT_EQ(defaulted.GetControl().grain, 256u);
+
+  // Growth to an exact number of grains takes that many and no more, however
+  // it grows.
+  for (unsigned int grain : {1u, 3u, 10u}) {
+    for (bool shrink : {false, true}) {
+      dsXACtrl control(grain, shrink);
+      dsXArray<char> resized(&control), appended(&control), added(&control);
+      for (unsigned int k = 1; k <= 3; ++k) {
+        resized.Resize(k * grain);
+        AppendText(appended, std::string(grain, 'a'));
+        for (unsigned int i = 0; i < grain; ++i) added += 'a';
+        for (dsXArray<char> const* array : {&resized, &appended, &added})
+          EXPECT_EQ(array->GetCapacity(), k * grain) << "grain " << grain << ", " << k << " grains, shrink " << shrink;
+      }
+    }
+  }
+  {
+    dsXArray<char*> pointers;
+    for (int i = 0; i < 64; ++i) pointers += nullptr;
+    EXPECT_EQ(pointers.GetCapacity(), 64u);
+  }
 
   for (bool shrink : {false, true}) {
     dsXACtrl control(10, shrink);
@@ -42,6 +67,34 @@ TEST(ArraysGrowth, WholeGrainsAndShrinkToNoBlock) {
   }
   bytes.Clear();
   EXPECT_EQ(vekLiveBlocks(), before + 1);  // without shrink the block stays
+}
+
+// Replaces CopyElems: whatever it moves arrives in upper case, and it counts
+// its calls, so any move that went around it would show.
+class ShoutingArray : public dsXArray<char> {
+ public:
+  void CopyElems(char const* source, char* destination, unsigned int count) const override {
+    ++calls;
+    std::memmove(destination, source, count);
+    for (unsigned int i = 0; i < count; ++i) destination[i] = static_cast<char>(std::toupper(destination[i]));
+  }
+  mutable int calls = 0;
+};
+
+TEST(ArraysEditing, ASubclassThatReplacesCopyElemsSeesEveryMove) {
+  ShoutingArray shouting;
+  dsXArray<char> plain;
+  std::string text;
+  for (int i = 0; i < 1000; ++i) {  // across several grains
+    char const letter = static_cast<char>('a' + i % 26);
+    shouting += letter;
+    plain += letter;
+    text += letter;
+  }
+  EXPECT_EQ(shouting.calls, 2000);  // the empty tail shift and the element, each time
+  EXPECT_EQ(Text(plain), text);
+  for (char& c : text) c = static_cast<char>(std::toupper(c));
+  EXPECT_EQ(Text(shouting), text);
 }
 
 TEST(ArraysEditing, InsertAndRemoveAtEveryPlace) {

@@ -17,16 +17,33 @@
 #include "testsupport.h"
 
 // The largest array allocation since the last reset, to show that a count from
-// the wire never became one big allocation. Visible, so the library calls it.
+// the wire never became one big allocation, and a guard behind every array
+// that delete[] checks, so a write past an array's end is seen in any build.
+// Visible, so the library calls them.
 #define QTEST_REPLACES __attribute__((visibility("default")))
 static std::atomic<std::size_t> largestArray{0};
+static std::atomic<int> overruns{0};
+namespace {
+constexpr std::size_t arrayHeader = 16;  // the size, keeping the alignment of new
+constexpr char guardBytes[8] = {'g', 'u', 'a', 'r', 'd', '!', '!', '!'};
+}  // namespace
 QTEST_REPLACES void* operator new[](std::size_t bytes) {
   if (bytes > largestArray) largestArray = bytes;
-  if (void* block = std::malloc(bytes != 0 ? bytes : 1)) return block;
-  throw std::bad_alloc();
+  char* block = static_cast<char*>(std::malloc(arrayHeader + bytes + sizeof guardBytes));
+  if (block == nullptr) throw std::bad_alloc();
+  std::memcpy(block, &bytes, sizeof bytes);
+  std::memcpy(block + arrayHeader + bytes, guardBytes, sizeof guardBytes);
+  return block + arrayHeader;
 }
-QTEST_REPLACES void operator delete[](void* block) noexcept { std::free(block); }
-QTEST_REPLACES void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+QTEST_REPLACES void operator delete[](void* array) noexcept {
+  if (array == nullptr) return;
+  char* block = static_cast<char*>(array) - arrayHeader;
+  std::size_t bytes;
+  std::memcpy(&bytes, block, sizeof bytes);
+  if (std::memcmp(block + arrayHeader + bytes, guardBytes, sizeof guardBytes) != 0) ++overruns;
+  std::free(block);
+}
+QTEST_REPLACES void operator delete[](void* array, std::size_t) noexcept { operator delete[](array); }
 
 namespace {
 
@@ -124,6 +141,32 @@ TEST(BdtNumbers, EveryTypeRoundTripsInBothForms) {
     }
     EXPECT_EQ(io.rdstate(), 0) << "portable " << portable;
     EXPECT_EQ(buf.in_avail(), 0) << "the reader takes exactly what the writer gave";
+  }
+}
+
+// long and unsigned long go out in 4 bytes: a value that needs more breaks
+// the stream and puts nothing on the buffer, rather than going out cut.
+TEST(BdtNumbers, LongsThatNeedMoreThan32BitsAreRefused) {
+  if constexpr (sizeof(long) > 4) {
+    std::int64_t const wide[] = {std::int64_t{1} << 32 | 1, std::int64_t{INT32_MAX} + 1, std::int64_t{INT32_MIN} - 1};
+    std::uint64_t const unsignedWide[] = {std::uint64_t{1} << 32 | 1, std::uint64_t{UINT32_MAX} + 1};
+    for (int portable : {0, 1}) {
+      std::stringbuf buf;
+      bdtIOStream io(&buf, portable != 0);
+      io << static_cast<long>(INT32_MIN) << static_cast<long>(INT32_MAX) << -1L << static_cast<unsigned long>(UINT32_MAX);
+      EXPECT_EQ(io.rdstate(), 0);
+      std::string const fitting = buf.str();
+      for (std::int64_t value : wide) {
+        io << static_cast<long>(value);
+        EXPECT_EQ(io.rdstate(), 4) << value;
+      }
+      for (std::uint64_t value : unsignedWide) io << static_cast<unsigned long>(value);
+      EXPECT_EQ(Hex(buf.str()), Hex(fitting)) << "portable " << portable;
+      long a = 0, b = 0, c = 0;
+      unsigned long d = 0;
+      io >> a >> b >> c >> d;
+      EXPECT_EQ(std::make_tuple(a, b, c, d), std::make_tuple(long{INT32_MIN}, long{INT32_MAX}, -1L, 0xFFFFFFFFul));
+    }
   }
 }
 
@@ -258,6 +301,30 @@ TEST(BdtText, BothStringFormsOnTheWireAndBack) {
   }
 }
 
+// Strings longer than the first step of a payload read back whole in both
+// forms: the grown array keeps its room for the terminator. The lengths are
+// those of the wire; the last character is é, taking the way through wide
+// text, or an ASCII letter, taking the short way.
+TEST(BdtText, StringsAroundAndAboveTheFirstPayloadStep) {
+  overruns = 0;
+  for (int portable : {0, 1}) {
+    for (int length : {65535, 65536, 65537, 100000, 131072}) {
+      for (char const* last : {"\xC3\xA9", "z"}) {
+        std::string const text = std::string(static_cast<std::size_t>(length) - std::strlen(last), 'a') + last;
+        std::stringbuf buf;
+        bdtIOStream io(&buf, portable != 0);
+        io << text.c_str();
+        dsString back("previous");
+        io >> back;
+        EXPECT_EQ(io.rdstate(), 0);
+        EXPECT_EQ(back.GetLength(), text.size()) << length << " portable " << portable;
+        EXPECT_TRUE(std::string(back) == text) << length << " portable " << portable;
+      }
+    }
+  }
+  EXPECT_EQ(overruns, 0) << "an array was written past its end";
+}
+
 // Reads a string that cannot convert: 2, the target keeps its text, and the
 // stream goes on with the next value.
 void ExpectRejectedText(std::string const& bytes, int portable) {
@@ -272,23 +339,24 @@ void ExpectRejectedText(std::string const& bytes, int portable) {
 }
 
 TEST(BdtText, TextThatDoesNotConvertOrDoesNotFit) {
-  // No C locale has a multibyte form for the euro sign: a wide writer sends
-  // nothing, and a neutral one cannot be read into native text.
+  // A lone surrogate has no multibyte form: a wide writer sends nothing;
+  // malformed neutral text cannot be read into native text.
   std::stringbuf buf;
   bdtOStream out(&buf, 1);
-  wchar_t const euro[] = {0x20AC, 0};
-  out << euro;
+  wchar_t const lone[] = {L'a', static_cast<wchar_t>(0xD800), 0};
+  out << lone;
   EXPECT_EQ(out.rdstate(), 2);
   EXPECT_EQ(buf.str(), "");
-  ExpectRejectedText("\xE2\x82\xAC", 1);
+  ExpectRejectedText("\xC3(", 1);
+  ExpectRejectedText("a\xED\xA0\x80", 1);  // an encoded surrogate
 
   QTEST_UTF8_LOCALE(guard);
   // Native bytes with no neutral form travel as a null string, silently.
   std::stringbuf invalid;
   bdtOStream invalidOut(&invalid, 1);
-  invalidOut << "ok\xFF";
+  invalidOut << "ok\xFF" << "\xF4\x90\x80\x80";  // the second decodes past U+10FFFF
   EXPECT_EQ(invalidOut.rdstate(), 0);
-  EXPECT_EQ(Hex(invalid.str()), "FF FF FF FF");
+  EXPECT_EQ(Hex(invalid.str()), "FF FF FF FF FF FF FF FF");
   // A native reader checks its bytes against the locale.
   ExpectRejectedText("a\xC3(", 0);
 }
@@ -305,6 +373,13 @@ TEST(BdtText, UnsignedShortAsMultibyteCharacter) {
   io >> a >> b >> c;
   EXPECT_EQ(std::make_tuple(a, b, c), std::make_tuple(0xE9, 0x20AC, 'A'));
   EXPECT_EQ(io.rdstate(), 0);
+  // A character beyond 16 bits keeps its low bits and fails, as a short does.
+  std::stringbuf wide(std::string("\0\0\0\x04\xF0\x9F\x98\x80", 8));
+  bdtIStream in(&wide, true);
+  in.setMultibyte(1);
+  in >> a;
+  EXPECT_EQ(a, 0xF600);
+  EXPECT_EQ(in.rdstate(), 2);
 }
 
 }  // namespace

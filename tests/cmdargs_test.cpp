@@ -81,6 +81,8 @@ TEST(CmdArgsDeathTest, OptionWithoutAFileAndAFileThatCannotBeOpened) {
   std::string const separator = qtest::host::kIsPosix ? "/" : "\\\\";  // as a pattern
   EXPECT_DEATH(ExpandOrStop({"prog", "-argfile", missing.c_str()}),
                "File .*" + separator + "missing cannot be opened.\n.*srcquillon/cmdargxp");
+  // A directory opens, but no line can be read from it: it is no argument file.
+  EXPECT_DEATH(ExpandOrStop({"prog", "-argfile", dir.Path().c_str(), "after"}), "File .* cannot be opened.\n.*srcquillon/cmdargxp");
   // The word behind the option is a file name, whatever it looks like.
   EXPECT_DEATH(ExpandOrStop({"prog", "-argfile", "-argfile"}), "File -argfile cannot be opened.");
 }

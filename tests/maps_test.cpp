@@ -2,10 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "quillon.h"
@@ -75,7 +78,24 @@ TEST(MapsStorage, GrowsBySixteenEntriesAndKeepsItsBlockUntilDestroyed) {
   EXPECT_EQ(vekLiveBlocks(), before);
 }
 
+// Lets a test call the protected Compare.
+template <class Map>
+class Comparing : public Map {
+ public:
+  using Map::Compare;
+};
+
 TEST(MapsStrings, ByteOrderWithNullFirstAndEqualTextsAsOneKey) {
+  // Compare gives -1, 0 or 1, not a difference of bytes. The texts are made
+  // at run time, so that no compiler answers for strcmp.
+  Comparing<dsNonOwnerStringMap<int>> compare;
+  std::vector<std::string> const texts{"a", "c", "\xe9", "ab", "ab", "abc", ""};
+  auto text = [&texts](int i) { return i < 0 ? nullptr : texts[static_cast<std::size_t>(i)].c_str(); };
+  struct Case { int first, second, order; };
+  for (Case c : std::vector<Case>{{0, 1, -1}, {1, 0, 1}, {2, 0, 1}, {0, 2, -1}, {3, 4, 0}, {3, 3, 0}, {5, 3, 1},
+                                  {-1, 6, -1}, {6, -1, 1}, {-1, -1, 0}})
+    EXPECT_EQ(compare.Compare(text(c.first), text(c.second)), c.order) << c.first << " " << c.second;
+
   dsNonOwnerStringMap<int> map;
   char const high[] = {'\xe9', 0};  // above 127: sorts after every ASCII letter
   char copyOfAb[] = "ab";
@@ -116,6 +136,41 @@ TEST(MapsKeys, CopiedOncePerEntryAndFreedOnlyOnRemoval) {
   EXPECT_EQ(map.freed, (std::vector<int>{3, 1}));
 }
 
+// A subclass's own Compare decides every lookup and insertion.
+class ReversedMap : public dsScalarMap<int, int> {
+ protected:
+  int Compare(int first, int second) const override { return dsScalarMap<int, int>::Compare(second, first); }
+};
+
+class CaselessMap : public dsNonOwnerStringMap<int> {
+ protected:
+  int Compare(char const* first, char const* second) const override {
+    std::string a(first), b(second);
+    for (std::string* text : {&a, &b})
+      std::transform(text->begin(), text->end(), text->begin(), [](unsigned char c) { return std::tolower(c); });
+    return a.compare(b);
+  }
+};
+
+TEST(MapsKeys, AnOverridingCompareDecidesTheOrder) {
+  ReversedMap reversed;
+  for (int key : {2, 9, 4, 7}) EXPECT_TRUE(reversed.Add(key, key * 10));
+  EXPECT_EQ(Values(reversed), (std::vector<int>{90, 70, 40, 20}));
+  unsigned int index = 0;
+  EXPECT_TRUE(reversed.FindIndex(7, index) && index == 1);
+  EXPECT_TRUE(!reversed.FindIndex(5, index) && index == 2);
+  int value = 0;
+  EXPECT_TRUE(reversed.Find(4, value) && value == 40 && reversed[9] == 90);
+
+  CaselessMap caseless;
+  for (char const* key : {"beta", "Alpha", "GAMMA"}) EXPECT_TRUE(caseless.Add(key, static_cast<int>(caseless.GetSize())));
+  EXPECT_FALSE(caseless.Add("ALPHA", 9));
+  EXPECT_EQ(Values(caseless), (std::vector<int>{1, 0, 2}));
+  EXPECT_TRUE(caseless.Find("gamma", value) && value == 2);
+  EXPECT_TRUE(caseless.Contains("Beta") && caseless["BETA"] == 0);
+  EXPECT_TRUE(caseless.Remove("alpha") && caseless.GetSize() == 2);
+}
+
 // Add never overwrites; FindIndex gives the place where an absent key belongs.
 TEST(MapsRandom, AgreesWithAStandardMapUnderMixedChanges) {
   dsScalarMap<unsigned int, unsigned int> map;
@@ -137,6 +192,30 @@ TEST(MapsRandom, AgreesWithAStandardMapUnderMixedChanges) {
   std::vector<unsigned int> expected;
   for (auto const& entry : model) expected.push_back(entry.second);
   EXPECT_EQ(Values(map), expected);
+
+  // Text keys, the null key and the empty text among them, in byte order.
+  std::vector<std::string> texts{""};
+  for (int i = 0; i < 60; ++i) texts.push_back(std::string(1 + i % 3, static_cast<char>('a' + i % 20)) + (i % 2 != 0 ? "\xe9" : ""));
+  std::vector<char const*> keys{nullptr};
+  for (std::string const& text : texts) keys.push_back(text.c_str());
+  auto below = [](char const* a, char const* b) { return a == nullptr ? b != nullptr : b != nullptr && std::strcmp(a, b) < 0; };
+  std::map<char const*, int, decltype(below)> textModel(below);
+  dsNonOwnerStringMap<int> textMap;
+  for (int step = 0; step < 2000; ++step) {
+    char const* const key = keys[random() % keys.size()];
+    if (random() % 3 == 0) {
+      EXPECT_EQ(textMap.Remove(key), textModel.erase(key) == 1);
+    } else {
+      EXPECT_EQ(textMap.Add(key, step), textModel.emplace(key, step).second);
+    }
+    char const* const picked = keys[random() % keys.size()];
+    std::string const copy = picked != nullptr ? picked : "";
+    char const* const probe = picked != nullptr ? copy.c_str() : nullptr;  // equal text, another pointer
+    unsigned int index = 0;
+    auto const place = textModel.lower_bound(probe);
+    EXPECT_EQ(textMap.FindIndex(probe, index), place != textModel.end() && !below(probe, place->first));
+    EXPECT_EQ(index, static_cast<unsigned int>(std::distance(textModel.begin(), place)));
+  }
 }
 
 TEST(MapsStopDeathTest, IndexingAnAbsentKeyStops) {

@@ -1,8 +1,12 @@
 // Locks and semaphores with real threads; every wait is bounded.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <future>
+#include <memory>
+#include <ostream>
 #include <thread>
 #include <vector>
 
@@ -13,51 +17,140 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Runs body on another thread and gives its result; a body that does not
-// come back in time (a TryLock that blocks) fails the test.
-template <typename Body>
-auto OnOtherThread(Body body) {
-  return QTEST_BOUNDED("a call on another thread (a TryLock that waits?)", body());
+// The first wake that proMutex::Unlock gives a waiter of the watched mutex
+// stops on a gate: the mutex is then free but still waited for, a state that
+// otherwise lasts only a few instructions. Parks on it are counted.
+struct WakeGate {
+  std::atomic<proMutex const*> watched{nullptr};
+  std::atomic<int> parks{0};
+  std::atomic<bool> reached{false};
+  std::atomic<bool> open{false};
+
+  bool Watches(void const* word) const {
+    auto const* mutex = reinterpret_cast<char const*>(watched.load());
+    auto const* at = static_cast<char const*>(word);
+    return mutex != nullptr && at >= mutex && at < mutex + sizeof(proMutex);
+  }
+} gate;
+
+template <typename Function>
+Function Next(char const* name) {
+  return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// The test program's own definitions come before tarnlet's; they pass every
+// call on to it.
+extern "C" bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t expected,
+                                 int msec) {
+  static auto const next = Next<bool (*)(std::atomic<std::uint32_t>*, std::uint32_t, int)>(
+      "vekWaitOnAddress");
+  if (gate.Watches(word)) ++gate.parks;
+  return next(word, expected, msec);
+}
+
+extern "C" void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word) {
+  static auto const next = Next<void (*)(std::atomic<std::uint32_t>*)>("vekWakeByAddressSingle");
+  if (gate.Watches(word) && !gate.reached.exchange(true)) {
+    qtest::WaitUntil([] { return gate.open.load(); });
+  }
+  next(word);
+}
+
+namespace {
+
+// Runs body on a thread of its own and gives its result, or `stuck` when it
+// has not returned within the limit: a body that blocks fails the test by
+// assertion, not by a hang. Such a body is left running, so it must own what
+// it uses (shared pointers), not refer to the test's stack.
+template <typename Result, typename Body>
+Result Bounded(Body body, Result stuck, std::chrono::seconds limit = 5s) {
+  auto result = std::make_shared<std::promise<Result>>();
+  auto future = result->get_future();
+  std::thread([body, result]() mutable { result->set_value(body()); }).detach();
+  if (future.wait_for(limit) != std::future_status::ready) {
+    ADD_FAILURE() << "the call did not return in time";
+    return stuck;
+  }
+  return future.get();
+}
+
+// TryLock on another thread, which gives the level back if it got one.
+enum class Attempt { refused, taken, stuck };
+
+std::ostream& operator<<(std::ostream& out, Attempt attempt) {
+  char const* const names[] = {"refused", "taken", "stuck"};
+  return out << names[static_cast<int>(attempt)];
+}
+
+Attempt TryFromOtherThread(std::shared_ptr<proMutex> const& mutex) {
+  return Bounded(
+      [mutex] {
+        if (!mutex->TryLock()) return Attempt::refused;
+        mutex->Unlock();
+        return Attempt::taken;
+      },
+      Attempt::stuck);
 }
 
 bool IdIsOwnKernelId() { return vekGetCurrentThreadId() == qtest::host::ThreadId(); }
 
 TEST(SyncMutex, RecursionAndOwnership) {
+  auto mutex = std::make_shared<proMutex>();
+  EXPECT_FALSE(mutex->Unlock());  // free: nobody's id matches
+  // Run alone, the test takes the levels while the process has one thread,
+  // and the threads below meet a mutex taken that way.
+  ASSERT_TRUE(mutex->Lock());
+  ASSERT_TRUE(mutex->TryLock());
+  ASSERT_TRUE(mutex->Lock());
   // Owners are told apart by kernel thread ids, each thread keeping its own.
-  EXPECT_TRUE(IdIsOwnKernelId() && OnOtherThread(IdIsOwnKernelId));
-  proMutex mutex;
-  EXPECT_FALSE(mutex.Unlock());  // free: nobody's id matches
-  ASSERT_TRUE(mutex.Lock());
-  ASSERT_TRUE(mutex.TryLock());
-  ASSERT_TRUE(mutex.Lock());
-  EXPECT_FALSE(OnOtherThread([&] { return mutex.Unlock(); }));  // only the owner
-  EXPECT_TRUE(mutex.Initialize());  // leaves the live lock and its owner alone
+  EXPECT_TRUE(IdIsOwnKernelId() && Bounded(IdIsOwnKernelId, false));
+  EXPECT_FALSE(Bounded([mutex] { return mutex->Unlock(); }, true));  // only the owner
+  EXPECT_TRUE(mutex->Initialize());  // leaves the live lock and its owner alone
   for (int level = 0; level < 2; ++level) {
-    EXPECT_TRUE(mutex.Unlock());
-    EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
+    EXPECT_TRUE(mutex->Unlock());
+    EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused);
   }
-  EXPECT_TRUE(mutex.Unlock());
-  EXPECT_FALSE(mutex.Unlock());
-  EXPECT_TRUE(OnOtherThread([&] {
-    bool taken = mutex.TryLock() && mutex.Lock();
-    return taken && mutex.Unlock() && mutex.Unlock() && !mutex.Unlock();
-  }));
+  EXPECT_TRUE(mutex->Unlock());
+  EXPECT_FALSE(mutex->Unlock());
+  EXPECT_TRUE(Bounded(
+      [mutex] {
+        bool taken = mutex->TryLock() && mutex->Lock();
+        return taken && mutex->Unlock() && mutex->Unlock() && !mutex->Unlock();
+      },
+      false));
 }
 
-TEST(SyncMutex, TryLockNeverWaitsForAnOwnerOrAWaiter) {
-  proMutex mutex;
-  ASSERT_TRUE(mutex.Lock());
-  std::atomic<bool> waiting{false};
-  std::thread waiter([&] {
-    waiting = true;
-    EXPECT_TRUE(mutex.Lock() && mutex.Unlock());  // blocks until the main thread lets go
+TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
+  auto mutex = std::make_shared<proMutex>();
+  gate.watched = mutex.get();
+  gate.parks = 0;
+  gate.reached = false;
+  gate.open = false;
+  std::atomic<bool> held{false};
+  std::atomic<bool> release{false};
+  std::thread owner([&] {
+    EXPECT_TRUE(mutex->Lock());
+    held = true;
+    qtest::WaitUntil([&] { return release.load(); });
+    EXPECT_TRUE(mutex->Unlock());  // stops on the gate: a waiter is to be woken
   });
-  ASSERT_TRUE(qtest::WaitUntil([&] { return waiting.load(); }));
-  std::this_thread::sleep_for(20ms);  // gives the waiter time to block in Lock
-  EXPECT_FALSE(OnOtherThread([&] { return mutex.TryLock(); }));
-  EXPECT_TRUE(mutex.Unlock());
-  QTEST_BOUNDED("the waiter, once the lock was free", waiter.join());
-  EXPECT_TRUE(mutex.TryLock() && mutex.Unlock());
+  EXPECT_TRUE(qtest::WaitUntil([&] { return held.load(); }));
+  EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused) << "owned";
+  std::thread waiter([&] { EXPECT_TRUE(mutex->Lock() && mutex->Unlock()); });
+  EXPECT_TRUE(qtest::WaitUntil([] { return gate.parks > 0; })) << "the waiter parks in Lock";
+  EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused) << "owned and waited for";
+
+  release = true;
+  EXPECT_TRUE(qtest::WaitUntil([] { return gate.reached.load(); }));
+  EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused) << "free, but a waiter is counted";
+
+  gate.open = true;
+  owner.join();
+  waiter.join();
+  gate.watched = nullptr;
+  EXPECT_EQ(TryFromOtherThread(mutex), Attempt::taken) << "nobody holds or waits any more";
 }
 
 TEST(SyncMutex, MixedLockAndTryLockKeepExclusion) {

@@ -8,6 +8,7 @@
 #include <utility>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 #include "quillon.h"
 #include "testsupport.h"
@@ -134,6 +135,119 @@ TEST(TasksManaged, RegistryFollowsStartKillAndDestruction) {
   ASSERT_TRUE(Ends(secondKey));
   delete kept;
   EXPECT_EQ(pmManageTask::Fetch(secondKey), nullptr);
+}
+
+// A body that returns at once. Strict and managed tasks keep their handle
+// open until the process ends, and so does a plain one whose body records
+// nothing.
+template <typename Base>
+class Quick : public Base {
+ public:
+  using Base::Base;
+  void* Handle() const { return this->GetHandle(); }
+
+ protected:
+  unsigned int ThreadBody() override { return 0; }
+};
+
+TEST(TasksManaged, DestroyingAKilledTaskLeavesTheTaskThatGotItsHandleValue) {
+  // The record behind a handle is freed once the thread has ended and the
+  // handle is closed; the next thread's record may then take its address.
+  bool reused = false;
+  for (int attempt = 0; attempt < 20 && !reused; ++attempt) {
+    auto killed = std::make_unique<Quick<pmManageTask>>(false, false);
+    ASSERT_TRUE(killed->Start());
+    void* const key = killed->Handle();
+    ASSERT_TRUE(Ends(key));
+    // Until the thread has let go of the record too, closing only drops a reference.
+    std::this_thread::sleep_for(2ms);
+    ASSERT_TRUE(killed->Kill());
+    Quick<pmManageTask> next(false, false);
+    ASSERT_TRUE(next.Start());
+    reused = next.Handle() == key;
+    if (reused) {
+      ASSERT_EQ(pmManageTask::Fetch(key), &next);
+      killed.reset();
+      EXPECT_EQ(pmManageTask::Fetch(key), &next) << "the killed task took out another task's entry";
+    }
+    ASSERT_TRUE(Ends(next.Handle()));
+    EXPECT_TRUE(vekCloseHandle(next.Handle()));
+  }
+  if (!reused) GTEST_SKIP() << "the allocator never gave a freed handle record back (a sanitizer's quarantine)";
+}
+
+// What the process holds: open descriptors and resident bytes.
+struct Footprint {
+  long descriptors = 0;
+  long residentBytes = 0;
+
+  static bool Available() { return qtest::host::OpenDescriptorCount() >= 0 && qtest::host::ResidentBytes() >= 0; }
+
+  static Footprint Now() { return {qtest::host::OpenDescriptorCount(), qtest::host::ResidentBytes()}; }
+};
+
+// Under a sanitizer, freed blocks go to a quarantine and memory grows anyway.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
+
+template <typename Task>
+class TasksEnded : public testing::Test {
+ protected:
+  // Runs count tasks, one after the other, to their end and keeps their handles.
+  void RunToTheirEnds(int count) {
+    for (int i = 0; i < count; ++i) {
+      Task task = Make();
+      ASSERT_TRUE(task.Start()) << "task " << i << ": status " << task.GetExitStatus().GetExitCode();
+      handles.push_back(task.Handle());
+      ASSERT_TRUE(Ends(task.Handle()));
+    }
+  }
+
+  ~TasksEnded() override {
+    for (void* handle : handles) vekCloseHandle(handle);
+  }
+
+  std::vector<void*> handles;
+
+ private:
+  template <typename Kind = Task>
+  static std::enable_if_t<std::is_constructible<Kind, bool, bool>::value, Kind> Make() {
+    return Kind(false, false);
+  }
+  template <typename Kind = Task>
+  static std::enable_if_t<std::is_default_constructible<Kind>::value, Kind> Make() {
+    return Kind();
+  }
+};
+
+using EndingKinds = testing::Types<Quick<pmThread>, Quick<pmStrictTask>, Quick<pmManageTask>>;
+TYPED_TEST_SUITE(TasksEnded, EndingKinds);
+
+TYPED_TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
+  if (!Footprint::Available()) GTEST_SKIP() << "counts descriptors and resident memory, which this host does not tell";
+  constexpr int count = 10000;
+  this->handles.reserve(count + 100);
+  this->RunToTheirEnds(100);  // the allocator's and the thread library's caches fill
+  ASSERT_FALSE(this->HasFatalFailure());
+  Footprint const before = Footprint::Now();
+  this->RunToTheirEnds(count);
+  ASSERT_FALSE(this->HasFatalFailure());
+  Footprint const after = Footprint::Now();
+  EXPECT_EQ(after.descriptors, before.descriptors);
+  if (!sanitized) {
+    EXPECT_LT(after.residentBytes - before.residentBytes, 2 << 20);
+  }
+  this->RecordProperty("resident_growth_bytes", static_cast<int>(after.residentBytes - before.residentBytes));
+
+  for (void* handle : {this->handles.front(), this->handles.back()}) {
+    EXPECT_EQ(vekWaitForSingleObject(handle, 0), vekWaitObject0);
+    vekEvent end(new vekMOEvent(handle, vekMOEvent::moThread));
+    EXPECT_TRUE(end.Wait(0));
+  }
+  EXPECT_EQ(Footprint::Now().descriptors, before.descriptors) << "the events gave theirs back";
 }
 
 using Gate = std::pair<std::atomic<bool>, int>;

@@ -1,13 +1,20 @@
 // Neutral text: the UTF-8 codec, the native/neutral conversions in the C and
-// a UTF-8 locale, the block form and the wide helpers.
+// a UTF-8 locale, the block form and the wide helpers; non-ASCII names and
+// strings in a program that never set its locale.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
+#include <clocale>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "quillon.h"
+#include "ombtext.h"
 #include "testsupport.h"
 #include "vektext.h"
 
@@ -15,24 +22,30 @@ namespace {
 
 using namespace std::string_literals;
 
+using qtest::Locale;
+
 // A converted string, owned, or "<null>".
 std::string Take(char* text) {
   std::unique_ptr<char[]> owned(text);
   return text == nullptr ? "<null>" : std::string(text);
 }
 
+// What the codec writes; "!" in front when it answers -1, having replaced
+// something that has no form on the other side.
 std::string WideToNeut(std::wstring const& wide) {
   std::string neutral(4 * wide.size() + 1, '\x7f');
-  int written = mbxWideToNeut(&neutral[0], wide.c_str());
-  EXPECT_EQ(neutral[static_cast<std::size_t>(written)], '\0');
-  return neutral.substr(0, static_cast<std::size_t>(written));
+  int const result = mbxWideToNeut(&neutral[0], wide.c_str());
+  std::string const written = neutral.c_str();
+  EXPECT_EQ(result < 0 ? written.size() : static_cast<std::size_t>(result), written.size());
+  return result < 0 ? "!" + written : written;
 }
 
 std::wstring NeutToWide(std::string const& neutral) {
   std::wstring wide(neutral.size() + 1, L'\x7f');
-  int written = mbxNeutToWide(neutral.c_str(), &wide[0]);
-  EXPECT_EQ(wide[static_cast<std::size_t>(written)], L'\0');
-  return wide.substr(0, static_cast<std::size_t>(written));
+  int const result = mbxNeutToWide(neutral.c_str(), &wide[0]);
+  std::wstring const written = wide.c_str();
+  EXPECT_EQ(result < 0 ? written.size() : static_cast<std::size_t>(result), written.size());
+  return result < 0 ? L"!" + written : written;
 }
 
 // One character of each UTF-8 length: é (2), € (3), U+1F600 (4).
@@ -42,42 +55,37 @@ std::wstring const mixedWide = L"a\u00E9\u20AC\U0001F600";
 TEST(TextCodec, EncodesEveryLengthAndReplacesWhatIsMalformed) {
   EXPECT_EQ(WideToNeut(mixedWide), mixed);
   EXPECT_EQ(NeutToWide(mixed), mixedWide);
-  // The edges of each length, and the highest character (a surrogate pair
-  // where wchar_t has 16 bits).
-  std::wstring const edges = L"\x7F\x80\x7FF\x800\xFFFF\U00010000\U0010FFFF";
+  // The edges of each length, and the highest character.
+  std::wstring const edges = L"\x7F\x80\x7FF\x800\xFFFF\x10000\x10FFFF";
   EXPECT_EQ(WideToNeut(edges), "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
-  // A lone surrogate keeps its value; a value beyond U+10FFFF, which only a
-  // 32-bit wchar_t holds, becomes U+FFFD.
-  std::wstring const lone = {L'x', static_cast<wchar_t>(0xD800), L'y'};
-  EXPECT_EQ(NeutToWide(WideToNeut(lone)), lone);
-  if (sizeof(wchar_t) == 4) {
-    EXPECT_EQ(WideToNeut(std::wstring(1, static_cast<wchar_t>(0x110000))), "\xEF\xBF\xBD");
-  }
-  // Malformed neutral text gives one replacement per byte.
+  EXPECT_EQ(NeutToWide("\xEF\xBF\xBD"), L"\xFFFD");  // U+FFFD itself is a character
+  // A wide value that is no character has no neutral form: a lone surrogate,
+  // and where wchar_t has 32 bits a value beyond U+10FFFF or a negative one.
+  std::vector<std::uint32_t> noCharacter{0xD800u, 0xDFFFu};
+  if (sizeof(wchar_t) == 4) noCharacter.insert(noCharacter.end(), {0x110000u, 0xFFFFFFFFu});
+  for (std::uint32_t value : noCharacter)
+    EXPECT_EQ(WideToNeut({L'x', static_cast<wchar_t>(value)}), "!x\xEF\xBF\xBD") << std::hex << value;
+  // Malformed neutral text gives one replacement per byte, and -1.
   std::wstring const bad(1, L'\xFFFD');
-  EXPECT_EQ(NeutToWide("\x80"), bad);                 // a lone trail byte
-  EXPECT_EQ(NeutToWide("\xC0\xAF"), bad + bad);       // overlong '/'
-  EXPECT_EQ(NeutToWide("\xF4\x90\x80\x80"), bad + bad + bad + bad);  // above U+10FFFF
+  EXPECT_EQ(NeutToWide("\x80"), L"!" + bad);                     // a lone trail byte
+  EXPECT_EQ(NeutToWide("\xC0\xAF"), L"!" + bad + bad);           // overlong '/'
+  EXPECT_EQ(NeutToWide("\xF4\x90\x80\x80"), L"!" + bad + bad + bad + bad);  // above U+10FFFF
+  EXPECT_EQ(NeutToWide("\xED\xA0\x80"), L"!" + bad + bad + bad);  // an encoded surrogate
+  EXPECT_EQ(NeutToWide("\xED\xA0\xBD\xED\xB8\x80"), L"!" + std::wstring(6, L'\xFFFD'));  // and a pair
   // Cut short by the terminator, or by another lead byte.
-  EXPECT_EQ(NeutToWide("a\xE2\x82"), L"a" + bad + bad);
-  EXPECT_EQ(NeutToWide("\xC3\xC3\xA9"), bad + L"\u00E9");
+  EXPECT_EQ(NeutToWide("a\xE2\x82"), L"!a" + bad + bad);
+  EXPECT_EQ(NeutToWide("\xC3\xC3\xA9"), L"!" + bad + L"\u00E9");
 }
 
 TEST(TextNative, WholeTextFirstCharacterAndWideCopiesInBothLocales) {
-  {
-    // glibc's C locale is ASCII; msvcrt's takes every byte as Latin-1.
-    qtest::Locale guard("C");
-    bool const latin1 = qtest::host::kCLocaleIsLatin1;
-    EXPECT_EQ(Take(mbxNativeToNeut("caf\xE9")), latin1 ? "caf\xC3\xA9" : "<null>");
-    EXPECT_EQ(Take(mbxNeutToNative("caf\xC3\xA9")), latin1 ? "caf\xE9" : "<null>");
-    EXPECT_EQ(Take(mbxNeutToNative("\xE2\x82\xAC")), "<null>");  // no C locale has U+20AC
-    EXPECT_EQ(Take(mbcNativeToNeut("xyz")), "x");
-  }
   {
     QTEST_UTF8_LOCALE(guard);
     EXPECT_EQ(Take(mbxNativeToNeut(mixed.c_str())), mixed);
     EXPECT_EQ(Take(mbxNeutToNative(mixed.c_str())), mixed);
     EXPECT_EQ(Take(mbxNativeToNeut("ok\xC3")), "<null>");
+    // Values above U+10FFFF are no text, whatever the C library reads from them.
+    EXPECT_EQ(Take(mbxNativeToNeut("\xF4\x90\x80\x80")), "<null>");
+    EXPECT_EQ(Take(mbxNativeToNeut("\xF8\x88\x80\x80\x80")), "<null>");
     EXPECT_EQ(Take(mbcNativeToNeut("\xF0\x9F\x98\x80\xC3\xA9")), "\xF0\x9F\x98\x80");
     EXPECT_EQ(Take(mbcNeutToNative("\xE2\x82\xAC" "abc")), "\xE2\x82\xAC");
     EXPECT_EQ(Take(mbcNeutToNative("\x80z")), "<null>");
@@ -88,7 +96,118 @@ TEST(TextNative, WholeTextFirstCharacterAndWideCopiesInBothLocales) {
     wchar_t buffer[5];
     EXPECT_EQ(Strtoxstr(buffer, "abcdefgh", 4), buffer);  // at most the limit, then the terminator
     EXPECT_EQ(std::wstring(buffer), L"abcd");
+    // The C library decodes past U+10FFFF here; such names must not all
+    // become one neutral U+FFFD. Nor may malformed neutral text become one.
+    EXPECT_EQ(Take(mbxNativeToNeut("\xF4\x90\x80\x80")) + Take(mbxNativeToNeut("a\xF7\xBF\xBF\xBF")), "<null><null>");
+    EXPECT_EQ(Take(mbxNeutToNative("a\x80")) + Take(mbxNeutToNative("\xED\xA0\x80")), "<null><null>");
   }
+  // The C locale reads and writes UTF-8 too, and refuses what is no UTF-8.
+  Locale guard("C");
+  EXPECT_EQ(Take(mbxNativeToNeut(mixed.c_str())), mixed);
+  EXPECT_EQ(Take(mbxNeutToNative(mixed.c_str())), mixed);
+  EXPECT_EQ(Take(mbcNativeToNeut("\xE2\x82\xAC" "x")), "\xE2\x82\xAC");
+  EXPECT_EQ(Take(mbxNativeToNeut("caf\xE9")) + Take(mbxNativeToNeut("\xF4\x90\x80\x80")), "<null><null>");
+  EXPECT_EQ(Take(mbcNativeToNeut("xyz")), "x");
+}
+
+// In the C locale the multibyte wrappers answer as the C library does in its
+// own UTF-8 locale, call for call: counts, limits, stored characters and
+// refusals. (The C library's UTF-8 also takes values past U+10FFFF, which
+// are no UTF-8; they are left out here.)
+std::string WrapperAnswers() {
+  std::string answers;
+  auto note = [&answers](long long value) { answers += std::to_string(value) + " "; };
+  for (std::string const& text : std::vector<std::string>{"", "abc", "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z", "a\xC3", "\xC3(", "\xED\xA0\x80",
+                                 "\xC0\xAF", "\xE0\x80\x80", "\xF0\x80\x80\x80", "\x80", "\xFF"}) {
+    for (std::size_t count = 0; count <= 5; ++count) {
+      wchar_t character = L'?';
+      note(vek_mblen(text.c_str(), count));
+      note(vek_mbtowc(&character, text.c_str(), count));
+      note(character);
+    }
+    note(static_cast<long long>(vek_mbstowcs(nullptr, text.c_str(), 0)));
+    for (std::size_t limit = 0; limit <= text.size() + 1; ++limit) {
+      std::wstring wide(limit + 1, L'?');
+      std::size_t const n = vek_mbstowcs(&wide[0], text.c_str(), limit);
+      note(static_cast<long long>(n));
+      if (n != static_cast<std::size_t>(-1)) for (wchar_t c : wide) note(c);
+    }
+  }
+  std::wstring const surrogate(1, static_cast<wchar_t>(0xD800));
+  for (std::wstring const& wide : {std::wstring(), std::wstring(L"abc"), mixedWide, L"a" + surrogate + L"b"}) {
+    for (wchar_t c : wide) {
+      char bytes[MB_LEN_MAX] = {};
+      note(vek_wctomb(bytes, c));
+      note(std::string(bytes).size());
+    }
+    note(vek_wctomb(nullptr, L'a'));
+    note(static_cast<long long>(vek_wcstombs(nullptr, wide.c_str(), 0)));
+    for (std::size_t limit = 0; limit <= 4 * wide.size() + 1; ++limit) {
+      std::string bytes(limit + 1, '?');
+      std::size_t const n = vek_wcstombs(&bytes[0], wide.c_str(), limit);
+      note(static_cast<long long>(n));
+      if (n != static_cast<std::size_t>(-1)) answers += bytes + " ";
+    }
+  }
+  return answers;
+}
+
+TEST(TextCLocale, WrappersAnswerAsTheUtf8Locale) {
+  std::string utf8;
+  {
+    QTEST_UTF8_LOCALE(guard);
+    utf8 = WrapperAnswers();
+  }
+  Locale guard("C");
+  EXPECT_EQ(WrapperAnswers(), utf8);
+  EXPECT_EQ(vek_mb_cur_max(), 4);
+}
+
+
+std::vector<std::string> Entries(std::string const& directory) {
+  std::vector<std::string> names;
+  for (auto const& entry : std::filesystem::directory_iterator(directory)) names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// A program that never sets its locale handles non-ASCII names and strings
+// whole: paths are rewritten past them, patterns match them, streams carry
+// them.
+TEST(TextCLocale, NamesAndStringsStayWhole) {
+  Locale guard("C");
+  qtest::TempDir dir;
+  std::string const cafe = "caf\xC3\xA9", top = qtest::Neutral(dir.Path());
+  EXPECT_EQ(pfuFS::pfuMakeDirRec((top + "|d|" + cafe + "|sub|deep").c_str()), errOK);
+  EXPECT_EQ(Entries(dir / "d"), std::vector<std::string>{cafe});
+  EXPECT_EQ(Entries(dir / "d/" + cafe), std::vector<std::string>{"sub"});
+  EXPECT_EQ(Entries(dir / "d/" + cafe + "/sub"), std::vector<std::string>{"deep"});
+
+  qtest::WriteFile(dir / "d/" + cafe + "/sub/" + cafe + ".txt", "data");
+  qtest::WriteFile(dir / "d/" + cafe + "/sub/other.log", "");
+  std::string const below = top + "|d|" + cafe + "|sub|";
+  EXPECT_EQ(pfuFS::pfuCopyFile((below + cafe + ".txt").c_str(), (below + "copy").c_str()), errOK);
+  EXPECT_EQ(qtest::ReadFile(dir / "d/" + cafe + "/sub/copy"), "data");
+  std::unique_ptr<pfuDir> reader(pfuDir::OpenDir(pfuDirPath(below.c_str())));
+  ASSERT_NE(reader, nullptr);
+  pfuDirEntry entry;
+  ASSERT_TRUE(reader->ReadNextMatching(entry, "*.txt"));
+  EXPECT_EQ(std::string(entry), cafe + ".txt");
+  EXPECT_FALSE(reader->ReadNextMatching(entry, "*.txt"));
+
+  // Both string forms in a portable stream: neutral on the wire, the same
+  // text back.
+  std::string const text = cafe + " \xE2\x82\xAC";
+  std::stringbuf buf;
+  bdtIOStream io(&buf, true);
+  io << text.c_str() << L"caf\u00E9 \u20AC";
+  EXPECT_EQ(buf.str(), std::string("\0\0\0\x09", 4) + text + std::string("\0\0\0\x0A", 4) + text + '\0');
+  for (int i = 0; i < 2; ++i) {
+    dsString back;
+    io >> back;
+    EXPECT_EQ(std::string(back), text);
+  }
+  EXPECT_EQ(io.rdstate(), 0);
 }
 
 // Converts the first length bytes of block: the pieces of the result up to

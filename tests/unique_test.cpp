@@ -41,6 +41,13 @@ TEST(UniqueCounting, TheLastUserOrLockTakesTheCellAway) {
   EXPECT_FALSE(NoCellFor("beta"));  // the right cell left the database
   copy = copy;
   EXPECT_STREQ(copy.GiveString(), "beta");
+  {
+    dsUniqueString only("solitary");  // the one user of its cell
+    only = only;
+    EXPECT_STREQ(only.GiveString(), "solitary");
+    EXPECT_FALSE(NoCellFor("solitary"));
+  }
+  EXPECT_TRUE(NoCellFor("solitary"));
 
   // A locked cell outlives its strings and stays in the database.
   dsStringCell* held = nullptr;

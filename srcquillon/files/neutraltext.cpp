@@ -1,4 +1,3 @@
-#include <cstdlib>
 #include <cstring>
 
 #include "mbxtext.h"
@@ -34,9 +33,15 @@ char* mbxNativeToNeut(char const* text) {
     return nullptr;
   }
   wide[count] = 0;
+  // A wide value that is no character (the locale may decode one past
+  // U+10FFFF) has no neutral form: it must not merge into U+FFFD with others.
   char* neutral = new char[4 * count + 1];
-  mbxWideToNeut(neutral, wide);
+  bool const converted = mbxWideToNeut(neutral, wide) >= 0;
   delete[] wide;
+  if (!converted) {
+    delete[] neutral;
+    return nullptr;
+  }
   return neutral;
 }
 
@@ -44,7 +49,11 @@ char* mbxNeutToNative(char const* text) {
   if (text == nullptr) return nullptr;
   std::size_t length = std::strlen(text) + 1;
   wchar_t* wide = new wchar_t[length + 1];
-  mbxNeutToWide(text, wide);
+  // Malformed neutral text names no native text: refused, not guessed at.
+  if (mbxNeutToWide(text, wide) < 0) {
+    delete[] wide;
+    return nullptr;
+  }
   std::size_t bytes = vek_wcstombs(nullptr, wide, length);
   if (bytes == invalid) {
     delete[] wide;
@@ -111,6 +120,6 @@ char* mbxNativeToNeut(char const* block, int length) {
 }
 
 int mbxStepLength(char const* position) {
-  int length = vek_mblen(position, MB_CUR_MAX);
+  int length = vek_mblen(position, static_cast<std::size_t>(vek_mb_cur_max()));
   return length < 1 ? 0 : length;
 }

@@ -12,10 +12,8 @@ namespace {
 
 // The frame's count: an int in the portable form.
 int const kPortable = 1;
-int const kChunk = 4096;
-// Past this many payload bytes a frame is received straight into its array.
-unsigned int const kDirectAfter = 64 * 1024;
-int const kLargestReceive = 1 << 20;
+// The most a frame's array grows before any of its payload has arrived.
+unsigned int const kFirstRoom = 16384;
 
 // A failed transfer keeps its mapped status in err; a receive of nothing maps
 // to success and keeps nothing.
@@ -143,6 +141,39 @@ errstatus Write(psockStream& s, dsXArray<char>& a) {
   return Write(s, a.GetDataPtr(), static_cast<int>(a.GetSize()));
 }
 
+namespace {
+
+// Receives a frame's payload of length bytes straight into the spare room of
+// a, behind what it holds; every receive is offered all the room there is, up
+// to the frame's end. The array grows only with what arrives, whatever the
+// count announces: a full block gains as much again as has arrived, at least
+// kFirstRoom, so it takes few receives and no second copy and is never much
+// more than twice what came.
+errstatus ReceivePayload(psockStream& s, dsXArray<char>& a, int length) {
+  unsigned int const start = a.GetSize();
+  unsigned int arrived = 0;
+  errstatus e = errOK;
+  while (length > 0) {
+    unsigned int const have = start + arrived;
+    unsigned int const left = static_cast<unsigned int>(length);
+    if (a.GetCapacity() == have) a.Resize(have + std::min(left, std::max(arrived, kFirstRoom)));
+    unsigned int const room = std::min(a.GetCapacity() - have, left);
+    // The size covers the room while it is offered; only what came is kept.
+    a.Resize(have + room);
+    int g = s.Read(a.GetDataPtr() + have, static_cast<int>(room), false);
+    if (g > 0) {
+      arrived += static_cast<unsigned int>(g);
+      length -= g;
+    }
+    e = g < 0 ? errFramedReceive : s.getErr();
+    if (e != errOK) break;
+  }
+  a.Resize(start + arrived);
+  return e;
+}
+
+}  // namespace
+
 errstatus Read(psockStream& s, dsXArray<char>& a) {
   char header[4];
   int const headerLength = static_cast<int>(bdtBase::Length(0, kPortable));
@@ -162,31 +193,7 @@ errstatus Read(psockStream& s, dsXArray<char>& a) {
 
   errstatus e = s.getErr();
   if (e != errOK) return e;
-  // The array grows only with what arrives, whatever the count announces. A
-  // payload is gathered in chunks; once a large one has proved itself, it is
-  // received straight into the array, offering each receive as much room as
-  // has arrived so far, so the array is never more than twice what came.
-  unsigned int const start = a.GetSize();
-  char chunk[kChunk];
-  while (length > 0) {
-    unsigned int arrived = a.GetSize() - start;
-    int g;
-    if (arrived < kDirectAfter) {
-      g = s.Read(chunk, std::min(kChunk, length), false);
-      if (g > 0) a.Append(static_cast<unsigned int>(g), chunk);
-    } else {
-      int room = std::min({length, kLargestReceive, static_cast<int>(arrived)});
-      unsigned int have = a.GetSize();
-      a.Resize(have + static_cast<unsigned int>(room));
-      g = s.Read(a.GetDataPtr() + have, room, false);
-      a.Resize(have + static_cast<unsigned int>(std::max(g, 0)));
-    }
-    if (g > 0) length -= g;
-    if (g < 0) return errFramedReceive;
-    e = s.getErr();
-    if (e != errOK) return e;
-  }
-  return e;
+  return ReceivePayload(s, a, length);
 }
 
 int ReadFromSocket(psockStream& s, void* p, int n) {

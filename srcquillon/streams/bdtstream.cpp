@@ -244,6 +244,19 @@ void bdtOStream::WriteNumber(T value) {
   sputn(bytes, sizeof(T));
 }
 
+// long and unsigned long have 4 bytes on the wire. A value that needs more
+// breaks the stream and leaves the buffer alone: it is never sent cut.
+template <class Wire, class T>
+bdtOStream& bdtOStream::WriteAs32Bits(T value) {
+  Wire const wire = static_cast<Wire>(value);
+  if (wire != value) {
+    setstate(4);
+  } else {
+    WriteNumber(wire);
+  }
+  return *this;
+}
+
 bdtOStream& bdtOStream::operator<<(char value) {
   sputn(&value, 1);
   return *this;
@@ -286,11 +299,11 @@ bdtOStream& bdtOStream::operator<<(unsigned int value) {
 }
 
 bdtOStream& bdtOStream::operator<<(long value) {
-  return *this << static_cast<int>(value);
+  return WriteAs32Bits<std::int32_t>(value);
 }
 
 bdtOStream& bdtOStream::operator<<(unsigned long value) {
-  return *this << static_cast<unsigned int>(value);
+  return WriteAs32Bits<std::uint32_t>(value);
 }
 
 bdtOStream& bdtOStream::operator<<(float value) {

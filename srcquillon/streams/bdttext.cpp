@@ -106,7 +106,9 @@ void bdtIStream::ReadCharacter(unsigned short& value) {
   wchar_t character;
   int const used = vek_mbtowc(&character, bytes.get(), static_cast<std::size_t>(n));
   if (used >= 0) value = static_cast<unsigned short>(character);
-  if (used != n) setstate(2);
+  // A character beyond 16 bits cannot be represented: like a short out of
+  // range, the target keeps the low bits and the state says so.
+  if (used != n || static_cast<std::uint32_t>(character) > 0xFFFF) setstate(2);
 }
 
 bdtIStream& bdtIStream::operator>>(dsString& value) {

@@ -1,75 +1,149 @@
 #include "prosync.h"
 
+namespace {
+
+// The calling thread's id, asked of tarnlet once per thread: a call into
+// another library on every operation would cost as much as the lock.
+VEK_FAST_THREAD_LOCAL std::uint32_t selfId = 0;
+
+std::uint32_t SelfId() {
+  if (selfId == 0) selfId = vekGetCurrentThreadId();
+  return selfId;
+}
+
+// The pseudo-handle that stands for the calling thread: one constant for all.
+void* CurrentThreadHandle() {
+  static void* const handle = vekGetCurrentThread();
+  return handle;
+}
+
+// While the process has one thread, no other thread can reach a lock word,
+// and plain loads and stores take and give it without a locked instruction.
+bool OnlyThread() { return *vekSingleThreaded != 0; }
+
+}  // namespace
+
 proMutex::proMutex() : ownerHandle(badThreadHandle), depth(0), valid(false) { Initialize(); }
 
 bool proMutex::Initialize() {
-  // Making the locks again over live ones would lose their holders.
+  // A second call would free a mutex that has an owner and waiters.
   if (valid) return true;
-  vekInitializeCriticalSection(&mainLock);
-  vekInitializeCriticalSection(&tryHandle);
-  contenders = 0;
+  lockWord.store(0, std::memory_order_relaxed);
   ownerId.store(noOwner, std::memory_order_relaxed);
   valid = true;
   return true;
 }
 
-proMutex::~proMutex() {
-  if (!valid) return;
-  vekDeleteCriticalSection(&mainLock);
-  vekDeleteCriticalSection(&tryHandle);
-  valid = false;
+proMutex::~proMutex() = default;
+
+bool proMutex::NestIfOwner(std::uint32_t self) {
+  if (ownerId.load(std::memory_order_relaxed) != self) return false;
+  ++depth;
+  return true;
+}
+
+void proMutex::BecomeOwner(std::uint32_t self) {
+  ownerHandle = CurrentThreadHandle();
+  ownerId.store(self, std::memory_order_relaxed);
+  depth = 1;
 }
 
 bool proMutex::Lock() {
   if (!valid) return false;
-  if (IsCurrentThreadOwner()) {
-    ++depth;
-    return true;
-  }
-  LockTryHandle();
-  ++contenders;
-  UnlockTryHandle();
-  vekEnterCriticalSection(&mainLock);
-  ownerHandle = vekGetCurrentThread();
-  ownerId.store(vekGetCurrentThreadId(), std::memory_order_relaxed);
-  depth = 1;
+  std::uint32_t const self = SelfId();
+  if (NestIfOwner(self)) return true;
+  std::uint32_t seen = 0;
+  if (!TakeFree(seen)) WaitForTurn(seen);
+  BecomeOwner(self);
   return true;
+}
+
+bool proMutex::TakeFree(std::uint32_t& seen) {
+  if (OnlyThread()) return TakeAlone(seen);
+  // Only the owned bit's old value is asked for: one locked bit-test-and-set.
+  if ((lockWord.fetch_or(owned, std::memory_order_acquire) & owned) == 0) return true;
+  seen = lockWord.load(std::memory_order_relaxed);
+  return false;
+}
+
+bool proMutex::TakeUnwanted(std::uint32_t& seen) {
+  if (OnlyThread()) return TakeAlone(seen);
+  seen = 0;
+  return lockWord.compare_exchange_strong(seen, owned, std::memory_order_acquire,
+                                          std::memory_order_relaxed);
+}
+
+bool proMutex::TakeAlone(std::uint32_t& seen) {
+  // Nobody else can own or wait: free is 0.
+  seen = lockWord.load(std::memory_order_relaxed);
+  if (seen != 0) return false;
+  lockWord.store(owned, std::memory_order_relaxed);
+  return true;
+}
+
+// Kept out of line: the paths that need no waiting stay short.
+[[gnu::noinline]] void proMutex::WaitForTurn(std::uint32_t seen) {
+  // A free mutex is taken at once, waiters or not; an owned one is waited
+  // for as a counted waiter, so that an Unlock wakes one and TryLock fails.
+  // A counted waiter that runs clears wakePending before it parks or takes
+  // the mutex, so the next Unlock wakes again.
+  bool counted = false;
+  for (;;) {
+    std::uint32_t next = seen;
+    if ((seen & owned) == 0) {
+      next = counted ? ((seen | owned) - oneWaiter) & ~wakePending : seen | owned;
+    } else if (!counted) {
+      next = seen + oneWaiter;
+    } else if ((seen & wakePending) != 0) {
+      next = seen & ~wakePending;
+    } else {
+      vekWaitOnAddress(&lockWord, seen, vekInfinite);
+      seen = lockWord.load(std::memory_order_relaxed);
+      continue;
+    }
+    if (!lockWord.compare_exchange_weak(seen, next, std::memory_order_acquire,
+                                        std::memory_order_relaxed)) {
+      continue;
+    }
+    if ((next & owned) != 0 && (seen & owned) == 0) return;
+    counted = true;
+    seen = next;
+  }
 }
 
 bool proMutex::TryLock() {
   if (!valid) return false;
-  if (IsCurrentThreadOwner()) {
-    ++depth;
-    return true;
-  }
-  LockTryHandle();
-  if (contenders != 0) {
-    UnlockTryHandle();
-    return false;
-  }
-  contenders = 1;
-  // Free: every other thread passes tryHandle before it contends.
-  vekEnterCriticalSection(&mainLock);
-  ownerHandle = vekGetCurrentThread();
-  ++depth;
-  ownerId.store(vekGetCurrentThreadId(), std::memory_order_relaxed);
-  UnlockTryHandle();
+  std::uint32_t const self = SelfId();
+  if (NestIfOwner(self)) return true;
+  std::uint32_t seen = 0;
+  if (!TakeUnwanted(seen)) return false;
+  BecomeOwner(self);
   return true;
 }
 
 bool proMutex::Unlock() {
   if (!valid) return false;
-  if (!IsCurrentThreadOwner()) return false;
+  if (ownerId.load(std::memory_order_relaxed) != SelfId()) return false;
   if (--depth != 0) return true;
-  // The owner fields are cleared while mainLock is held, and contenders falls
-  // only once it is free: a TryLock in between fails instead of blocking.
+  // The owner fields are cleared while the mutex is still owned.
   ownerHandle = badThreadHandle;
   ownerId.store(noOwner, std::memory_order_relaxed);
-  vekLeaveCriticalSection(&mainLock);
-  LockTryHandle();
-  --contenders;
-  UnlockTryHandle();
-  return true;
+  if (OnlyThread() && lockWord.load(std::memory_order_relaxed) == owned) {
+    lockWord.store(0, std::memory_order_relaxed);
+    return true;
+  }
+  // Gives up ownership and, when a waiter is counted and no wake is under
+  // way, marks one in the same step; the wake itself follows.
+  std::uint32_t seen = owned;
+  for (;;) {
+    bool const wake = seen >= oneWaiter && (seen & wakePending) == 0;
+    std::uint32_t const next = (seen - owned) | (wake ? wakePending : 0);
+    if (lockWord.compare_exchange_weak(seen, next, std::memory_order_release,
+                                       std::memory_order_relaxed)) {
+      if (wake) vekWakeByAddressSingle(&lockWord);
+      return true;
+    }
+  }
 }
 
 proSemaphoreBase::~proSemaphoreBase() = default;

@@ -39,9 +39,6 @@ extern int const kSocketLevel;
 extern int const kReuseAddressOption;
 // A UTF-8 locale of the C library, or null where it has none (msvcrt).
 extern char const* const kUtf8Locale;
-// True where the C locale takes every byte as the character of that value
-// (msvcrt); false where it takes ASCII alone and refuses other bytes (glibc).
-extern bool const kCLocaleIsLatin1;
 
 // --- The test program and its environment ----------------------------------
 
@@ -114,6 +111,9 @@ bool BrokenPipeSignalPending();
 
 // The number of open descriptors of this process (/proc/self/fd).
 int OpenDescriptorCount();
+// The resident memory of this process in bytes (/proc/self/statm); -1 when
+// it cannot be read.
+long ResidentBytes();
 // True once the process has left the process table (reaped, not a zombie).
 bool ProcessIsGone(std::uint32_t pid);
 // True while this process has a child, running or not reaped yet.

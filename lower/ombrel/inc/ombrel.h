@@ -4,6 +4,7 @@
 
 #include "ombmem.h"
 #include "ombtext.h"
+#include "ombutf8.h"
 #include "ombcrt.h"
 
 #endif

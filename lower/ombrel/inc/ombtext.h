@@ -7,6 +7,12 @@
 // kept. An incomplete character counts as one that cannot be converted. The
 // library never changes the locale itself.
 //
+// On POSIX hosts the C and POSIX locales, which the C library takes as ASCII,
+// are taken as UTF-8 (ombutf8.h) instead, as modern tools do: a program that
+// never sets its locale still handles non-ASCII text whole. Every other
+// locale is used as it is. In every locale the library runs in an ASCII
+// byte is a character of its own, with its own value as the wide character.
+//
 // The single-character forms keep no shift state between calls (they use a
 // fresh conversion state each time), so they may run on any thread at once;
 // with a null source or destination they report a stateless encoding (0).
@@ -20,6 +26,8 @@
 //   source, at most count stored; the terminator is stored if there is room.
 // - vek_wcstombs(destination, wide, limit): bytes produced from wide, at most
 //   limit stored; the terminator is stored if there is room.
+// - vek_mb_cur_max(): the longest character of the current locale in bytes,
+//   MB_CUR_MAX as the operations above see it (4 in the C locale).
 #ifndef OMBTEXT_H
 #define OMBTEXT_H
 
@@ -32,5 +40,6 @@ OMBREL_API int vek_mbtowc(wchar_t* destination, char const* source, std::size_t 
 OMBREL_API int vek_wctomb(char* destination, wchar_t character);
 OMBREL_API std::size_t vek_mbstowcs(wchar_t* destination, char const* source, std::size_t count);
 OMBREL_API std::size_t vek_wcstombs(char* destination, wchar_t const* wide, std::size_t limit);
+OMBREL_API int vek_mb_cur_max();
 
 #endif

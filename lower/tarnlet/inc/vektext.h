@@ -25,20 +25,24 @@
 //   one; every other character stands for itself. Case counts on POSIX hosts
 //   and does not on Windows, as with the file names of each.
 // - mbxWideToNeut(neutral, wide): the neutral form of wide text, which is
-//   UTF-8: at most 4 bytes a wide character, no zero byte but the terminator,
-//   and the same wide text back through mbxNeutToWide. Writes the bytes and the
-//   terminator into neutral, which must be writable and hold 4 * W + 1 bytes
-//   for W wide characters; returns the bytes written without the terminator.
-//   A 16-bit wchar_t host joins a surrogate pair into one 4-byte character;
-//   a lone surrogate takes 3 bytes of its own and comes back as it was. A value
-//   that is no character at all (above U+10FFFF, or negative) is written as
-//   U+FFFD.
+//   UTF-8 (ombutf8.h): at most 4 bytes a wide character, no zero byte but the
+//   terminator, and the same wide text back through mbxNeutToWide. Writes the
+//   bytes and the terminator into neutral, which must be writable and hold
+//   4 * W + 1 bytes for W wide characters; returns the bytes written without
+//   the terminator. A 16-bit wchar_t host joins a surrogate pair into one
+//   4-byte character. A wide value that is no character (a lone surrogate,
+//   anything above U+10FFFF, a negative value) has no neutral form: it is
+//   written as U+FFFD and the result is -1.
 // - mbxNeutToWide(neutral, wide): the wide form of neutral text, with its
 //   terminator, into wide, which must be writable and hold L + 1 places for L
 //   bytes of neutral text; returns the wide characters written without the
-//   terminator. Each byte that does not begin a well-formed character gives
-//   one U+FFFD. A 16-bit wchar_t host splits a character above U+FFFF into a
-//   surrogate pair.
+//   terminator. Text that is not well-formed UTF-8 (a stray trail byte, an
+//   overlong form, an encoded surrogate, a value above U+10FFFF, a character
+//   cut short) is malformed: each byte that begins no character gives one
+//   U+FFFD, and the result is -1. A 16-bit wchar_t host splits a character
+//   above U+FFFF into a surrogate pair.
+//   So one text has one neutral spelling, and the library's conversions refuse
+//   both kinds of text (-1) rather than let two texts become one.
 //   Both take their target as a pointer to const, as their interface has
 //   always declared it; the storage behind it must not be const.
 #ifndef VEKTEXT_H

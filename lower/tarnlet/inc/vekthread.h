@@ -1,11 +1,23 @@
-// tarnlet: critical sections, thread identity, counting semaphores, threads
+// tarnlet: parking on a word, thread identity, counting semaphores, threads
 // with a waitable handle, and the event that waits on such a handle.
 //
 // Contract:
-// - vekCriticalSection is a non-recursive lock of a size fixed in
-//   vekplatform.h, so that it can live inside an object without a heap block.
-//   Initialize before use, Delete once after the last use; Enter blocks until
-//   the caller holds it, Leave is called only by the holder.
+// - vekWaitOnAddress(word, expected, msec) parks the calling thread while
+//   *word holds `expected`. It returns true at once when the word holds
+//   another value, and otherwise when a wake reaches it or spuriously; false
+//   once msec milliseconds have passed (-1: no limit). Callers re-check their
+//   condition after every return. vekWakeByAddressSingle(word) wakes at most
+//   one thread parked on the word; a wake reaches only threads parked at
+//   that moment, so a waker changes the word before it wakes. Words are
+//   matched by address within one process. The wait is not a cancellation
+//   point. Both have C linkage (the Windows calls WaitOnAddress and
+//   WakeByAddressSingle keep the same contract).
+// - vekSingleThreaded points to a byte that is not zero while the process
+//   has had one thread only. It turns zero for good before a second thread
+//   starts, so that one thread may read it without ordering: while it reads
+//   non-zero, no other thread can reach shared data, and plain loads and
+//   stores may stand in for atomic read-modify-write steps. It is always
+//   zero where the system does not keep such a flag.
 // - vekGetCurrentThread() is a pseudo-handle that stands for the calling
 //   thread: the same constant in every thread, meaningful only to its caller.
 //   vekGetCurrentThreadId() is the calling thread's id as the system knows it
@@ -22,12 +34,16 @@
 //   at once, with the default stack, and returns the thread's handle, or null
 //   (last error recorded) when no thread could be made. The handle becomes
 //   signalled when start returns; start's result is the thread's exit code.
+//   The system's resources of a thread go when it ends, whether its handle
+//   is open or not: an open handle of an ended thread is a small record that
+//   holds the exit code, nothing more.
 // - vekTerminateThread(handle, code) asks the thread to end at its next
 //   cancellation point (a wait, a sleep, a blocking read or write): the
 //   thread does not stop at once, and nothing it is doing is cleaned up
 //   beyond the destructors run by the unwinding (so a cancellation point
 //   reached inside a noexcept function ends the process). Its exit code is
-//   then `code`. It fails on a handle that is not a thread handle.
+//   then `code`. It fails on a handle that is not a thread handle, and
+//   succeeds, changing nothing, on a thread that has already ended.
 // - vekCloseHandle releases a thread or semaphore handle. The thread itself
 //   goes on; its resources go once it has ended and nothing refers to it.
 // - StrictThread_Launch(func, argument, done) is vek_beginthreadex for an int
@@ -41,23 +57,26 @@
 //   semaphore handle (moSemaphore); it holds its own reference, so the handle
 //   may be released before the event. A wait that sees the thread ended also
 //   sees everything the thread did before it ended. Waiting on a semaphore
-//   takes no unit. A handle of another type gives an event that never fires.
+//   takes no unit. A handle of another type gives an event that never fires,
+//   and so does a thread event for which the system had no waitable object
+//   left (no descriptor free); a thread event holds that object while it
+//   lives, and a wait on the handle itself only while it waits.
 #ifndef VEKTHREAD_H
 #define VEKTHREAD_H
 
 #include "vekplatform.h"
 #include "vekevent.h"
 
+#include <atomic>
 #include <cstdint>
 
-struct vekCriticalSection {
-  alignas(16) unsigned char opaque[VEK_CRITICAL_SECTION_BYTES];
-};
+extern "C" {
+TARNLET_API bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t expected,
+                                  int msec);
+TARNLET_API void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word);
+}
 
-TARNLET_API void vekInitializeCriticalSection(vekCriticalSection* section);
-TARNLET_API void vekDeleteCriticalSection(vekCriticalSection* section);
-TARNLET_API void vekEnterCriticalSection(vekCriticalSection* section);
-TARNLET_API void vekLeaveCriticalSection(vekCriticalSection* section);
+extern TARNLET_API char const* const vekSingleThreaded;
 
 TARNLET_API void* vekGetCurrentThread();
 TARNLET_API std::uint32_t vekGetCurrentThreadId();

@@ -33,7 +33,6 @@ int const kExitAfterInterrupt = 128 + SIGINT;
 int const kSocketLevel = SOL_SOCKET;
 int const kReuseAddressOption = SO_REUSEADDR;
 char const* const kUtf8Locale = "C.UTF-8";
-bool const kCLocaleIsLatin1 = false;
 
 std::string TempFolder() {
   char const* base = std::getenv("TMPDIR");
@@ -188,6 +187,13 @@ int OpenDescriptorCount() {
   std::error_code failed;
   std::filesystem::directory_iterator entries("/proc/self/fd", failed);
   return failed ? -1 : static_cast<int>(std::distance(entries, {}));
+}
+
+long ResidentBytes() {
+  std::ifstream statm("/proc/self/statm");
+  long pages = 0;
+  if (!(statm >> pages >> pages)) return -1;
+  return pages * sysconf(_SC_PAGESIZE);
 }
 
 // A zombie keeps its /proc entry until it is reaped.

@@ -30,7 +30,6 @@ int const kExitAfterInterrupt = static_cast<int>(STATUS_CONTROL_C_EXIT);
 int const kSocketLevel = SOL_SOCKET;
 int const kReuseAddressOption = SO_REUSEADDR;
 char const* const kUtf8Locale = nullptr;
-bool const kCLocaleIsLatin1 = true;
 
 std::string TempFolder() {
   char buffer[MAX_PATH + 1];
@@ -194,6 +193,7 @@ bool Flag::Raise() { return SetEvent(reinterpret_cast<HANDLE>(handles[0])) != 0;
 // POSIX by nature: nothing of the kind here.
 
 int OpenDescriptorCount() { return -1; }
+long ResidentBytes() { return -1; }
 bool ProcessIsGone(std::uint32_t) { return false; }
 bool AnyChildLeft() { return false; }
 int OpenInheritableDescriptor(std::string const&) { return -1; }
