@@ -66,16 +66,25 @@ TEST(FrameStopDeathTest, WritesMessageFileAndLineThenAborts) {
   EXPECT_DEATH(vekAlloc(~std::size_t{0} / 2), "out of memory");
 }
 
-// An event class written the way every event class of the library is.
-struct FlagRaised : vekBaseEvent {
-  explicit FlagRaised(qtest::host::Flag const& flag) : handle(flag.WaitHandle()) {}
-  vekWaitObject GetWaitObject() const override { return {handle, false}; }
-  std::intptr_t handle;
+// Something a wait can block on: not signalled until Raise, signalled for
+// good after (a semaphore of one unit, which a wait on its event never takes).
+class Flag {
+ public:
+  Flag() : semaphore(uCreateSemaphore(nullptr, 0, 1, nullptr)) {}
+  ~Flag() { vekCloseHandle(semaphore); }
+  Flag(Flag const&) = delete;
+  Flag& operator=(Flag const&) = delete;
+  bool Raise() { return vekReleaseSemaphore(semaphore, 1, nullptr); }
+  void* Handle() const { return semaphore; }
+
+ private:
+  void* semaphore;
 };
 
+// An event class written the way every event class of the library is.
 template <int Tag>
 struct TestEvent : vekEvent {
-  explicit TestEvent(qtest::host::Flag const& flag) : vekEvent(new FlagRaised(flag)) {}
+  explicit TestEvent(Flag const& flag) : vekEvent(new vekMOEvent(flag.Handle(), vekMOEvent::moSemaphore)) {}
   int GetKind() override { return kind; }
   static int const kind;
 };
@@ -83,7 +92,7 @@ template <int Tag>
 int const TestEvent<Tag>::kind = vekEvent::AllocEventKind();
 
 TEST(FrameEvents, KindsAreDistinctAndWaitsBlockUntilSignalled) {
-  qtest::host::Flag idle, busy;
+  Flag idle, busy;
   TestEvent<1> quiet(idle), ready(busy);
   TestEvent<2> other(idle);
   EXPECT_NE(quiet.GetKind(), other.GetKind());  // each class has a kind of its own

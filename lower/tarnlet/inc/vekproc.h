@@ -73,10 +73,12 @@ class TARNLET_API vekPROCESSEvent : public vekBaseEvent {
  public:
   explicit vekPROCESSEvent(void* process);
   ~vekPROCESSEvent() override;
-  vekWaitObject GetWaitObject() const override;
+  void PrepareWait(vekWaitSet& wait) const override;
 
  private:
-  std::intptr_t handle;
+  // The platform's own handle on the process's end (POSIX: a pidfd of its
+  // own; Windows: a duplicate of the process HANDLE), or VEK_INVALID_HANDLE.
+  void* handle;
 };
 
 // The Windows rules: blanks (space, tab) separate arguments; double quotes

@@ -50,7 +50,7 @@ class TARNLET_API vekSelectEvent : public vekBaseEvent {
   enum Type { Readable, Writable };
 
   vekSelectEvent(unsigned long long sock, Type type);
-  vekWaitObject GetWaitObject() const override;
+  void PrepareWait(vekWaitSet& wait) const override;
 
  private:
   unsigned long long sock;

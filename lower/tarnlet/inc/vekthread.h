@@ -111,7 +111,7 @@ class TARNLET_API vekMOEvent : public vekBaseEvent {
 
   vekMOEvent(void* handle, Type type);
   ~vekMOEvent() override;
-  vekWaitObject GetWaitObject() const override;
+  void PrepareWait(vekWaitSet& wait) const override;
   void OnWaitSatisfied() const override;
 
  private:

@@ -14,6 +14,7 @@
 #include "ombmem.h"
 #include "vekfile.h"
 #include "vekpipe.h"
+#include "waitset.h"
 
 namespace {
 
@@ -112,13 +113,16 @@ bool vekPipeClose(void* handle) {
 
 namespace {
 
+// Readable while data waits, and once the writer has gone.
 class PipeReadable : public vekBaseEvent {
  public:
-  explicit PipeReadable(void* handle) : fd(vekDescriptorOf(handle)) {}
-  vekWaitObject GetWaitObject() const override { return vekWaitObject{fd, false}; }
+  explicit PipeReadable(void* handle) : handle(handle) {}
+  void PrepareWait(vekWaitSet& wait) const override {
+    if (handle != VEK_INVALID_HANDLE) wait.Watch(vekDescriptorOf(handle), false);
+  }
 
  private:
-  int fd;
+  void* handle;
 };
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "ombmem.h"
 #include "pollwait.h"
 #include "vekproc.h"
+#include "waitset.h"
 
 extern char** environ;
 
@@ -251,16 +252,20 @@ void Process_Free(void* process) {
   delete record;
 }
 
-vekPROCESSEvent::vekPROCESSEvent(void* process) : handle(-1) {
+vekPROCESSEvent::vekPROCESSEvent(void* process) : handle(VEK_INVALID_HANDLE) {
   ProcessRecord* record = recordOf(process);
-  if (record != nullptr) handle = ::fcntl(record->pidfd, F_DUPFD_CLOEXEC, 0);
+  if (record == nullptr) return;
+  int const own = ::fcntl(record->pidfd, F_DUPFD_CLOEXEC, 0);
+  if (own >= 0) handle = vekHandleOf(own);
 }
 
 vekPROCESSEvent::~vekPROCESSEvent() {
-  if (handle >= 0) ::close(static_cast<int>(handle));
+  if (handle != VEK_INVALID_HANDLE) ::close(vekDescriptorOf(handle));
 }
 
-vekWaitObject vekPROCESSEvent::GetWaitObject() const { return vekWaitObject{handle, false}; }
+void vekPROCESSEvent::PrepareWait(vekWaitSet& wait) const {
+  if (handle != VEK_INVALID_HANDLE) wait.Watch(vekDescriptorOf(handle), false);
+}
 
 #if defined(__GLIBCXX__)
 namespace {

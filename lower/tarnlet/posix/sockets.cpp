@@ -9,10 +9,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include "lookup.h"
 #include "ombmem.h"
+#include "waitset.h"
 
 void fds_zero(fd_set& set) { FD_ZERO(&set); }
 
@@ -86,9 +88,7 @@ int vek_get_nodenameinfo(sockaddr const* address, int length, char* host, int ho
 
 vekSelectEvent::vekSelectEvent(unsigned long long sock, Type type) : sock(sock), type(type) {}
 
-vekWaitObject vekSelectEvent::GetWaitObject() const {
-  std::intptr_t fd = sock < static_cast<unsigned long long>(INTPTR_MAX)
-                         ? static_cast<std::intptr_t>(sock)
-                         : -1;
-  return vekWaitObject{fd, type == Writable};
+void vekSelectEvent::PrepareWait(vekWaitSet& wait) const {
+  // A handle that no descriptor can be leaves the event without an object.
+  if (sock <= static_cast<unsigned long long>(INT_MAX)) wait.Watch(static_cast<int>(sock), type == Writable);
 }
