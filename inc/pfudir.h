@@ -13,7 +13,7 @@
 #include "pfupath.h"
 #include "vekfile.h"
 
-QUILLON_ARRAY_INSTANCES(extern, pfuDirPath*)
+QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, pfuDirPath*)
 
 class QUILLON_API pfuDir {
  public:

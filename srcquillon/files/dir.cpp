@@ -8,7 +8,7 @@
 #include "ombmem.h"
 #include "vektext.h"
 
-QUILLON_ARRAY_INSTANCES(, pfuDirPath*)
+QUILLON_ARRAY_INSTANCES(, , pfuDirPath*)
 
 namespace {
 

@@ -71,8 +71,9 @@ static_assert(FD_SETSIZE == 1024,
 #  define QUILLON_API VEK_IMPORT
 #endif
 
-// Marks an explicit template instantiation of quillon (declaration and
-// definition). On ELF the visible class template already exports it.
+// Marks the declaration of an explicit template instantiation of quillon
+// (the definition goes without it). On ELF the visible class template
+// already exports it.
 #if VEK_INSTANCE_EXPORTS
 #  define QUILLON_INSTANCE_API QUILLON_API
 #else
