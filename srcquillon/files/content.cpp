@@ -12,9 +12,9 @@
 
 namespace {
 
-// Finds a run of bytes, zero bytes included. A short run: memchr to each
-// place where its first byte stands, memcmp for the rest there, which beats
-// the C library's memmem on text and costs at most one short compare per
+// Finds a run of bytes, zero bytes included, with the C library's portable
+// calls only. A short run: memchr to each place where its first byte stands,
+// memcmp for the rest there, fast on text and at most one short compare per
 // byte. A longer run: Boyer-Moore, whose work stays linear in the bytes
 // searched whatever they hold.
 class ByteSearch {
