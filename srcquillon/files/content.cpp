@@ -3,7 +3,6 @@
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <optional>
 
 #include "fsshared.h"
 #include "ombhandle.h"
@@ -20,7 +19,7 @@ namespace {
 class ByteSearch {
  public:
   ByteSearch(char const* needle, std::size_t length) : needle(needle), length(length) {
-    if (length > kShortRun) longRun.emplace(needle, needle + length);
+    if (length > kShortRun) longRun = std::make_unique<LongRunSearch>(needle, needle + length);
   }
 
   // The first place of the run in [from, to), or null.
@@ -40,10 +39,11 @@ class ByteSearch {
   }
 
  private:
+  using LongRunSearch = std::boyer_moore_searcher<char const*>;
   static constexpr std::size_t kShortRun = 64;
   char const* needle;
   std::size_t length;
-  std::optional<std::boyer_moore_searcher<char const*>> longRun;
+  std::unique_ptr<LongRunSearch> longRun;  // for a long run only
 };
 
 // Large reads and writes in place of the byte-at-a-time calls: the results
