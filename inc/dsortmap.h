@@ -1,18 +1,21 @@
-// quillon collections: sorted maps.
-//
-// A sorted map keeps its entries (key and value) in one growing array, in
-// strictly ascending key order, and finds them by bisection: no tree nodes,
-// no hashing. A lookup costs O(log n) calls of Compare; an insertion or a
-// removal shifts the tail of the array with one memmove. The entries array
-// grows in steps of 16 entries and never shrinks.
-//
-// Keys are small values that belong to somebody else: a pointer, or a string
-// that the caller keeps alive and unchanged while it is in the map (the order
-// is fixed at insertion and never restored). Values are plain data too; the
-// map deletes nothing, neither keys nor values.
-//
-// Nothing tests an index. operator[] with a key that is not in the map stops
-// the process; Contains and Find are the tests a caller has.
+/// \file
+/// quillon collections: sorted maps.
+///
+/// A sorted map keeps its entries (key and value) in one growing array, in
+/// strictly ascending key order, and finds them by bisection: no tree nodes,
+/// no hashing. A lookup costs O(log n) calls of Compare; an insertion or a
+/// removal shifts the tail of the array with one memmove. The entries array
+/// grows in steps of 16 entries and never shrinks.
+///
+/// Keys are small values that belong to somebody else: a pointer, or a string
+/// that the caller keeps alive and unchanged while it is in the map (the order
+/// is fixed at insertion and never restored). Values are plain data too; the
+/// map deletes nothing, neither keys nor values.
+///
+/// Nothing tests an index. operator[] with a key that is not in the map stops
+/// the process (vekAbort with "dsSortedMap::operator [] failed", file
+/// "inc/dsortmap"); Contains and Find are the tests a caller has. A map has
+/// no lock: one thread at a time, or the caller's own lock.
 #ifndef DSORTMAP_H
 #define DSORTMAP_H
 
@@ -24,88 +27,112 @@
 
 #include "dsdatcol.h"
 
-// One entry of a sorted map: plain data, moved as bytes like any element.
+/// One entry of a sorted map: plain data, moved as bytes like any element.
+/// A plain value.
 template <class V, class K>
 struct VEK_TEMPLATE_VISIBLE dsSortedMapEntry {
-  K key;
-  V value;
+  K key;    ///< The key, as the map's CopyKey gave it.
+  V value;  ///< The value.
 
-  // Stores key and has collection copy the one value.
+  /// Stores key and has collection copy the one value.
   dsSortedMapEntry(K key, V const& value, dsDataCollection<V>& collection);
 };
 
-// Walks the values of a map in ascending key order.
+/// Walks the values of a map in ascending key order, through an iterator of
+/// its entries array. Like that iterator it asks the array afresh at every
+/// step; the map must outlive it. One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsSortedMapIter : public dsBaseIter<V> {
  public:
-  // Takes iter over; it is deleted with this object.
+  /// Takes iter over; it is deleted with this object.
   explicit dsSortedMapIter(dsBaseIter<dsSortedMapEntry<V, K>>* iter);
+  ///@{
+  /// Not copyable: the copy is Reproduce.
   dsSortedMapIter(dsSortedMapIter const&) = delete;
   dsSortedMapIter& operator=(dsSortedMapIter const&) = delete;
-  ~dsSortedMapIter() override;
+  ///@}
+  ~dsSortedMapIter() override;  ///< Deletes the inner iterator.
 
-  // A new iterator at the same place, independent of this one; null if an
-  // allocation fails.
+  /// A new iterator at the same place, independent of this one: a heap
+  /// object the caller deletes, or null if an allocation fails.
   dsBaseIter<V>* Reproduce() override;
   void SetAtFirst() override;
   bool Finished() const override;
   void MoveToNext() override;
   V& Current() const override;
 
-  // A new iterator that takes inner over; null, with inner deleted, if inner
-  // is null or an allocation fails.
+  /// A new iterator that takes inner over: a heap object the caller deletes;
+  /// null, with inner deleted, if inner is null or an allocation fails.
   static dsBaseIter<V>* Wrap(dsBaseIter<dsSortedMapEntry<V, K>>* inner);
 
  private:
   dsBaseIter<dsSortedMapEntry<V, K>>* iter;
 };
 
-// The map itself, for any key order: subclasses give Compare.
+/// The map itself, for any key order: subclasses give Compare. A is the
+/// entries array, a dsXArray of dsSortedMapEntry<V, K>.
+/// One thread at a time, or the caller's own lock.
 template <class A, class V, class K>
 class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
  public:
-  dsBaseSortedMap();  // empty; allocates nothing
+  dsBaseSortedMap();  ///< Empty; allocates nothing.
+  ///@{
+  /// Not copyable: copying would share or duplicate keys that the map does
+  /// not own.
   dsBaseSortedMap(dsBaseSortedMap const&) = delete;
   dsBaseSortedMap& operator=(dsBaseSortedMap const&) = delete;
-  // Releases the entries block only.
+  ///@}
+  /// Releases the entries block only.
   ~dsBaseSortedMap() override {}
 
-  // The value of key, writable, good until the map next changes. Stops the
-  // process if key is not in the map; never inserts.
+  /// The value of key, writable, good until the map next changes. Stops the
+  /// process if key is not in the map; never inserts.
   V& operator[](K key) const override;
-  bool Contains(K key) const override;
-  // False, changing nothing, if key is present: Add never overwrites.
+  bool Contains(K key) const override;  ///< True if key is in the map.
+  /// Adds an entry in its place, through CopyKey and CopyElems.
+  /// \return false, changing nothing, if key is present: Add never
+  ///         overwrites; true when added.
   bool Add(K key, V const& value) override;
+  /// Takes the entry of key out (FreeKey first); the block stays.
+  /// \return false, changing nothing, if key is absent.
   bool Remove(K key) override;
-  // False, leaving value alone, if key is absent.
+  /// Copies the value of key into value.
+  /// \return false, leaving value alone, if key is absent.
   bool Find(K key, V& value) const override;
-  // Empties the map; the block stays. Keys are not released.
+  /// Empties the map; the block stays. Keys are not released.
   virtual void Clear();
 
-  // A new iterator over the values in key order; the caller deletes it. Null
-  // if an allocation fails.
+  /// A new iterator over the values in key order: a heap object the caller
+  /// deletes, or null if an allocation fails.
   dsBaseIter<V>* GetIter() const override;
-  unsigned int GetSize() const override;
+  unsigned int GetSize() const override;  ///< The number of entries.
 
-  // True and the entry's position if key is present; otherwise false and the
-  // position at which it belongs (every entry before it is below key). On a
-  // map of the library's own orders (exactly a dsScalarMap or a
-  // dsNonOwnerStringMap) the search runs without a virtual call per step; a
-  // map whose class may have replaced Compare searches through Compare.
+  /// Finds the place of key. On a map of the library's own orders (exactly a
+  /// dsScalarMap or a dsNonOwnerStringMap) the search runs without a virtual
+  /// call per step; a map whose class may have replaced Compare searches
+  /// through Compare.
+  /// \return true, with the entry's position in index, if key is present;
+  ///         otherwise false, with the position at which it belongs (every
+  ///         entry before it is below key).
   bool FindIndex(K key, unsigned int& index) const;
-  V& GetByIndex(unsigned int index) const;  // in key order; no test
-  void RemoveByIndex(unsigned int index);   // no test
+  /// The value at index, in key order; no test. A reference into the map,
+  /// good until it next changes.
+  V& GetByIndex(unsigned int index) const;
+  /// Takes the entry at index out (FreeKey first); no test.
+  void RemoveByIndex(unsigned int index);
 
  protected:
-  // Negative, 0 or positive as first is below, equal to or above second.
+  /// Negative, 0 or positive as first is below, equal to or above second.
   virtual int Compare(K first, K second) const = 0;
-  // Where a map that owned its keys would copy and release them. CopyKey runs
-  // once per added entry, FreeKey once per entry that Remove or RemoveByIndex
-  // takes out; Clear and the destructor release no key.
+  /// Where a map that owned its keys would copy them: runs once per added
+  /// entry, and what it returns is stored. Here it returns key.
   virtual K CopyKey(K key) const;
+  /// Where a map that owned its keys would release them: runs once per entry
+  /// that Remove or RemoveByIndex takes out; Clear and the destructor release
+  /// no key. Here it does nothing.
   virtual void FreeKey(K key) const;
 
-  // The map's storage: shrink false, grain 16.
+  /// The map's storage: shrink false, grain 16.
   A entries;
 
  private:
@@ -131,36 +158,41 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
   bool LowerBound(K key, unsigned int& index, Below below) const;
 };
 
-// Keys that are scalars (integers, pointers), ordered as unsigned numbers;
-// pointers by address.
+/// Keys that are scalars (integers, pointers), ordered as unsigned numbers;
+/// pointers by address, so -1 sorts above every positive number.
+/// One thread at a time.
 template <class A, class V, class K>
 class VEK_TEMPLATE_VISIBLE dsBaseScalarMap : public dsBaseSortedMap<A, V, K> {
  public:
-  // The number by which a key is ordered.
+  /// The number by which a key is ordered: a pointer's address, an integer
+  /// converted to its unsigned type.
   static auto Unsigned(K key);
 
  protected:
+  /// -1, 0 or 1 by Unsigned.
   int Compare(K first, K second) const override;
 };
 
+/// A sorted map with scalar keys (integers, pointers), in unsigned order.
+/// One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsScalarMap
     : public dsBaseScalarMap<dsXArray<dsSortedMapEntry<V, K>>, V, K> {};
 
-// A map whose order the subclass gives.
+/// A map whose order the subclass gives. One thread at a time.
 template <class V, class K>
 class VEK_TEMPLATE_VISIBLE dsSortedMap
     : public dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K> {};
 
-// Keys are texts that the map does not own: it stores the pointer only, and
-// the text must outlive the entry unchanged. Order is plain byte order
-// (bytes as unsigned values, not the locale's order); a null key sorts before
-// every text, the empty one included. Two pointers to equal texts are the
-// same key.
+/// Keys are texts that the map does not own: it stores the pointer only, and
+/// the text must outlive the entry unchanged. Order is plain byte order
+/// (bytes as unsigned values, not the locale's order); a null key sorts before
+/// every text, the empty one included. Two pointers to equal texts are the
+/// same key. One thread at a time.
 template <class V>
 class VEK_TEMPLATE_VISIBLE dsNonOwnerStringMap : public dsSortedMap<V, char const*> {
  protected:
-  // -1, 0 or 1.
+  /// -1, 0 or 1.
   int Compare(char const* first, char const* second) const override;
 };
 
@@ -413,8 +445,11 @@ int dsNonOwnerStringMap<V>::Compare(char const* first, char const* second) const
 class QUILLON_API pmManageTask;
 class QUILLON_API dsStringCell;
 
+/// A comma that a macro argument can carry.
 #define QUILLON_COMMA ,
-// Declared and defined as the array instances are (dsdatcol.h).
+/// Declares or defines the instantiations of the sorted-map classes for V
+/// and K that the library exports, as QUILLON_ARRAY_INSTANCES does for
+/// arrays (the export attribute on the declarations only).
 #define QUILLON_SORTED_MAP_INSTANCES(EXTERN, API, V, K)                         \
   EXTERN template class API dsDataCollection<V>;                                \
   EXTERN template class API dsBaseIter<V>;                                      \

@@ -1,10 +1,14 @@
-// quillon: locks and semaphores for callers.
-//
-// proMutex is a recursive lock that knows its owner: the owner may take it
-// again (each Lock or TryLock is one level, each Unlock gives one back), only
-// the owner can give it up, and TryLock never waits for another thread, not
-// even for one that is only waiting in Lock. proSimpleSem is a pool of units
-// that starts full.
+/// \file
+/// quillon: locks and semaphores for callers.
+///
+/// proMutex is a recursive lock that knows its owner: the owner may take it
+/// again (each Lock or TryLock is one level, each Unlock gives one back), only
+/// the owner can give it up, and TryLock never waits for another thread, not
+/// even for one that is only waiting in Lock. proSimpleSem is a pool of units
+/// that starts full.
+///
+/// These two are made for several threads: any number of threads may call
+/// one object at once, from its construction until its destruction begins.
 #ifndef PROSYNC_H
 #define PROSYNC_H
 
@@ -14,23 +18,31 @@
 #include <atomic>
 #include <cstdint>
 
+/// A recursive lock that knows its owner, for several threads.
 class QUILLON_API proMutex {
  public:
-  proMutex();
+  proMutex();  ///< A free mutex.
+  ///@{
+  /// Not copyable: threads meet on one object.
   proMutex(proMutex const&) = delete;
   proMutex& operator=(proMutex const&) = delete;
-  // Destroying a mutex that is owned or waited for is the caller's error.
+  ///@}
+  /// Destroying a mutex that is owned or waited for is the caller's error.
   ~proMutex();
 
-  // Sets up a free mutex, as the constructor does. On a valid mutex it does
-  // nothing: the owner and the waiters stay. Always true.
+  /// Sets up a free mutex, as the constructor does. On a valid mutex it does
+  /// nothing: the owner and the waiters stay. Always true.
   bool Initialize();
-  // Blocks until the calling thread owns the mutex; false only if not valid.
+  /// Blocks, without limit, until the calling thread owns the mutex; the
+  /// owner takes one more level at once. \return false only if not valid.
   bool Lock();
-  // True if the calling thread now owns the mutex; never waits. Refused
-  // while another thread owns the mutex or waits in Lock for it.
+  /// True if the calling thread now owns the mutex (one more level for the
+  /// owner); never waits. Refused while another thread owns the mutex or
+  /// waits in Lock for it.
   bool TryLock();
-  // Gives up one level; false if not valid or the caller is not the owner.
+  /// Gives up one level; the last one frees the mutex and wakes one waiter.
+  /// \return false, changing nothing, if not valid or the caller is not the
+  ///         owner.
   bool Unlock();
 
  private:
@@ -66,28 +78,42 @@ class QUILLON_API proMutex {
   std::atomic<std::uint32_t> ownerId;
 };
 
+/// The face of a semaphore: a pool of units.
+/// A semaphore is for several threads at once.
 class QUILLON_API proSemaphoreBase {
  public:
   proSemaphoreBase() = default;
   virtual ~proSemaphoreBase();
+  /// Gives one unit back. \return true when it went back.
   virtual bool Increment() = 0;
+  /// Takes one unit. \return true when it was taken.
   virtual bool Decrement() = 0;
 };
 
+/// A semaphore: a pool of units that starts full, for several threads.
 class QUILLON_API proSimpleSem : public proSemaphoreBase {
  public:
-  // A pool of `count` units, all free. A count of 0 gives no semaphore:
-  // Increment and Decrement then fail.
+  /// A pool of `count` units, all free. A count of 0 gives no semaphore:
+  /// Increment and Decrement then fail.
   explicit proSimpleSem(unsigned int count);
+  ///@{
+  /// Not copyable: threads meet on one object.
   proSimpleSem(proSimpleSem const&) = delete;
   proSimpleSem& operator=(proSimpleSem const&) = delete;
+  ///@}
+  /// Releases the semaphore; a thread still waiting in Decrement is the
+  /// caller's error.
   ~proSimpleSem() override;
 
-  // Gives one unit back; false when the pool is already full.
+  /// Gives one unit back; false when the pool is already full (or there is
+  /// no semaphore).
   bool Increment() override;
-  // Takes one unit, waiting without limit for one to be free.
+  /// Takes one unit, waiting without limit for one to be free; false only
+  /// when the wait fails (no semaphore).
   bool Decrement() override;
-  // For callers that wait on it together with other objects (vekMOEvent).
+  /// The semaphore's handle, owned by the object: for callers that wait on
+  /// it together with other objects (vekMOEvent). Null when there is no
+  /// semaphore.
   void* GetHandle() const { return handle; }
 
  private:

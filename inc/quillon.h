@@ -1,4 +1,5 @@
-// quillon: the whole public interface in one include.
+/// \file
+/// quillon: the whole public interface in one include.
 #ifndef QUILLON_H
 #define QUILLON_H
 

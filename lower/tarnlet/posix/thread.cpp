@@ -127,7 +127,45 @@ struct ThreadRecord : Record {
   WordLock guard;
   int endFd = -1;      // under `guard`: an eventfd while endFdUsers > 0
   int endFdUsers = 0;  // under `guard`: events and waits that poll endFd
+  ThreadRecord* livePrevious = nullptr;  // in the list of live records
+  ThreadRecord* liveNext = nullptr;
 };
+
+// Every thread record that is still alive. A task may keep its handle until
+// the process ends; the list keeps such records held by the library, not
+// lost (as a leak checker would otherwise report them).
+class LiveThreadRecords {
+ public:
+  void Add(ThreadRecord* record) {
+    guard.Lock();
+    record->liveNext = first;
+    if (first != nullptr) first->livePrevious = record;
+    first = record;
+    guard.Unlock();
+  }
+
+  void Remove(ThreadRecord* record) {
+    guard.Lock();
+    if (record->livePrevious != nullptr) {
+      record->livePrevious->liveNext = record->liveNext;
+    } else {
+      first = record->liveNext;
+    }
+    if (record->liveNext != nullptr) record->liveNext->livePrevious = record->livePrevious;
+    guard.Unlock();
+  }
+
+ private:
+  WordLock guard;
+  ThreadRecord* first = nullptr;
+};
+
+LiveThreadRecords liveThreadRecords;
+
+void DeleteThreadRecord(ThreadRecord* record) {
+  liveThreadRecords.Remove(record);
+  delete record;
+}
 
 struct SemaphoreRecord : Record {
   SemaphoreRecord(int fd, std::int32_t initial, std::int32_t maximum)
@@ -166,7 +204,7 @@ SemaphoreRecord* SemaphoreOf(void* handle) {
 
 void Delete(Record* record) {
   if (record->kind == RecordKind::thread) {
-    delete static_cast<ThreadRecord*>(record);
+    DeleteThreadRecord(static_cast<ThreadRecord*>(record));
   } else {
     delete static_cast<SemaphoreRecord*>(record);
   }
@@ -191,7 +229,7 @@ void ReleaseOnOwnThread(ThreadRecord* record, bool returned) {
   // for a race with the other holders' last atomic steps, which it cannot
   // order on this thread. Its builds keep the block.
   if (sanitizingThreads && !returned) return;
-  delete record;
+  DeleteThreadRecord(record);
 }
 
 void FailWith(int code) { vekSetLastError(code); }
@@ -315,9 +353,10 @@ ThreadRecord* Launch(unsigned int (*start)(void*), int (*func)(void*), void (*do
   record->func = func;
   record->done = done;
   record->argument = argument;
+  liveThreadRecords.Add(record);
   int rc = ::pthread_create(&record->thread, nullptr, RunThread, record);
   if (rc != 0) {
-    delete record;
+    DeleteThreadRecord(record);
     FailWith(rc);
     return nullptr;
   }
