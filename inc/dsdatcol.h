@@ -115,7 +115,7 @@ struct dsXACtrl {
   unsigned int grain;  ///< Capacity is a multiple of this; 0: the element type's default.
 
   /// The settings; note the order, grain first.
-  dsXACtrl(unsigned int grain, bool shrink) : shrink(shrink), grain(grain) {}
+  dsXACtrl(unsigned int grainSize, bool shrinks) : shrink(shrinks), grain(grainSize) {}
 };
 
 /// The growing array: capacity in whole grains, by default the number of
@@ -285,8 +285,8 @@ T& dsStraightArray<T>::operator[](unsigned int index) const {
 }
 
 template <class T>
-dsXArray<T>::dsXArray(dsXACtrl const* control) : control(0, false) {
-  Init(control);
+dsXArray<T>::dsXArray(dsXACtrl const* settings) : control(0, false) {
+  Init(settings);
 }
 
 template <class T>
@@ -366,7 +366,7 @@ void dsXArray<T>::Clear() {
 }
 
 template <class T>
-dsArrayIter<T>::dsArrayIter(dsArray<T> const& array) : index(0), array(&array) {}
+dsArrayIter<T>::dsArrayIter(dsArray<T> const& over) : index(0), array(&over) {}
 
 template <class T>
 dsArrayIter<T>::dsArrayIter(dsArrayIter<T> const& other)
@@ -397,20 +397,24 @@ T& dsArrayIter<T>::Current() const {
   return (*array)[index];
 }
 
-/// Declares (EXTERN = extern) or defines (EXTERN empty) the instantiations of
-/// the array classes for T that the library exports.
-#define QUILLON_ARRAY_INSTANCES(EXTERN, T)                          \
-  EXTERN template class QUILLON_INSTANCE_API dsDataCollection<T>;   \
-  EXTERN template class QUILLON_INSTANCE_API dsBaseIter<T>;         \
-  EXTERN template class QUILLON_INSTANCE_API dsDataMap<T, unsigned int>; \
-  EXTERN template class QUILLON_INSTANCE_API dsArray<T>;            \
-  EXTERN template class QUILLON_INSTANCE_API dsStraightArray<T>;    \
-  EXTERN template class QUILLON_INSTANCE_API dsXArray<T>;           \
-  EXTERN template class QUILLON_INSTANCE_API dsArrayIter<T>;
+/// Declares or defines the instantiations of the array classes for T that
+/// the library exports. The headers declare them `extern` with the export
+/// attribute (QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, T));
+/// srcquillon/collections defines each once without it
+/// (QUILLON_ARRAY_INSTANCES(, , T)): Windows takes the attribute from the
+/// first declaration and warns where a later one repeats it.
+#define QUILLON_ARRAY_INSTANCES(EXTERN, API, T)          \
+  EXTERN template class API dsDataCollection<T>;         \
+  EXTERN template class API dsBaseIter<T>;               \
+  EXTERN template class API dsDataMap<T, unsigned int>;  \
+  EXTERN template class API dsArray<T>;                  \
+  EXTERN template class API dsStraightArray<T>;          \
+  EXTERN template class API dsXArray<T>;                 \
+  EXTERN template class API dsArrayIter<T>;
 
-QUILLON_ARRAY_INSTANCES(extern, char)
-QUILLON_ARRAY_INSTANCES(extern, char*)
-QUILLON_ARRAY_INSTANCES(extern, char const*)
+QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, char)
+QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, char*)
+QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, char const*)
 extern template class QUILLON_INSTANCE_API dsDataCollection<int>;
 extern template class QUILLON_INSTANCE_API dsBaseIter<int>;
 

@@ -199,13 +199,14 @@ class VEK_TEMPLATE_VISIBLE dsNonOwnerStringMap : public dsSortedMap<V, char cons
 // ---------------------------------------------------------------------------
 
 template <class V, class K>
-dsSortedMapEntry<V, K>::dsSortedMapEntry(K key, V const& value, dsDataCollection<V>& collection)
-    : key(key) {
-  collection.CopyElems(&value, &this->value, 1);
+dsSortedMapEntry<V, K>::dsSortedMapEntry(K entryKey, V const& entryValue,
+                                         dsDataCollection<V>& collection)
+    : key(entryKey) {
+  collection.CopyElems(&entryValue, &value, 1);
 }
 
 template <class V, class K>
-dsSortedMapIter<V, K>::dsSortedMapIter(dsBaseIter<dsSortedMapEntry<V, K>>* iter) : iter(iter) {}
+dsSortedMapIter<V, K>::dsSortedMapIter(dsBaseIter<dsSortedMapEntry<V, K>>* inner) : iter(inner) {}
 
 template <class V, class K>
 dsSortedMapIter<V, K>::~dsSortedMapIter() {
@@ -446,24 +447,24 @@ class QUILLON_API dsStringCell;
 
 /// A comma that a macro argument can carry.
 #define QUILLON_COMMA ,
-/// Declares (EXTERN = extern) or defines (EXTERN empty) the instantiations of
-/// the sorted-map classes for V and K that the library exports.
-#define QUILLON_SORTED_MAP_INSTANCES(EXTERN, V, K)                                          \
-  EXTERN template class QUILLON_INSTANCE_API dsDataCollection<V>;                           \
-  EXTERN template class QUILLON_INSTANCE_API dsBaseIter<V>;                                 \
-  EXTERN template class QUILLON_INSTANCE_API dsDataMap<V, K>;                               \
-  QUILLON_ARRAY_INSTANCES(EXTERN, dsSortedMapEntry<V QUILLON_COMMA K>)                      \
-  EXTERN template struct QUILLON_INSTANCE_API dsSortedMapEntry<V, K>;                       \
-  EXTERN template class QUILLON_INSTANCE_API dsSortedMapIter<V, K>;                         \
-  EXTERN template class QUILLON_INSTANCE_API                                                \
-      dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K>;
+/// Declares or defines the instantiations of the sorted-map classes for V
+/// and K that the library exports, as QUILLON_ARRAY_INSTANCES does for
+/// arrays (the export attribute on the declarations only).
+#define QUILLON_SORTED_MAP_INSTANCES(EXTERN, API, V, K)                         \
+  EXTERN template class API dsDataCollection<V>;                                \
+  EXTERN template class API dsBaseIter<V>;                                      \
+  EXTERN template class API dsDataMap<V, K>;                                    \
+  QUILLON_ARRAY_INSTANCES(EXTERN, API, dsSortedMapEntry<V QUILLON_COMMA K>)     \
+  EXTERN template struct API dsSortedMapEntry<V, K>;                            \
+  EXTERN template class API dsSortedMapIter<V, K>;                              \
+  EXTERN template class API dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K>;
 
-QUILLON_SORTED_MAP_INSTANCES(extern, pmManageTask*, void*)
+QUILLON_SORTED_MAP_INSTANCES(extern, QUILLON_INSTANCE_API, pmManageTask*, void*)
 extern template class QUILLON_INSTANCE_API
     dsBaseScalarMap<dsXArray<dsSortedMapEntry<pmManageTask*, void*>>, pmManageTask*, void*>;
 extern template class QUILLON_INSTANCE_API dsScalarMap<pmManageTask*, void*>;
 
-QUILLON_SORTED_MAP_INSTANCES(extern, dsStringCell*, char const*)
+QUILLON_SORTED_MAP_INSTANCES(extern, QUILLON_INSTANCE_API, dsStringCell*, char const*)
 extern template class QUILLON_INSTANCE_API dsSortedMap<dsStringCell*, char const*>;
 extern template class QUILLON_INSTANCE_API dsNonOwnerStringMap<dsStringCell*>;
 

@@ -447,4 +447,37 @@ TEST(SocketBuffer, LowerBuffersHandleShortTransfersAndResizing) {
   EXPECT_EQ(small.output, "12345678xyzz");
 }
 
+// A put area whose Write takes two bytes a call while its budget lasts.
+class Trickle : public vekBufferedOutput {
+ public:
+  explicit Trickle(int budget) : budget(budget) { setp(area, area + sizeof area); }
+  bool Drain() { return DrainPutArea(); }
+  std::string Pending() const { return std::string(pbase(), pptr()); }
+  std::string output;
+  int budget;
+
+ private:
+  int Write(void const* p, int n) override {
+    int const took = std::min({n, 2, budget});
+    if (took <= 0) return -1;
+    budget -= took;
+    output.append(static_cast<char const*>(p), static_cast<std::size_t>(took));
+    return took;
+  }
+  char area[16];
+};
+
+TEST(SocketBuffer, AFailedDrainKeepsWhatDidNotGoAndSendsNoByteTwice) {
+  Trickle put(5);
+  ASSERT_EQ(put.sputn("abcdefgh", 8), 8);
+  EXPECT_FALSE(put.Drain());
+  EXPECT_EQ(put.output, "abcde");
+  EXPECT_EQ(put.Pending(), "fgh");  // moved to the start of the area
+  put.budget = 100;
+  ASSERT_EQ(put.sputn("ij", 2), 2);
+  EXPECT_TRUE(put.Drain());
+  EXPECT_EQ(put.output, "abcdefghij");
+  EXPECT_EQ(put.Pending(), "");
+}
+
 }  // namespace

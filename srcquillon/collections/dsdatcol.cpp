@@ -1,8 +1,9 @@
-// The exported instantiations of the collection templates.
+// The exported instantiations of the collection templates, defined without
+// the export attribute that their declarations carry (dsdatcol.h).
 #include "dsdatcol.h"
 
-QUILLON_ARRAY_INSTANCES(, char)
-QUILLON_ARRAY_INSTANCES(, char*)
-QUILLON_ARRAY_INSTANCES(, char const*)
-template class QUILLON_INSTANCE_API dsDataCollection<int>;
-template class QUILLON_INSTANCE_API dsBaseIter<int>;
+QUILLON_ARRAY_INSTANCES(, , char)
+QUILLON_ARRAY_INSTANCES(, , char*)
+QUILLON_ARRAY_INSTANCES(, , char const*)
+template class dsDataCollection<int>;
+template class dsBaseIter<int>;

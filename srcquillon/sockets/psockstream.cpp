@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bdtstream.h"
+#include "foundation/shared.h"
 #include "dsstring.h"  // std::strstreambuf, with its deprecation warning silenced
 #include "psock.h"
 #include "psockshared.h"
@@ -206,10 +207,4 @@ int WriteToSocket(psockStream& s, void const* p, int n) { return s.Write(p, n, f
 vekSocketEvent::vekSocketEvent(psockStream* s, Type t)
     : vekEvent(new vekSelectEvent(s->getSock(), t)), stream(s), type(t) {}
 
-int vekSocketEvent::GetKind() { return kind; }
-
-void* vekSocketEvent::GetInfo() { return this; }
-
-vekSocketEvent* vekSocketEvent::cast(vekEvent* e) {
-  return e->GetKind() == kind ? static_cast<vekSocketEvent*>(e->GetInfo()) : nullptr;
-}
+QUILLON_EVENT_KIND_MEMBERS(vekSocketEvent)

@@ -1,6 +1,6 @@
 // ombrel: stream sockets.
 //
-// Contract:
+// Contract ("fails with errSysX": errMapError() then gives that status):
 // - A socket handle is an unsigned 64-bit number (the fd on POSIX, the SOCKET
 //   on Windows); vekInvalidSocket, all bits set, stands for none.
 // - Each operation is the socket call of the same name without the prefix,
@@ -14,13 +14,15 @@
 // - Interrupted calls are resumed; none of them fails for a signal.
 // - vek_recv and vek_send take a 64-bit length (more than INT_MAX bytes are
 //   handled as INT_MAX) and the flags below. vek_send never raises SIGPIPE: a
-//   send to a closed peer fails with the broken-pipe error. When vek_recv
-//   returns 0, the peer has closed the connection, and vekErrPeerClosed is
-//   recorded as the last error, so that errMapError() reports it; a receive
-//   of 0 bytes returns 0 and records no error.
+//   send to a closed peer fails with errSysBrokenPipe or errSysConnReset.
+//   When vek_recv returns 0, the peer has closed the connection, and
+//   vekErrPeerClosed is recorded as the last error, so that errMapError()
+//   reports errSysPeerClosed; a receive of 0 bytes returns 0 and records no
+//   error (the last error is cleared).
 // - vek_setsockopt takes the level and the option by meaning (the constants
 //   below, the same numbers on every platform); the implementation hands the
-//   platform's own values to the system.
+//   platform's own values to the system, and any other level or option fails
+//   with errSysInvalidArgument.
 #ifndef OMBSOCK_H
 #define OMBSOCK_H
 

@@ -1,3 +1,5 @@
+// Stream sockets on BSD sockets: descriptors close-on-exec, sends without
+// SIGPIPE, interrupted calls resumed. POSIX code only.
 #include "ombsock.h"
 
 #include <netinet/in.h>

@@ -1,3 +1,5 @@
+// Multibyte text of the current C locale, with the C and POSIX locales read
+// as UTF-8 (nl_langinfo tells them). POSIX code only.
 #include "ombtext.h"
 
 #include <langinfo.h>

@@ -5,7 +5,8 @@
 //   handle is signalled; it does not wait and does not reset the event.
 // - vekService owns a stop event, made by the default constructor and
 //   released by the destructor. Once signalled it stays signalled.
-//   Stop() signals it. GetStopEvent() gives its handle, for IsEventSignaled.
+//   Stop() signals it. GetStopEvent() gives its handle (an eventfd on POSIX,
+//   a manual-reset event on Windows), for IsEventSignaled.
 //   A system that cannot give one more event (no descriptor left) ends the
 //   process in the constructor through vekAbort, as vekAlloc does when
 //   memory runs out.
@@ -46,6 +47,11 @@ class TARNLET_API vekService : public vekServiceBase {
   bool IsStopSignaled() { return IsEventSignaled(stopEvent); }
 
  private:
+  // The stop event as the platform makes, signals and releases it.
+  static void* MakeStopEvent();
+  static void SignalStopEvent(void* event);
+  static void FreeStopEvent(void* event);
+
   void* stopEvent;
   std::mutex lock;
   std::condition_variable resumed;

@@ -1,15 +1,8 @@
+// The home directory that POSIX programs use (HOME). POSIX code only.
 #include "vektext.h"
 
 #include <cstdlib>
 #include <cstring>
-
-bool Getenv(char const* name, char const** value) {
-  if (name == nullptr) return false;
-  char const* text = std::getenv(name);
-  if (text == nullptr) return false;
-  *value = text;
-  return true;
-}
 
 unsigned uGetHomeDirectory(unsigned size, char* buffer) {
   char const* home = std::getenv("HOME");
