@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <type_traits>
 #include <typeinfo>
@@ -122,7 +123,7 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
 
   // The entry of key, or null if key is absent; index as FindIndex gives it.
   // Inline for the map's own lookups.
-  dsSortedMapEntry<V, K> const* Locate(K key, unsigned int& index) const;
+  dsSortedMapEntry<V, K>* Locate(K key, unsigned int& index) const;
   // Which of the library's own classes the object is now, if any.
   OwnClass ClassNow() const;
   // True when the object is exactly of class Map.
@@ -140,7 +141,7 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
   // before b", in a map that has entries; the range halves without a branch
   // on the order.
   template <class Below>
-  dsSortedMapEntry<V, K> const* LowerBound(K key, Below below) const;
+  dsSortedMapEntry<V, K>* LowerBound(K key, Below below) const;
 };
 
 // Keys that are scalars (integers, pointers), ordered as unsigned numbers;
@@ -238,8 +239,8 @@ inline bool dsBaseSortedMap<A, V, K>::FindIndex(K key, unsigned int& index) cons
 }
 
 template <class A, class V, class K>
-inline dsSortedMapEntry<V, K> const* dsBaseSortedMap<A, V, K>::Locate(K key, unsigned int& index) const {
-  dsSortedMapEntry<V, K> const* const data = entries.GetDataPtr();
+inline dsSortedMapEntry<V, K>* dsBaseSortedMap<A, V, K>::Locate(K key, unsigned int& index) const {
+  dsSortedMapEntry<V, K>* const data = entries.GetDataPtr();
   // One look at a flag, instead of a virtual call per step.
   if constexpr (std::is_same<K, char const*>::value) {
     if (ownClass == OwnClass::nonOwnerStringMap) {
@@ -258,7 +259,7 @@ inline dsSortedMapEntry<V, K> const* dsBaseSortedMap<A, V, K>::Locate(K key, uns
     if (ownClass == OwnClass::scalarMap) {
       auto const below = [](K a, K b) { return dsScalarMap<V, K>::Unsigned(a) < dsScalarMap<V, K>::Unsigned(b); };
       unsigned int const size = entries.GetSize();
-      dsSortedMapEntry<V, K> const* const lower = size != 0 ? LowerBound(key, below) : data;
+      dsSortedMapEntry<V, K>* const lower = size != 0 ? LowerBound(key, below) : data;
       index = static_cast<unsigned int>(lower - data);
       return index < size && !below(key, lower->key) ? lower : nullptr;
     }
@@ -317,14 +318,15 @@ bool dsBaseSortedMap<A, V, K>::Bisect(K key, unsigned int first, unsigned int& i
 
 template <class A, class V, class K>
 template <class Below>
-inline dsSortedMapEntry<V, K> const* dsBaseSortedMap<A, V, K>::LowerBound(K key, Below below) const {
+inline dsSortedMapEntry<V, K>* dsBaseSortedMap<A, V, K>::LowerBound(K key, Below below) const {
   unsigned int const size = entries.GetSize();
   // The lower bound lies in [base, base + count]. A step that compares
   // base[half], half at most count / 2, moves base by half or not at all and
   // leaves count - half. The first step leaves a power of two, so that every
   // later one halves count exactly.
-  dsSortedMapEntry<V, K> const* base = entries.GetDataPtr();
-  std::size_t const count = std::size_t{1} << (31 - __builtin_clz(size));  // the highest power of two in size
+  dsSortedMapEntry<V, K>* base = entries.GetDataPtr();
+  int const highestBit = std::numeric_limits<unsigned int>::digits - 1 - __builtin_clz(size);
+  std::size_t const count = std::size_t{1} << highestBit;  // the highest power of two in size
   std::size_t const rest = size - count;
   base = below(base[rest].key, key) ? base + rest : base;
   for (std::size_t half = count / 2; half != 0; half /= 2) {
@@ -336,9 +338,9 @@ inline dsSortedMapEntry<V, K> const* dsBaseSortedMap<A, V, K>::LowerBound(K key,
 template <class A, class V, class K>
 inline V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
   unsigned int index;
-  dsSortedMapEntry<V, K> const* const entry = Locate(key, index);
+  dsSortedMapEntry<V, K>* const entry = Locate(key, index);
   if (entry == nullptr) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
-  return const_cast<V&>(entry->value);
+  return entry->value;
 }
 
 template <class A, class V, class K>
