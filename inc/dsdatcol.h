@@ -305,13 +305,15 @@ void dsXArray<T>::Init(dsXACtrl const* newControl) {
   if (control.grain == 0) control.grain = DefaultGrain();
 }
 
+// The accessors are inline, so that a caller's loop over the block (or a
+// map's search) reads the two fields instead of calling into the library.
 template <class T>
-unsigned int dsXArray<T>::GetSize() const {
+inline unsigned int dsXArray<T>::GetSize() const {
   return size;
 }
 
 template <class T>
-T* dsXArray<T>::GetDataPtr() const {
+inline T* dsXArray<T>::GetDataPtr() const {
   return elems;
 }
 

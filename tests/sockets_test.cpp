@@ -81,8 +81,11 @@ TEST(SocketStream, LowerCallsSelectEventsExactReadsAndClose) {
 
   vekSocketEvent readable(c.server.get(), vekSelectEvent::Readable);
   EXPECT_FALSE(readable.Wait(0));
+  EXPECT_EQ(vek_recv_queued(c.server->getSock()), 0);
   SendRaw(*c.client, "x");
   EXPECT_TRUE(readable.Wait(5000));
+  EXPECT_EQ(vek_recv_queued(c.server->getSock()), 1);  // what has come and not been received
+  EXPECT_EQ(vek_recv_queued(vekInvalidSocket), -1);
   EXPECT_TRUE(c.server->IsOnTheSameMachine());
 
   // An exact read that meets the close reports how much came.

@@ -19,6 +19,10 @@
 //   vekErrPeerClosed is recorded as the last error, so that errMapError()
 //   reports errSysPeerClosed; a receive of 0 bytes returns 0 and records no
 //   error (the last error is cleared).
+// - vek_recv_queued is the one operation with no call of its name: how many
+//   bytes a receive could take now without waiting, those that have arrived
+//   and not been received (FIONREAD, of ioctl on POSIX and of ioctlsocket on
+//   Windows); 0 when none have.
 // - vek_setsockopt takes the level and the option by meaning (the constants
 //   below, the same numbers on every platform); the implementation hands the
 //   platform's own values to the system, and any other level or option fails
@@ -50,6 +54,7 @@ OMBREL_API unsigned long long vek_accept(unsigned long long sock, sockaddr* addr
 OMBREL_API int vek_connect(unsigned long long sock, sockaddr const* address, int length);
 OMBREL_API int vek_recv(unsigned long long sock, void* buffer, long long length, int flags);
 OMBREL_API int vek_send(unsigned long long sock, void const* buffer, long long length, int flags);
+OMBREL_API long long vek_recv_queued(unsigned long long sock);
 OMBREL_API int vek_setsockopt(unsigned long long sock, int level, int option, void const* value,
                               int length);
 // *length holds the size of address on entry and the size of the address on return.
