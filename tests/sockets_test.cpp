@@ -153,11 +153,13 @@ TEST(SocketFrame, BackToBackLargeAndByteByByteFramesArriveWhole) {
   for (int i = 0; i < 3; ++i) EXPECT_EQ(Read(*kept.server, all), errOK);
   EXPECT_TRUE(Bytes(all) == frames[0] + frames[1] + frames[2]) << all.GetSize() << " bytes";
 
+  // A count and a payload that come a byte at a time, then the close.
   std::thread writer([&] {
     for (char byte : std::string("\0\0\0\x0a", 4) + "0123456789") {
       qtest::host::SendAll(c.client->getSock(), &byte, 1);
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
+    c.client->CloseSocket();
   });
   EXPECT_EQ(Frame(*c.server), "0123456789");
   writer.join();
