@@ -19,12 +19,15 @@ using namespace std::chrono_literals;
 
 // The first wake that proMutex::Unlock gives a waiter of the watched mutex
 // stops on a gate: the mutex is then free but still waited for, a state that
-// otherwise lasts only a few instructions. Parks on it are counted.
+// otherwise lasts only a few instructions. Once the gate opens and the wake
+// has gone out, the Unlock that gave it stays until the waiter owns the
+// mutex. Parks on it are counted.
 struct WakeGate {
   std::atomic<proMutex const*> watched{nullptr};
   std::atomic<int> parks{0};
   std::atomic<bool> reached{false};
   std::atomic<bool> open{false};
+  std::atomic<bool> waiterOwns{false};
 
   bool Watches(void const* word) const {
     auto const* mutex = reinterpret_cast<char const*>(watched.load());
@@ -52,10 +55,10 @@ extern "C" bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t
 
 extern "C" void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word) {
   static auto const next = Next<void (*)(std::atomic<std::uint32_t>*)>("vekWakeByAddressSingle");
-  if (gate.Watches(word) && !gate.reached.exchange(true)) {
-    qtest::WaitUntil([] { return gate.open.load(); });
-  }
+  bool const first = gate.Watches(word) && !gate.reached.exchange(true);
+  if (first) qtest::WaitUntil([] { return gate.open.load(); });
   next(word);
+  if (first) qtest::WaitUntil([] { return gate.waiterOwns.load(); });
 }
 
 namespace {
@@ -128,17 +131,27 @@ TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
   gate.parks = 0;
   gate.reached = false;
   gate.open = false;
+  gate.waiterOwns = false;
   std::atomic<bool> held{false};
   std::atomic<bool> release{false};
+  std::atomic<bool> unlocked{false};
   std::thread owner([&] {
     EXPECT_TRUE(mutex->Lock());
     held = true;
     qtest::WaitUntil([&] { return release.load(); });
     EXPECT_TRUE(mutex->Unlock());  // stops on the gate: a waiter is to be woken
+    unlocked = true;
   });
   EXPECT_TRUE(qtest::WaitUntil([&] { return held.load(); }));
   EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused) << "owned";
-  std::thread waiter([&] { EXPECT_TRUE(mutex->Lock() && mutex->Unlock()); });
+  // The waiter gives the mutex back only after the old owner's Unlock has
+  // returned: nothing of that Unlock may touch the new owner's record.
+  std::thread waiter([&] {
+    bool const locked = mutex->Lock();
+    gate.waiterOwns = true;
+    qtest::WaitUntil([&] { return unlocked.load(); });
+    EXPECT_TRUE(locked && mutex->Unlock()) << "the woken waiter owns the mutex";
+  });
   EXPECT_TRUE(qtest::WaitUntil([] { return gate.parks > 0; })) << "the waiter parks in Lock";
   EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused) << "owned and waited for";
 
