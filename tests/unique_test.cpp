@@ -6,21 +6,26 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "quillon.h"
 
-// Arrays are released with their first byte overwritten by 0xFF, so that a
-// text read after its release is no longer what it was: a database entry
-// left behind by a released cell then sorts after every real key. Visible,
-// so that the library calls them.
+// A released array has its first byte overwritten by 0xFF and stays in a
+// small quarantine before it goes back to the allocator, which would write
+// into it: a text read after its release is no longer what it was, and a
+// database entry left behind by a released cell sorts after every real key.
+// Visible, so that the library calls them.
 #define QTEST_REPLACES __attribute__((visibility("default")))
+static void* quarantine[64];
+static std::size_t quarantined = 0;
 QTEST_REPLACES void* operator new[](std::size_t bytes) {
   if (void* block = std::malloc(bytes != 0 ? bytes : 1)) return block;
   throw std::bad_alloc();
 }
 QTEST_REPLACES void operator delete[](void* block) noexcept {
-  if (block != nullptr && *static_cast<char*>(block) != 0) *static_cast<char*>(block) = '\xFF';
-  std::free(block);
+  if (block == nullptr) return;
+  if (*static_cast<char*>(block) != 0) *static_cast<char*>(block) = '\xFF';
+  std::free(std::exchange(quarantine[quarantined++ % 64], block));
 }
 QTEST_REPLACES void operator delete[](void* block, std::size_t) noexcept { operator delete[](block); }
 
