@@ -9,9 +9,11 @@
 #include <cstring>
 #include <future>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -66,44 +68,83 @@ struct TextLess {
   }
 };
 
-template <class Map, class Key>
-void LookupsInMap(benchmark::State& state, Map& map, std::vector<Key> const& probes) {
-  using Value = std::remove_reference_t<decltype(map[probes[0]])>;
+// Each lookup case's structure, built once per process and size and kept
+// until exit: a case runs several times (each repetition, and the runs that
+// size its iteration count), and filling 100,000 entries costs far more than
+// the lookups timed on them. Keys come from one workload per size, shared by
+// every structure.
+template <class Built>
+Built const& Once(std::int64_t count) {
+  static std::map<std::int64_t, std::unique_ptr<Built const>> made;
+  std::unique_ptr<Built const>& slot = made[count];
+  if (slot == nullptr) slot = std::make_unique<Built const>(static_cast<std::size_t>(count));
+  return *slot;
+}
+
+template <class Work, class Map>
+struct QuillonMap {
+  using Value = std::remove_reference_t<decltype(std::declval<Map&>()[nullptr])>;
+  explicit QuillonMap(std::size_t count) : work(Once<Work>(static_cast<std::int64_t>(count))) {
+    for (auto key : work.keys) map.Add(key, Value{});
+  }
+  Work const& work;
+  Map map;
+};
+
+template <class Work, class Value, class Less>
+struct StdMap {
+  explicit StdMap(std::size_t count) : work(Once<Work>(static_cast<std::int64_t>(count))) {
+    for (auto key : work.keys) map.emplace(key, Value{});
+  }
+  Work const& work;
+  std::map<typename decltype(Work::keys)::value_type, Value, Less> map;
+};
+
+template <class Work, class Value, class Less>
+struct SortedVector {
+  using Key = typename decltype(Work::keys)::value_type;
+  explicit SortedVector(std::size_t count) : work(Once<Work>(static_cast<std::int64_t>(count))) {
+    for (Key key : work.keys) entries.emplace_back(key, Value{});
+    std::sort(entries.begin(), entries.end(), [](auto const& a, auto const& b) { return Less()(a.first, b.first); });
+  }
+  Work const& work;
+  std::vector<std::pair<Key, Value>> entries;
+};
+
+template <class Work, class Map>
+void LookupsInMap(benchmark::State& state) {
+  auto const& built = Once<QuillonMap<Work, Map>>(state.range(0));
+  using Value = typename QuillonMap<Work, Map>::Value;
   std::size_t next = 0;
   for (auto _ : state) {
     Value value{};
-    benchmark::DoNotOptimize(map.Find(probes[next], value));
+    benchmark::DoNotOptimize(built.map.Find(built.work.probes[next], value));
     benchmark::DoNotOptimize(value);
     next = (next + 1) % kProbes;
   }
 }
 
-template <class Key, class Value, class Less>
-void LookupsInStdMap(benchmark::State& state, std::vector<Key> const& keys,
-                     std::vector<Key> const& probes, Less less) {
-  std::map<Key, Value, Less> map(less);
-  for (Key key : keys) map.emplace(key, Value{});
+template <class Work, class Value, class Less>
+void LookupsInStdMap(benchmark::State& state) {
+  auto const& built = Once<StdMap<Work, Value, Less>>(state.range(0));
   std::size_t next = 0;
   for (auto _ : state) {
-    auto found = map.find(probes[next]);
-    benchmark::DoNotOptimize(found != map.end() ? found->second : Value{});
+    auto found = built.map.find(built.work.probes[next]);
+    benchmark::DoNotOptimize(found != built.map.end() ? found->second : Value{});
     next = (next + 1) % kProbes;
   }
 }
 
-template <class Key, class Value, class Less>
-void LookupsInSortedVector(benchmark::State& state, std::vector<Key> const& keys,
-                           std::vector<Key> const& probes, Less less) {
-  std::vector<std::pair<Key, Value>> entries;
-  for (Key key : keys) entries.emplace_back(key, Value{});
-  auto const byKey = [less](std::pair<Key, Value> const& entry, Key key) {
-    return less(entry.first, key);
-  };
-  std::sort(entries.begin(), entries.end(),
-            [less](auto const& a, auto const& b) { return less(a.first, b.first); });
+template <class Work, class Value, class Less>
+void LookupsInSortedVector(benchmark::State& state) {
+  auto const& built = Once<SortedVector<Work, Value, Less>>(state.range(0));
+  auto const& entries = built.entries;
+  using Key = typename SortedVector<Work, Value, Less>::Key;
+  Less const less;
+  auto const byKey = [less](std::pair<Key, Value> const& entry, Key key) { return less(entry.first, key); };
   std::size_t next = 0;
   for (auto _ : state) {
-    Key const key = probes[next];
+    Key const key = built.work.probes[next];
     auto found = std::lower_bound(entries.begin(), entries.end(), key, byKey);
     bool const hit = found != entries.end() && !less(key, found->first);
     benchmark::DoNotOptimize(hit ? found->second : Value{});
@@ -111,38 +152,27 @@ void LookupsInSortedVector(benchmark::State& state, std::vector<Key> const& keys
   }
 }
 
-void ScalarLookup_quillon(benchmark::State& state) {
-  PointerWorkload work(static_cast<std::size_t>(state.range(0)));
-  dsScalarMap<pmManageTask*, void*> map;
-  for (void* key : work.keys) map.Add(key, static_cast<pmManageTask*>(nullptr));
-  LookupsInMap(state, map, work.probes);
-}
+using ScalarMap = dsScalarMap<pmManageTask*, void*>;
+using StringMap = dsNonOwnerStringMap<dsStringCell*>;
+
+void ScalarLookup_quillon(benchmark::State& state) { LookupsInMap<PointerWorkload, ScalarMap>(state); }
 
 void ScalarLookup_std_map(benchmark::State& state) {
-  PointerWorkload work(static_cast<std::size_t>(state.range(0)));
-  LookupsInStdMap<void*, pmManageTask*>(state, work.keys, work.probes, std::less<void*>());
+  LookupsInStdMap<PointerWorkload, pmManageTask*, std::less<void*>>(state);
 }
 
 void ScalarLookup_lower_bound(benchmark::State& state) {
-  PointerWorkload work(static_cast<std::size_t>(state.range(0)));
-  LookupsInSortedVector<void*, pmManageTask*>(state, work.keys, work.probes, std::less<void*>());
+  LookupsInSortedVector<PointerWorkload, pmManageTask*, std::less<void*>>(state);
 }
 
-void StringLookup_quillon(benchmark::State& state) {
-  TextWorkload work(static_cast<std::size_t>(state.range(0)));
-  dsNonOwnerStringMap<dsStringCell*> map;
-  for (char const* key : work.keys) map.Add(key, static_cast<dsStringCell*>(nullptr));
-  LookupsInMap(state, map, work.probes);
-}
+void StringLookup_quillon(benchmark::State& state) { LookupsInMap<TextWorkload, StringMap>(state); }
 
 void StringLookup_std_map(benchmark::State& state) {
-  TextWorkload work(static_cast<std::size_t>(state.range(0)));
-  LookupsInStdMap<char const*, dsStringCell*>(state, work.keys, work.probes, TextLess());
+  LookupsInStdMap<TextWorkload, dsStringCell*, TextLess>(state);
 }
 
 void StringLookup_lower_bound(benchmark::State& state) {
-  TextWorkload work(static_cast<std::size_t>(state.range(0)));
-  LookupsInSortedVector<char const*, dsStringCell*>(state, work.keys, work.probes, TextLess());
+  LookupsInSortedVector<TextWorkload, dsStringCell*, TextLess>(state);
 }
 
 // The intern table a program would write with the standard library: one node

@@ -25,10 +25,14 @@ std::uint32_t const kReplacement = 0xFFFD;
 
 std::string Text(char const* owned) { return owned == nullptr ? "<null>" : std::string(owned); }
 
+// Whether a value is a character: no surrogate, nothing above U+10FFFF.
+bool IsCharacter(std::uint32_t value) { return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF); }
+
 // The plain UTF-8 reader of neutral text: a byte that does not begin a
-// well-formed character (stray, overlong, cut short, above U+10FFFF) stands
-// for U+FFFD on its own; surrogates in their 3-byte form are characters.
-std::vector<std::uint32_t> ReadNeutral(std::string const& text) {
+// well-formed character (stray, overlong, cut short, a surrogate, above
+// U+10FFFF) stands for U+FFFD on its own, and makes the text malformed.
+std::vector<std::uint32_t> ReadNeutral(std::string const& text, bool* whole = nullptr) {
+  if (whole != nullptr) *whole = true;
   std::vector<std::uint32_t> wide;
   for (std::size_t i = 0; i < text.size();) {
     unsigned char const lead = static_cast<unsigned char>(text[i]);
@@ -41,18 +45,24 @@ std::vector<std::uint32_t> ReadNeutral(std::string const& text) {
       value = value << 6 | (next & 0x3Fu);
     }
     std::uint32_t const least[] = {0, 0x80, 0x800, 0x10000};
-    good = good && value >= least[trail] && value <= 0x10FFFF;
+    good = good && value >= least[trail] && IsCharacter(value);
+    if (!good && whole != nullptr) *whole = false;
     wide.push_back(good ? value : kReplacement);
     i += good ? trail + 1 : 1;
   }
   return wide;
 }
 
-// The plain UTF-8 writer: a value that is no character becomes U+FFFD.
-std::string WriteNeutral(std::vector<std::uint32_t> const& wide) {
+// The plain UTF-8 writer: a value that is no character becomes U+FFFD, and
+// makes the text incomplete.
+std::string WriteNeutral(std::vector<std::uint32_t> const& wide, bool* whole) {
   std::string text;
+  *whole = true;
   for (std::uint32_t c : wide) {
-    if (c > 0x10FFFF) c = kReplacement;
+    if (!IsCharacter(c)) {
+      c = kReplacement;
+      *whole = false;
+    }
     if (c < 0x80) {
       text += static_cast<char>(c);
     } else if (c < 0x800) {
@@ -76,9 +86,11 @@ std::string WriteNeutral(std::vector<std::uint32_t> const& wide) {
 void CheckCodec(std::string const& neutral, std::vector<std::uint32_t> const& values) {
   std::unique_ptr<wchar_t[]> wide(new wchar_t[neutral.size() + 1]);
   int const count = mbxNeutToWide(neutral.c_str(), wide.get());
-  std::vector<std::uint32_t> const expected = ReadNeutral(neutral);
-  FUZZ_CHECK(count == static_cast<int>(expected.size()) && wide[static_cast<std::size_t>(count)] == 0);
-  for (int i = 0; i < count; ++i) FUZZ_CHECK(static_cast<std::uint32_t>(wide[static_cast<std::size_t>(i)]) == expected[static_cast<std::size_t>(i)]);
+  bool readWhole = true;
+  std::vector<std::uint32_t> const expected = ReadNeutral(neutral, &readWhole);
+  // Malformed text is still written out, with U+FFFD, but answers -1.
+  FUZZ_CHECK(count == (readWhole ? static_cast<int>(expected.size()) : -1) && wide[expected.size()] == 0);
+  for (std::size_t i = 0; i < expected.size(); ++i) FUZZ_CHECK(static_cast<std::uint32_t>(wide[i]) == expected[i]);
 
   std::vector<wchar_t> text;
   for (std::uint32_t v : values) text.push_back(static_cast<wchar_t>(v));
@@ -87,12 +99,13 @@ void CheckCodec(std::string const& neutral, std::vector<std::uint32_t> const& va
   std::unique_ptr<char[]> out(new char[4 * length + 1]);
   int const written = mbxWideToNeut(out.get(), text.data());
   std::vector<std::uint32_t> const given(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(length));
-  std::string const spelled = WriteNeutral(given);
-  FUZZ_CHECK(written == static_cast<int>(spelled.size()) && out.get() == spelled);
+  bool writtenWhole = true;
+  std::string const spelled = WriteNeutral(given, &writtenWhole);
+  FUZZ_CHECK(written == (writtenWhole ? static_cast<int>(spelled.size()) : -1) && out.get() == spelled);
   // Back again: every character as it was, a value that is none as U+FFFD.
   std::vector<std::uint32_t> const back = ReadNeutral(spelled);
   FUZZ_CHECK(back.size() == given.size());
-  for (std::size_t i = 0; i < given.size(); ++i) FUZZ_CHECK(back[i] == (given[i] > 0x10FFFF ? kReplacement : given[i]));
+  for (std::size_t i = 0; i < given.size(); ++i) FUZZ_CHECK(back[i] == (IsCharacter(given[i]) ? given[i] : kReplacement));
 }
 
 // Native to neutral and back, for text without a byte 0.
@@ -110,12 +123,9 @@ void CheckWhole(std::string const& text, bool utf8) {
   if (utf8) {
     FUZZ_CHECK((neutral != nullptr) == fuzz::IsStrictUtf8(text));
     if (neutral != nullptr) FUZZ_CHECK(neutral.get() == text);
-    // Neutral text reaches native form unless it holds a surrogate, which no
-    // native UTF-8 text spells.
-    std::vector<std::uint32_t> const wide = ReadNeutral(text);
-    bool surrogate = false;
-    for (std::uint32_t c : wide) surrogate = surrogate || (c >= 0xD800 && c <= 0xDFFF);
-    FUZZ_CHECK(Text(native.get()) == (surrogate ? "<null>" : WriteNeutral(wide)));
+    // Neutral text reaches native form as it is when it is well formed, and
+    // not at all when it is malformed.
+    FUZZ_CHECK(Text(native.get()) == (fuzz::IsStrictUtf8(text) ? text : "<null>"));
   }
 }
 

@@ -129,10 +129,10 @@ void CheckSearch(NameDirectory const& directory, std::string const& pattern) {
   for (std::string const& name : everything)
     if (Matches(name, pattern)) expected.insert(name);
   std::set<std::string> found;
-  WIN32_FIND_DATAA data;
+  vekFindData data;
   void* search = uFindFirstFile((directory.path + "/" + pattern).c_str(), &data);
   if (search != VEK_INVALID_HANDLE) {
-    do FUZZ_CHECK(found.insert(data.cFileName).second);
+    do FUZZ_CHECK(found.insert(data.name).second);
     while (uFindNextFile(search, &data) != 0);
     win32FindClose(search);
   }

@@ -115,7 +115,7 @@ struct dsXACtrl {
   unsigned int grain;  ///< Capacity is a multiple of this; 0: the element type's default.
 
   /// The settings; note the order, grain first.
-  dsXACtrl(unsigned int grain, bool shrink) : shrink(shrink), grain(grain) {}
+  dsXACtrl(unsigned int grainSize, bool shrinks) : shrink(shrinks), grain(grainSize) {}
 };
 
 /// The growing array: capacity in whole grains, by default the number of
@@ -285,8 +285,8 @@ T& dsStraightArray<T>::operator[](unsigned int index) const {
 }
 
 template <class T>
-dsXArray<T>::dsXArray(dsXACtrl const* control) : control(0, false) {
-  Init(control);
+dsXArray<T>::dsXArray(dsXACtrl const* settings) : control(0, false) {
+  Init(settings);
 }
 
 template <class T>
@@ -305,13 +305,15 @@ void dsXArray<T>::Init(dsXACtrl const* newControl) {
   if (control.grain == 0) control.grain = DefaultGrain();
 }
 
+// The accessors are inline, so that a caller's loop over the block (or a
+// map's search) reads the two fields instead of calling into the library.
 template <class T>
-unsigned int dsXArray<T>::GetSize() const {
+inline unsigned int dsXArray<T>::GetSize() const {
   return size;
 }
 
 template <class T>
-T* dsXArray<T>::GetDataPtr() const {
+inline T* dsXArray<T>::GetDataPtr() const {
   return elems;
 }
 
@@ -366,7 +368,7 @@ void dsXArray<T>::Clear() {
 }
 
 template <class T>
-dsArrayIter<T>::dsArrayIter(dsArray<T> const& array) : index(0), array(&array) {}
+dsArrayIter<T>::dsArrayIter(dsArray<T> const& over) : index(0), array(&over) {}
 
 template <class T>
 dsArrayIter<T>::dsArrayIter(dsArrayIter<T> const& other)
@@ -397,18 +399,19 @@ T& dsArrayIter<T>::Current() const {
   return (*array)[index];
 }
 
-/// Declares (EXTERN = extern, API = QUILLON_INSTANCE_API) or defines (both
-/// empty) the instantiations of the array classes for T that the library
-/// exports. A definition carries no attribute: on Windows the declaration has
-/// given the class its export, and a second one on a class already defined
-/// is refused.
-#define QUILLON_ARRAY_INSTANCES(EXTERN, API, T)            \
-  EXTERN template class API dsDataCollection<T>;           \
-  EXTERN template class API dsBaseIter<T>;                 \
-  EXTERN template class API dsDataMap<T, unsigned int>;    \
-  EXTERN template class API dsArray<T>;                    \
-  EXTERN template class API dsStraightArray<T>;            \
-  EXTERN template class API dsXArray<T>;                   \
+/// Declares or defines the instantiations of the array classes for T that
+/// the library exports. The headers declare them `extern` with the export
+/// attribute (QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, T));
+/// srcquillon/collections defines each once without it
+/// (QUILLON_ARRAY_INSTANCES(, , T)): Windows takes the attribute from the
+/// first declaration and warns where a later one repeats it.
+#define QUILLON_ARRAY_INSTANCES(EXTERN, API, T)          \
+  EXTERN template class API dsDataCollection<T>;         \
+  EXTERN template class API dsBaseIter<T>;               \
+  EXTERN template class API dsDataMap<T, unsigned int>;  \
+  EXTERN template class API dsArray<T>;                  \
+  EXTERN template class API dsStraightArray<T>;          \
+  EXTERN template class API dsXArray<T>;                 \
   EXTERN template class API dsArrayIter<T>;
 
 QUILLON_ARRAY_INSTANCES(extern, QUILLON_INSTANCE_API, char)

@@ -21,6 +21,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <type_traits>
 #include <typeinfo>
@@ -113,7 +114,8 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
   /// through Compare.
   /// \return true, with the entry's position in index, if key is present;
   ///         otherwise false, with the position at which it belongs (every
-  ///         entry before it is below key).
+  ///         entry before it is below key). The lookups are inline, so a
+  ///         caller's search of such a map runs in its own code.
   bool FindIndex(K key, unsigned int& index) const;
   /// The value at index, in key order; no test. A reference into the map,
   /// good until it next changes.
@@ -138,10 +140,19 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
  private:
   explicit dsBaseSortedMap(dsXACtrl const& control);
 
-  // What FindIndex answers, inline for the map's own lookups.
-  bool Search(K key, unsigned int& index) const;
-  // True when the object is exactly of class Map, so that its Compare is
-  // Map's own.
+  // The library's own classes, whose Compare and CopyElems no subclass has
+  // replaced: the lookups of such an object search and copy in line.
+  enum class OwnClass : unsigned char { none, scalarMap, nonOwnerStringMap };
+  // Which one the object is exactly, if any: the library's own class when
+  // Add last ran, which a subclass never is, even in its constructor.
+  OwnClass ownClass;
+
+  // The entry of key, or null if key is absent; index as FindIndex gives it.
+  // Inline for the map's own lookups.
+  dsSortedMapEntry<V, K>* Locate(K key, unsigned int& index) const;
+  // Which of the library's own classes the object is now, if any.
+  OwnClass ClassNow() const;
+  // True when the object is exactly of class Map.
   template <class Map>
   bool IsExactly() const;
   // Bisection with the three-way order compare(key, entry key), from the
@@ -152,10 +163,11 @@ class VEK_TEMPLATE_VISIBLE dsBaseSortedMap : public dsDataMap<V, K> {
   bool Bisect(K key, unsigned int first, unsigned int& index, Order compare) const;
   // The search through the virtual Compare, for any order.
   bool SearchByCompare(K key, unsigned int& index) const;
-  // The lower bound of key by below(a, b), "a sorts before b", halving the
-  // range without a branch on the order, then one test for equality.
+  // The first entry that does not sort before key by below(a, b), "a sorts
+  // before b", in a map that has entries; the range halves without a branch
+  // on the order.
   template <class Below>
-  bool LowerBound(K key, unsigned int& index, Below below) const;
+  dsSortedMapEntry<V, K>* LowerBound(K key, Below below) const;
 };
 
 /// Keys that are scalars (integers, pointers), ordered as unsigned numbers;
@@ -199,13 +211,14 @@ class VEK_TEMPLATE_VISIBLE dsNonOwnerStringMap : public dsSortedMap<V, char cons
 // ---------------------------------------------------------------------------
 
 template <class V, class K>
-dsSortedMapEntry<V, K>::dsSortedMapEntry(K key, V const& value, dsDataCollection<V>& collection)
-    : key(key) {
-  collection.CopyElems(&value, &this->value, 1);
+dsSortedMapEntry<V, K>::dsSortedMapEntry(K entryKey, V const& entryValue,
+                                         dsDataCollection<V>& collection)
+    : key(entryKey) {
+  collection.CopyElems(&entryValue, &value, 1);
 }
 
 template <class V, class K>
-dsSortedMapIter<V, K>::dsSortedMapIter(dsBaseIter<dsSortedMapEntry<V, K>>* iter) : iter(iter) {}
+dsSortedMapIter<V, K>::dsSortedMapIter(dsBaseIter<dsSortedMapEntry<V, K>>* inner) : iter(inner) {}
 
 template <class V, class K>
 dsSortedMapIter<V, K>::~dsSortedMapIter() {
@@ -249,33 +262,52 @@ template <class A, class V, class K>
 dsBaseSortedMap<A, V, K>::dsBaseSortedMap() : dsBaseSortedMap(dsXACtrl(16, false)) {}
 
 template <class A, class V, class K>
-dsBaseSortedMap<A, V, K>::dsBaseSortedMap(dsXACtrl const& control) : entries(&control) {}
+dsBaseSortedMap<A, V, K>::dsBaseSortedMap(dsXACtrl const& control)
+    : entries(&control), ownClass(OwnClass::none) {}
 
 template <class A, class V, class K>
-bool dsBaseSortedMap<A, V, K>::FindIndex(K key, unsigned int& index) const {
-  return Search(key, index);
+inline bool dsBaseSortedMap<A, V, K>::FindIndex(K key, unsigned int& index) const {
+  return Locate(key, index) != nullptr;
 }
 
 template <class A, class V, class K>
-inline bool dsBaseSortedMap<A, V, K>::Search(K key, unsigned int& index) const {
-  // One look at the object's class, instead of a virtual call per step.
+inline dsSortedMapEntry<V, K>* dsBaseSortedMap<A, V, K>::Locate(K key, unsigned int& index) const {
+  dsSortedMapEntry<V, K>* const data = entries.GetDataPtr();
+  // One look at a flag, instead of a virtual call per step.
   if constexpr (std::is_same<K, char const*>::value) {
-    if (IsExactly<dsNonOwnerStringMap<V>>()) {
+    if (ownClass == OwnClass::nonOwnerStringMap) {
       // A null key can only be the first entry; behind it strcmp's byte
       // order holds.
-      unsigned int const first = entries.GetSize() != 0 && entries.GetDataPtr()[0].key == nullptr ? 1 : 0;
+      unsigned int const first = entries.GetSize() != 0 && data[0].key == nullptr ? 1 : 0;
       if (key == nullptr) {
         index = 0;
-        return first == 1;
+        return first == 1 ? data : nullptr;
       }
-      return Bisect(key, first, index, [](char const* a, char const* b) { return std::strcmp(a, b); });
-    }
-  } else if constexpr (std::is_scalar<K>::value) {
-    if (IsExactly<dsScalarMap<V, K>>()) {
-      return LowerBound(key, index, [](K a, K b) { return dsScalarMap<V, K>::Unsigned(a) < dsScalarMap<V, K>::Unsigned(b); });
+      auto const order = [](char const* a, char const* b) { return std::strcmp(a, b); };
+      return Bisect(key, first, index, order) ? data + index : nullptr;
     }
   }
-  return SearchByCompare(key, index);
+  if constexpr (std::is_scalar<K>::value) {
+    if (ownClass == OwnClass::scalarMap) {
+      auto const below = [](K a, K b) { return dsScalarMap<V, K>::Unsigned(a) < dsScalarMap<V, K>::Unsigned(b); };
+      unsigned int const size = entries.GetSize();
+      dsSortedMapEntry<V, K>* const lower = size != 0 ? LowerBound(key, below) : data;
+      index = static_cast<unsigned int>(lower - data);
+      return index < size && !below(key, lower->key) ? lower : nullptr;
+    }
+  }
+  return SearchByCompare(key, index) ? data + index : nullptr;
+}
+
+template <class A, class V, class K>
+typename dsBaseSortedMap<A, V, K>::OwnClass dsBaseSortedMap<A, V, K>::ClassNow() const {
+  if constexpr (std::is_same<K, char const*>::value) {
+    if (IsExactly<dsNonOwnerStringMap<V>>()) return OwnClass::nonOwnerStringMap;
+  }
+  if constexpr (std::is_scalar<K>::value) {
+    if (IsExactly<dsScalarMap<V, K>>()) return OwnClass::scalarMap;
+  }
+  return OwnClass::none;
 }
 
 template <class A, class V, class K>
@@ -318,62 +350,66 @@ bool dsBaseSortedMap<A, V, K>::Bisect(K key, unsigned int first, unsigned int& i
 
 template <class A, class V, class K>
 template <class Below>
-bool dsBaseSortedMap<A, V, K>::LowerBound(K key, unsigned int& index, Below below) const {
-  dsSortedMapEntry<V, K> const* const data = entries.GetDataPtr();
+inline dsSortedMapEntry<V, K>* dsBaseSortedMap<A, V, K>::LowerBound(K key, Below below) const {
   unsigned int const size = entries.GetSize();
-  if (size == 0) {
-    index = 0;
-    return false;
-  }
-  // The lower bound lies in [base, base + count]; each step keeps the part
-  // that holds it, moving base by half or not at all, until one entry is
-  // left to decide between base and the place behind it.
-  dsSortedMapEntry<V, K> const* base = data;
-  for (std::size_t count = size; count > 1;) {
-    std::size_t const half = count / 2;
+  // The lower bound lies in [base, base + count]. A step that compares
+  // base[half], half at most count / 2, moves base by half or not at all and
+  // leaves count - half. The first step leaves a power of two, so that every
+  // later one halves count exactly.
+  dsSortedMapEntry<V, K>* base = entries.GetDataPtr();
+  int const highestBit = std::numeric_limits<unsigned int>::digits - 1 - __builtin_clz(size);
+  std::size_t const count = std::size_t{1} << highestBit;  // the highest power of two in size
+  std::size_t const rest = size - count;
+  base = below(base[rest].key, key) ? base + rest : base;
+  for (std::size_t half = count / 2; half != 0; half /= 2) {
     base = below(base[half].key, key) ? base + half : base;
-    count -= half;
   }
-  base += static_cast<std::size_t>(below(base->key, key));
-  index = static_cast<unsigned int>(base - data);
-  return index < size && !below(key, base->key);
+  return base + static_cast<std::size_t>(below(base->key, key));
 }
 
 template <class A, class V, class K>
-V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
+inline V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
   unsigned int index;
-  if (!Search(key, index)) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
-  return GetByIndex(index);
+  dsSortedMapEntry<V, K>* const entry = Locate(key, index);
+  if (entry == nullptr) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
+  return entry->value;
 }
 
 template <class A, class V, class K>
-bool dsBaseSortedMap<A, V, K>::Contains(K key) const {
+inline bool dsBaseSortedMap<A, V, K>::Contains(K key) const {
   unsigned int index;
-  return Search(key, index);
+  return Locate(key, index) != nullptr;
 }
 
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Add(K key, V const& value) {
   unsigned int index;
-  if (Search(key, index)) return false;
+  if (Locate(key, index) != nullptr) return false;
   dsSortedMapEntry<V, K> const entry(CopyKey(key), value, *this);
   entries.Insert(index, 1, &entry);  // grows, shifts the tail up, copies the entry in
+  ownClass = ClassNow();
   return true;
 }
 
 template <class A, class V, class K>
 bool dsBaseSortedMap<A, V, K>::Remove(K key) {
   unsigned int index;
-  if (!Search(key, index)) return false;
+  if (Locate(key, index) == nullptr) return false;
   RemoveByIndex(index);
   return true;
 }
 
 template <class A, class V, class K>
-bool dsBaseSortedMap<A, V, K>::Find(K key, V& value) const {
+inline bool dsBaseSortedMap<A, V, K>::Find(K key, V& value) const {
   unsigned int index;
-  if (!Search(key, index)) return false;
-  this->CopyElems(&GetByIndex(index), &value, 1);
+  dsSortedMapEntry<V, K> const* const entry = Locate(key, index);
+  if (entry == nullptr) return false;
+  if (ownClass != OwnClass::none) {
+    // The library's own classes keep the base CopyElems, a memmove of one value.
+    std::memcpy(static_cast<void*>(&value), static_cast<void const*>(&entry->value), sizeof(V));
+  } else {
+    this->CopyElems(&entry->value, &value, 1);
+  }
   return true;
 }
 
@@ -393,7 +429,7 @@ unsigned int dsBaseSortedMap<A, V, K>::GetSize() const {
 }
 
 template <class A, class V, class K>
-V& dsBaseSortedMap<A, V, K>::GetByIndex(unsigned int index) const {
+inline V& dsBaseSortedMap<A, V, K>::GetByIndex(unsigned int index) const {
   return entries.GetDataPtr()[index].value;
 }
 
@@ -446,15 +482,16 @@ class QUILLON_API dsStringCell;
 
 /// A comma that a macro argument can carry.
 #define QUILLON_COMMA ,
-/// Declares or defines the instantiations of the sorted-map classes for V and
-/// K that the library exports; EXTERN and API as for QUILLON_ARRAY_INSTANCES.
-#define QUILLON_SORTED_MAP_INSTANCES(EXTERN, API, V, K)                        \
-  EXTERN template class API dsDataCollection<V>;                               \
-  EXTERN template class API dsBaseIter<V>;                                     \
-  EXTERN template class API dsDataMap<V, K>;                                   \
-  QUILLON_ARRAY_INSTANCES(EXTERN, API, dsSortedMapEntry<V QUILLON_COMMA K>)    \
-  EXTERN template struct API dsSortedMapEntry<V, K>;                           \
-  EXTERN template class API dsSortedMapIter<V, K>;                             \
+/// Declares or defines the instantiations of the sorted-map classes for V
+/// and K that the library exports, as QUILLON_ARRAY_INSTANCES does for
+/// arrays (the export attribute on the declarations only).
+#define QUILLON_SORTED_MAP_INSTANCES(EXTERN, API, V, K)                         \
+  EXTERN template class API dsDataCollection<V>;                                \
+  EXTERN template class API dsBaseIter<V>;                                      \
+  EXTERN template class API dsDataMap<V, K>;                                    \
+  QUILLON_ARRAY_INSTANCES(EXTERN, API, dsSortedMapEntry<V QUILLON_COMMA K>)     \
+  EXTERN template struct API dsSortedMapEntry<V, K>;                            \
+  EXTERN template class API dsSortedMapIter<V, K>;                              \
   EXTERN template class API dsBaseSortedMap<dsXArray<dsSortedMapEntry<V, K>>, V, K>;
 
 QUILLON_SORTED_MAP_INSTANCES(extern, QUILLON_INSTANCE_API, pmManageTask*, void*)

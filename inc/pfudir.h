@@ -45,7 +45,7 @@ class QUILLON_API pfuDirImplementation : public pfuDir {
  public:
   /// Takes the first result of the search and the search itself, which the
   /// destructor closes.
-  pfuDirImplementation(WIN32_FIND_DATAA const& data, void* handle);
+  pfuDirImplementation(vekFindData const& data, void* handle);
   ///@{
   /// Not copyable: the search has one owner.
   pfuDirImplementation(pfuDirImplementation const&) = delete;
@@ -61,7 +61,7 @@ class QUILLON_API pfuDirImplementation : public pfuDir {
   bool ExpandPattern(char const* pattern, dsXArray<pfuDirPath*>& paths) override;
 
  private:
-  WIN32_FIND_DATAA findData;
+  vekFindData findData;
   void* search;
   bool first;
 };

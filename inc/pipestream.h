@@ -16,6 +16,10 @@
 
 class iPipeStream;
 class oPipeStream;
+/// Makes the streams for CreatePipeSt, the only way to them. A class is their
+/// friend rather than the function: Windows keeps the import attribute of a
+/// function only through the first friend declaration of it.
+class PipeStreamMaker;
 
 /// The read end. Reads block until data comes; end-of-file once every writer
 /// has gone. rdbuf()->in_avail() tells without blocking what can be read.
@@ -36,7 +40,7 @@ class QUILLON_API iPipeStream : public std::basic_istream<char> {
   vekEvent* GetReadEvent();
 
  private:
-  friend errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+  friend class PipeStreamMaker;
   explicit iPipeStream(vekIPipeSBuf* buffer);
 
   vekIPipeSBuf* sbuf;
@@ -58,7 +62,7 @@ class QUILLON_API oPipeStream : public std::basic_ostream<char> {
   vekOPipeSBuf* rdbuf() const { return sbuf; }
 
  private:
-  friend errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+  friend class PipeStreamMaker;
   explicit oPipeStream(vekOPipeSBuf* buffer);
 
   vekOPipeSBuf* sbuf;
@@ -108,8 +112,10 @@ class QUILLON_API vekIPipeEvent : public vekPipeEvent {
 /// overflow() and sync() give -1 when the pending output could not all be
 /// written; the bytes not written stay in the put area. sync() also drops the
 /// input read from the pipe and not taken yet, and gives 1 on success. The
-/// destructor doesn't flush: sync first. One thread at a time.
-class QUILLON_API vekPipeBuf : public std::basic_streambuf<char> {
+/// destructor doesn't flush: sync first. The put area drains as every
+/// buffered output of the libraries does (vekBufferedOutput). One thread at a
+/// time.
+class QUILLON_API vekPipeBuf : public vekBufferedOutput {
  public:
   explicit vekPipeBuf(bool ignored);  ///< No handle, no block.
   /// Releases the block and closes an attached handle, without flushing.
@@ -145,7 +151,7 @@ class QUILLON_API vekPipeBuf : public std::basic_streambuf<char> {
   std::streamsize showmanyc() override;
 
  private:
-  bool FlushPutArea();
+  int Write(void const* p, int n) override;
 
   void* ioCtrlHandle;
   char* buffer;

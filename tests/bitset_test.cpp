@@ -261,6 +261,12 @@ TEST(BitSetPacked, SaveAndRestore) {
 }
 
 TEST(BitSetPacked, HostileStreamsStayInsideTheStorage) {
+  // A run longer than the room left is refused before anything is written.
+  std::string guarded(300, '\x09');
+  std::istringstream longRun(std::string("2\x41\x00\xFF", 4));
+  ASSERT_EQ(Unpack(longRun, &guarded[0], 2), 0u);
+  ASSERT_EQ(guarded, "A" + std::string(299, '\x09')) << "a run was written past the limit";
+
   // Runs and literals that decode to far more than the 2 bytes of the set;
   // AddressSanitizer sees any write past them.
   dsBitSet set(10);

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "ombcrt.h"
 #include "quillon.h"
 #include "testsupport.h"
 
@@ -19,7 +20,8 @@ TEST(FrameStatus, FailuresMapIntoTheNamedBandAndHaveTexts) {
   EXPECT_EQ(errMapError(), errSysBadHandle);
   for (auto [code, status] : std::vector<std::pair<int, errstatus>>{
            {0, errOK}, {qtest::host::kErrorNotFound, errSysNotFound}, {vekErrPeerClosed, errSysPeerClosed},
-           {qtest::host::kErrorUnmapped, errSysOther}}) {
+           {vekErrSharingViolation, errSysSharingViolation}, {vekErrPathTooLong, errSysNameTooLong},
+           {vekErrRuntimeOther, errSysOther}, {qtest::host::kErrorUnmapped, errSysOther}}) {
     vekSetLastError(code);
     EXPECT_EQ(errMapError(), status) << code;
   }
@@ -37,22 +39,52 @@ TEST(FrameStatus, FailuresMapIntoTheNamedBandAndHaveTexts) {
   EXPECT_EQ(texts.size(), static_cast<std::size_t>(errSysTooManyFiles - errSysOther + 4));
 }
 
+TEST(FrameStatus, SystemErrorsPrintThePlatformsTextForTheirCode) {
+  auto printed = [](char const* prefix, int code) {
+    testing::internal::CaptureStderr();
+    vekPrintSystemError(prefix, code);
+    return testing::internal::GetCapturedStderr();
+  };
+  vekSetLastError(qtest::host::kErrorUnmapped);
+  std::string const notFound = printed("Socket failed: ", qtest::host::kErrorNotFound);
+  std::string const denied = printed("Socket failed: ", qtest::host::kErrorAccessDenied);
+  EXPECT_EQ(vekGetLastError(), qtest::host::kErrorUnmapped);  // printing records nothing
+  for (std::string const& line : {notFound, denied}) {
+    ASSERT_GT(line.size(), std::string("Socket failed: : \n").size()) << line;
+    EXPECT_EQ(line.rfind("Socket failed: : ", 0), 0u) << line;
+    EXPECT_EQ(line.find('\n'), line.size() - 1) << line;  // one line
+  }
+  EXPECT_NE(notFound, denied);  // the text is that of the code given
+  std::string const bare = printed(nullptr, qtest::host::kErrorNotFound);
+  EXPECT_EQ(notFound, "Socket failed: : " + bare);
+  vekSetLastError(0);
+}
+
 TEST(FrameStopDeathTest, WritesMessageFileAndLineThenAborts) {
   EXPECT_DEATH(vekAbort("something impossible", "inc/example", 42), "something impossible.*inc/example:42");
   EXPECT_DEATH(vekAbort(nullptr, "srcquillon/cmdargxp", 7), "srcquillon/cmdargxp:7");
   EXPECT_DEATH(vekAlloc(~std::size_t{0} / 2), "out of memory");
 }
 
-// An event class written the way every event class of the library is.
-struct FlagRaised : vekBaseEvent {
-  explicit FlagRaised(qtest::host::Flag const& flag) : handle(flag.WaitHandle()) {}
-  vekWaitObject GetWaitObject() const override { return {handle, false}; }
-  std::intptr_t handle;
+// Something a wait can block on: not signalled until Raise, signalled for
+// good after (a semaphore of one unit, which a wait on its event never takes).
+class Flag {
+ public:
+  Flag() : semaphore(uCreateSemaphore(nullptr, 0, 1, nullptr)) {}
+  ~Flag() { vekCloseHandle(semaphore); }
+  Flag(Flag const&) = delete;
+  Flag& operator=(Flag const&) = delete;
+  bool Raise() { return vekReleaseSemaphore(semaphore, 1, nullptr); }
+  void* Handle() const { return semaphore; }
+
+ private:
+  void* semaphore;
 };
 
+// An event class written the way every event class of the library is.
 template <int Tag>
 struct TestEvent : vekEvent {
-  explicit TestEvent(qtest::host::Flag const& flag) : vekEvent(new FlagRaised(flag)) {}
+  explicit TestEvent(Flag const& flag) : vekEvent(new vekMOEvent(flag.Handle(), vekMOEvent::moSemaphore)) {}
   int GetKind() override { return kind; }
   static int const kind;
 };
@@ -60,7 +92,7 @@ template <int Tag>
 int const TestEvent<Tag>::kind = vekEvent::AllocEventKind();
 
 TEST(FrameEvents, KindsAreDistinctAndWaitsBlockUntilSignalled) {
-  qtest::host::Flag idle, busy;
+  Flag idle, busy;
   TestEvent<1> quiet(idle), ready(busy);
   TestEvent<2> other(idle);
   EXPECT_NE(quiet.GetKind(), other.GetKind());  // each class has a kind of its own

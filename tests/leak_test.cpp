@@ -1,5 +1,6 @@
 // Nothing left behind: each family of the library used a thousand times
-// leaves the process with the descriptors it had and no child unreaped.
+// leaves the process with the descriptors it had and no child unreaped; a
+// server that meets peers breaking off goes on answering.
 // Children are this test program again, in a helper mode. Reads /proc, so it
 // runs on Linux only.
 #include <gtest/gtest.h>
@@ -115,20 +116,44 @@ TEST(Leaks, PipesToAChild) {
   });
 }
 
-// Takes one connection, answers one frame and closes it.
+// Takes one connection, answers one frame and closes it; counts the frames
+// that did not come whole.
 class OneFrame : public psockBlockingServer {
+ public:
   bool Execute(psockStream* connection) override {
     std::unique_ptr<psockStream> owned(connection);
     dsXArray<char> message;
-    if (Read(*connection, message) == errOK) Write(*connection, message);
+    if (Read(*connection, message) == errOK) {
+      Write(*connection, message);
+    } else {
+      ++broken;
+    }
     return true;
   }
+  int broken = 0;
 };
 
-TEST(Leaks, SocketConnectAndClose) {
+// Peers that break off inside the count, inside the payload, after
+// announcing 2 GiB and sending 96 KiB, and one with a negative count, which
+// reads as an empty frame.
+std::string const brokenPeers[] = {std::string("\0\0", 2), std::string("\0\0\0\x64", 4) + std::string(10, 'p'),
+                                   std::string("\x7f\xff\xff\xff", 4) + std::string(96 * 1024, 'g'),
+                                   std::string("\xff\xff\xff\xfb", 4)};
+
+// Each round serves a peer that breaks off, then a good client, which must
+// get its answer.
+TEST(Leaks, SocketsWithGoodAndBrokenPeers) {
   OneFrame server;
   ASSERT_TRUE(server.Initialize(SystemAssigned));
+  int rounds = 0;
   ExpectNothingLeft([&] {
+    {
+      std::unique_ptr<psockStream> peer(psockServer::Connect("127.0.0.1", server.GetPort()));
+      ASSERT_NE(peer, nullptr);
+      std::string const& bytes = brokenPeers[rounds++ % 4];
+      ASSERT_TRUE(qtest::host::SendAll(peer->getSock(), bytes.data(), bytes.size()));
+    }
+    server.AcceptAndExecute();
     std::unique_ptr<psockStream> client(psockServer::Connect("127.0.0.1", server.GetPort()));
     ASSERT_NE(client, nullptr);
     dsXArray<char> message, answer;
@@ -138,6 +163,7 @@ TEST(Leaks, SocketConnectAndClose) {
     EXPECT_EQ(Read(*client, answer), errOK);
     EXPECT_EQ(answer.GetSize(), 4u);
   });
+  EXPECT_EQ(server.broken, rounds - rounds / 4) << "every peer but the negative count breaks off";
 }
 
 TEST(Leaks, DirectoryReading) {

@@ -24,8 +24,8 @@ bool Exists(std::string const& path) {
 // Holds args[0] open with no sharing, reports args[1] + ".ready", and lets go
 // once args[1] exists: by closing, or by dying when args[2] is "crash".
 QTEST_HELPER(holdlock) {
-  void* handle = uCreateFile(args[0].c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
-                             FILE_ATTRIBUTE_NORMAL, nullptr);
+  void* handle = uCreateFile(args[0].c_str(), vekGenericWrite, 0, nullptr, vekOpenAlways,
+                             vekFileAttributeNormal, nullptr);
   if (handle == VEK_INVALID_HANDLE) return 2;
   qtest::WriteFile(args[1] + ".ready", "");
   if (!qtest::WaitUntil([&] { return Exists(args[1]); }, std::chrono::seconds(20))) return 3;

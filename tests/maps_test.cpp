@@ -58,6 +58,15 @@ TEST(MapsScalar, UnsignedKeyOrderLookupsAndIterators) {
   void* const high = reinterpret_cast<void*>(~std::uintptr_t{0} - 15);
   for (void* key : {high, static_cast<void*>(&value), static_cast<void*>(nullptr)}) registry.Add(key, task(key));
   EXPECT_EQ(Values(registry), (std::vector<pmManageTask*>{nullptr, task(&value), task(high)}));
+
+  // Texts in a scalar map are pointers: ordered and found by address alone.
+  char const texts[] = "b\0a";
+  dsScalarMap<int, char const*> byAddress;
+  for (char const* key : {texts + 2, texts, texts + 1}) byAddress.Add(key, key[0]);
+  EXPECT_EQ(Values(byAddress), (std::vector<int>{'b', 0, 'a'}));
+  std::string const a = "a";
+  EXPECT_FALSE(byAddress.Contains(a.c_str()));
+  EXPECT_TRUE(byAddress.Find(texts + 2, value) && value == 'a');
 }
 
 TEST(MapsStorage, GrowsBySixteenEntriesAndKeepsItsBlockUntilDestroyed) {
@@ -136,7 +145,17 @@ TEST(MapsKeys, CopiedOncePerEntryAndFreedOnlyOnRemoval) {
   EXPECT_EQ(map.freed, (std::vector<int>{3, 1}));
 }
 
-// A subclass's own Compare decides every lookup and insertion.
+// A subclass's own Compare decides every lookup and insertion, and its own
+// CopyElems copies every value that Find gives.
+class CopyingMap : public dsScalarMap<int, int> {
+ public:
+  mutable int copies = 0;
+  void CopyElems(int const* source, int* destination, unsigned int count) const override {
+    ++copies;
+    dsScalarMap<int, int>::CopyElems(source, destination, count);
+  }
+};
+
 class ReversedMap : public dsScalarMap<int, int> {
  protected:
   int Compare(int first, int second) const override { return dsScalarMap<int, int>::Compare(second, first); }
@@ -152,7 +171,7 @@ class CaselessMap : public dsNonOwnerStringMap<int> {
   }
 };
 
-TEST(MapsKeys, AnOverridingCompareDecidesTheOrder) {
+TEST(MapsKeys, AnOverridingCompareOrCopyElemsIsCalled) {
   ReversedMap reversed;
   for (int key : {2, 9, 4, 7}) EXPECT_TRUE(reversed.Add(key, key * 10));
   EXPECT_EQ(Values(reversed), (std::vector<int>{90, 70, 40, 20}));
@@ -169,6 +188,13 @@ TEST(MapsKeys, AnOverridingCompareDecidesTheOrder) {
   EXPECT_TRUE(caseless.Find("gamma", value) && value == 2);
   EXPECT_TRUE(caseless.Contains("Beta") && caseless["BETA"] == 0);
   EXPECT_TRUE(caseless.Remove("alpha") && caseless.GetSize() == 2);
+
+  CopyingMap copying;
+  for (int key : {3, 1, 2}) copying.Add(key, key * 10);
+  int const before = copying.copies;
+  EXPECT_TRUE(copying.Find(2, value) && value == 20 && copying.copies == before + 1);
+  EXPECT_FALSE(copying.Find(4, value));
+  EXPECT_EQ(copying.copies, before + 1);
 }
 
 // Add never overwrites; FindIndex gives the place where an absent key belongs.

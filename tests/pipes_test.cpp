@@ -2,6 +2,8 @@
 // their read event, and the pipe buffer that works on a handle.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <iostream>
 #include <string>
 #include <thread>
 
@@ -58,34 +60,43 @@ TEST(LowerPipe, EndsAreClosedOnExecAndCarryBytesToEndOfFile) {
   delete static_cast<std::basic_streambuf<char>*>(reader);
 }
 
-TEST(LowerPipe, WritingWithoutAReaderFailsWithoutSignal) {
-  // The default action of SIGPIPE would end this test program.
+// Writes through every layer to a pipe whose reader has gone, with SIGPIPE
+// at its default action. Gives the first expectation that failed, or null.
+char const* WritesWithoutAReader() {
   qtest::host::DefaultBrokenPipeSignal plain;
-  ASSERT_TRUE(plain.Active());
+  if (!plain.Active()) return "SIGPIPE's default action could not be set";
   vekOutputPipe out;
   vekInputPipe in;
-  ASSERT_TRUE(vekAnonymousPipe::Create(out, in));
-  ASSERT_TRUE(vekPipeClose(in.fd()));
+  if (!vekAnonymousPipe::Create(out, in) || !vekPipeClose(in.fd())) return "no pipe";
   unsigned written = 99;
-  EXPECT_FALSE(vekPipeWrite(out.fd(), "lost", 4, &written));
-  EXPECT_EQ(written, 0u);
-  EXPECT_EQ(errMapError(), errSysBrokenPipe);
+  if (vekPipeWrite(out.fd(), "lost", 4, &written) || written != 0) return "the write did not fail";
+  if (errMapError() != errSysBrokenPipe) return "the failure is not a broken pipe";
 
   std::basic_streambuf<char>* buffer = new vekOPipeSBuf(out);
   std::ostream sink(buffer);
-  EXPECT_TRUE((sink << "lost as well" << std::flush).bad());
+  bool const bad = (sink << "lost as well" << std::flush).bad();
   delete buffer;  // closes the write end
+  if (!bad) return "the stream did not fail";
   // The handle buffer keeps what it could not write.
-  ASSERT_TRUE(vekAnonymousPipe::Create(out, in));
-  ASSERT_TRUE(vekPipeClose(in.fd()));
+  if (!vekAnonymousPipe::Create(out, in) || !vekPipeClose(in.fd())) return "no pipe";
   TestPipeBuf writer;
   writer.setIOCtrlHandle(out.fd());
-  ASSERT_EQ(writer.sputn("pending", 7), 7);
-  EXPECT_EQ(writer.pubsync(), -1);
-  EXPECT_EQ(writer.overflow('x'), eof);
-  EXPECT_EQ(writer.Pending(), 7);
+  if (writer.sputn("pending", 7) != 7 || writer.pubsync() != -1 || writer.overflow('x') != eof) {
+    return "the handle buffer's write did not fail";
+  }
+  if (writer.Pending() != 7) return "the handle buffer lost what it could not write";
+  return qtest::host::BrokenPipeSignalPending() ? "a SIGPIPE is left behind" : nullptr;
+}
 
-  EXPECT_FALSE(qtest::host::BrokenPipeSignalPending()) << "no SIGPIPE left behind";
+// In a child: a SIGPIPE delivered at its default action ends the process.
+TEST(LowerPipeDeathTest, WritingWithoutAReaderFailsWithoutSignal) {
+  EXPECT_EXIT(
+      {
+        char const* failed = WritesWithoutAReader();
+        if (failed != nullptr) std::cerr << failed << std::endl;
+        std::exit(failed == nullptr ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST(PipeStream, CarriesTextWakesAReaderAndFlushesWhenTheWriterIsDeleted) {

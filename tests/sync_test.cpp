@@ -3,10 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <future>
-#include <memory>
-#include <ostream>
 #include <thread>
 #include <vector>
 
@@ -15,16 +11,17 @@
 
 namespace {
 
-using namespace std::chrono_literals;
-
 // The first wake that proMutex::Unlock gives a waiter of the watched mutex
 // stops on a gate: the mutex is then free but still waited for, a state that
-// otherwise lasts only a few instructions. Parks on it are counted.
+// otherwise lasts only a few instructions. Once the gate opens and the wake
+// has gone out, the Unlock that gave it stays until the waiter owns the
+// mutex. Parks on it are counted.
 struct WakeGate {
   std::atomic<proMutex const*> watched{nullptr};
   std::atomic<int> parks{0};
   std::atomic<bool> reached{false};
   std::atomic<bool> open{false};
+  std::atomic<bool> waiterOwns{false};
 
   bool Watches(void const* word) const {
     auto const* mutex = reinterpret_cast<char const*>(watched.load());
@@ -52,105 +49,83 @@ extern "C" bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t
 
 extern "C" void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word) {
   static auto const next = Next<void (*)(std::atomic<std::uint32_t>*)>("vekWakeByAddressSingle");
-  if (gate.Watches(word) && !gate.reached.exchange(true)) {
-    qtest::WaitUntil([] { return gate.open.load(); });
-  }
+  bool const first = gate.Watches(word) && !gate.reached.exchange(true);
+  if (first) qtest::WaitUntil([] { return gate.open.load(); });
   next(word);
+  if (first) qtest::WaitUntil([] { return gate.waiterOwns.load(); });
 }
 
 namespace {
 
-// Runs body on a thread of its own and gives its result, or `stuck` when it
-// has not returned within the limit: a body that blocks fails the test by
-// assertion, not by a hang. Such a body is left running, so it must own what
-// it uses (shared pointers), not refer to the test's stack.
-template <typename Result, typename Body>
-Result Bounded(Body body, Result stuck, std::chrono::seconds limit = 5s) {
-  auto result = std::make_shared<std::promise<Result>>();
-  auto future = result->get_future();
-  std::thread([body, result]() mutable { result->set_value(body()); }).detach();
-  if (future.wait_for(limit) != std::future_status::ready) {
-    ADD_FAILURE() << "the call did not return in time";
-    return stuck;
-  }
-  return future.get();
-}
-
-// TryLock on another thread, which gives the level back if it got one.
-enum class Attempt { refused, taken, stuck };
-
-std::ostream& operator<<(std::ostream& out, Attempt attempt) {
-  char const* const names[] = {"refused", "taken", "stuck"};
-  return out << names[static_cast<int>(attempt)];
-}
-
-Attempt TryFromOtherThread(std::shared_ptr<proMutex> const& mutex) {
-  return Bounded(
-      [mutex] {
-        if (!mutex->TryLock()) return Attempt::refused;
-        mutex->Unlock();
-        return Attempt::taken;
-      },
-      Attempt::stuck);
+// TryLock on a thread of its own (QTEST_BOUNDED runs its step on one), which
+// gives the level back if it got one: whether it got one.
+bool TakenByAnotherThread(proMutex& mutex) {
+  return QTEST_BOUNDED("TryLock on another thread", mutex.TryLock() && mutex.Unlock());
 }
 
 bool IdIsOwnKernelId() { return vekGetCurrentThreadId() == qtest::host::ThreadId(); }
 
 TEST(SyncMutex, RecursionAndOwnership) {
-  auto mutex = std::make_shared<proMutex>();
-  EXPECT_FALSE(mutex->Unlock());  // free: nobody's id matches
+  proMutex mutex;
+  EXPECT_FALSE(mutex.Unlock());  // free: nobody's id matches
   // Run alone, the test takes the levels while the process has one thread,
   // and the threads below meet a mutex taken that way.
-  ASSERT_TRUE(mutex->Lock());
-  ASSERT_TRUE(mutex->TryLock());
-  ASSERT_TRUE(mutex->Lock());
+  ASSERT_TRUE(mutex.Lock());
+  ASSERT_TRUE(mutex.TryLock());
+  ASSERT_TRUE(mutex.Lock());
   // Owners are told apart by kernel thread ids, each thread keeping its own.
-  EXPECT_TRUE(IdIsOwnKernelId() && Bounded(IdIsOwnKernelId, false));
-  EXPECT_FALSE(Bounded([mutex] { return mutex->Unlock(); }, true));  // only the owner
-  EXPECT_TRUE(mutex->Initialize());  // leaves the live lock and its owner alone
+  EXPECT_TRUE(IdIsOwnKernelId() && QTEST_BOUNDED("the id on another thread", IdIsOwnKernelId()));
+  EXPECT_FALSE(QTEST_BOUNDED("Unlock on another thread", mutex.Unlock()));  // only the owner
+  EXPECT_TRUE(mutex.Initialize());  // leaves the live lock and its owner alone
   for (int level = 0; level < 2; ++level) {
-    EXPECT_TRUE(mutex->Unlock());
-    EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused);
+    EXPECT_TRUE(mutex.Unlock());
+    EXPECT_FALSE(TakenByAnotherThread(mutex));
   }
-  EXPECT_TRUE(mutex->Unlock());
-  EXPECT_FALSE(mutex->Unlock());
-  EXPECT_TRUE(Bounded(
-      [mutex] {
-        bool taken = mutex->TryLock() && mutex->Lock();
-        return taken && mutex->Unlock() && mutex->Unlock() && !mutex->Unlock();
-      },
-      false));
+  EXPECT_TRUE(mutex.Unlock());
+  EXPECT_FALSE(mutex.Unlock());
+  EXPECT_TRUE(QTEST_BOUNDED("levels on another thread", mutex.TryLock() && mutex.Lock() && mutex.Unlock() &&
+                                                            mutex.Unlock() && !mutex.Unlock()));
 }
 
 TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
-  auto mutex = std::make_shared<proMutex>();
-  gate.watched = mutex.get();
+  proMutex mutex;
+  gate.watched = &mutex;
   gate.parks = 0;
   gate.reached = false;
   gate.open = false;
+  gate.waiterOwns = false;
   std::atomic<bool> held{false};
   std::atomic<bool> release{false};
+  std::atomic<bool> unlocked{false};
   std::thread owner([&] {
-    EXPECT_TRUE(mutex->Lock());
+    EXPECT_TRUE(mutex.Lock());
     held = true;
     qtest::WaitUntil([&] { return release.load(); });
-    EXPECT_TRUE(mutex->Unlock());  // stops on the gate: a waiter is to be woken
+    EXPECT_TRUE(mutex.Unlock());  // stops on the gate: a waiter is to be woken
+    unlocked = true;
   });
   EXPECT_TRUE(qtest::WaitUntil([&] { return held.load(); }));
-  EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused) << "owned";
-  std::thread waiter([&] { EXPECT_TRUE(mutex->Lock() && mutex->Unlock()); });
+  EXPECT_FALSE(TakenByAnotherThread(mutex)) << "owned";
+  // The waiter gives the mutex back only after the old owner's Unlock has
+  // returned: nothing of that Unlock may touch the new owner's record.
+  std::thread waiter([&] {
+    bool const locked = mutex.Lock();
+    gate.waiterOwns = true;
+    qtest::WaitUntil([&] { return unlocked.load(); });
+    EXPECT_TRUE(locked && mutex.Unlock()) << "the woken waiter owns the mutex";
+  });
   EXPECT_TRUE(qtest::WaitUntil([] { return gate.parks > 0; })) << "the waiter parks in Lock";
-  EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused) << "owned and waited for";
+  EXPECT_FALSE(TakenByAnotherThread(mutex)) << "owned and waited for";
 
   release = true;
   EXPECT_TRUE(qtest::WaitUntil([] { return gate.reached.load(); }));
-  EXPECT_EQ(TryFromOtherThread(mutex), Attempt::refused) << "free, but a waiter is counted";
+  EXPECT_FALSE(TakenByAnotherThread(mutex)) << "free, but a waiter is counted";
 
   gate.open = true;
   owner.join();
   waiter.join();
   gate.watched = nullptr;
-  EXPECT_EQ(TryFromOtherThread(mutex), Attempt::taken) << "nobody holds or waits any more";
+  EXPECT_TRUE(TakenByAnotherThread(mutex)) << "nobody holds or waits any more";
 }
 
 TEST(SyncMutex, MixedLockAndTryLockKeepExclusion) {

@@ -176,16 +176,6 @@ TEST(TasksManaged, DestroyingAKilledTaskLeavesTheTaskThatGotItsHandleValue) {
   if (!reused) GTEST_SKIP() << "the allocator never gave a freed handle record back (a sanitizer's quarantine)";
 }
 
-// What the process holds: open descriptors and resident bytes.
-struct Footprint {
-  long descriptors = 0;
-  long residentBytes = 0;
-
-  static bool Available() { return qtest::host::OpenDescriptorCount() >= 0 && qtest::host::ResidentBytes() >= 0; }
-
-  static Footprint Now() { return {qtest::host::OpenDescriptorCount(), qtest::host::ResidentBytes()}; }
-};
-
 // Under a sanitizer, freed blocks go to a quarantine and memory grows anyway.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool sanitized = true;
@@ -193,61 +183,39 @@ constexpr bool sanitized = true;
 constexpr bool sanitized = false;
 #endif
 
-template <typename Task>
-class TasksEnded : public testing::Test {
- protected:
-  // Runs count tasks, one after the other, to their end and keeps their handles.
-  void RunToTheirEnds(int count) {
+// Managed tasks run to their ends one after the other, each keeping its
+// handle open (and its registry entry coming and going): the ended threads
+// hold no descriptor and little memory, and their handles stay waitable.
+TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
+  if (qtest::host::OpenDescriptorCount() < 0 || qtest::host::ResidentBytes() < 0) {
+    GTEST_SKIP() << "counts descriptors and resident memory, which this host does not tell";
+  }
+  std::vector<void*> handles;
+  auto runToTheirEnds = [&handles](int count) {
     for (int i = 0; i < count; ++i) {
-      Task task = Make();
+      Quick<pmManageTask> task(false, false);
       ASSERT_TRUE(task.Start()) << "task " << i << ": status " << task.GetExitStatus().GetExitCode();
       handles.push_back(task.Handle());
       ASSERT_TRUE(Ends(task.Handle()));
     }
-  }
-
-  ~TasksEnded() override {
-    for (void* handle : handles) vekCloseHandle(handle);
-  }
-
-  std::vector<void*> handles;
-
- private:
-  template <typename Kind = Task>
-  static std::enable_if_t<std::is_constructible<Kind, bool, bool>::value, Kind> Make() {
-    return Kind(false, false);
-  }
-  template <typename Kind = Task>
-  static std::enable_if_t<std::is_default_constructible<Kind>::value, Kind> Make() {
-    return Kind();
-  }
-};
-
-using EndingKinds = testing::Types<Quick<pmThread>, Quick<pmStrictTask>, Quick<pmManageTask>>;
-TYPED_TEST_SUITE(TasksEnded, EndingKinds);
-
-TYPED_TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
-  if (!Footprint::Available()) GTEST_SKIP() << "counts descriptors and resident memory, which this host does not tell";
-  constexpr int count = 10000;
-  this->handles.reserve(count + 100);
-  this->RunToTheirEnds(100);  // the allocator's and the thread library's caches fill
-  ASSERT_FALSE(this->HasFatalFailure());
-  Footprint const before = Footprint::Now();
-  this->RunToTheirEnds(count);
-  ASSERT_FALSE(this->HasFatalFailure());
-  Footprint const after = Footprint::Now();
-  EXPECT_EQ(after.descriptors, before.descriptors);
+  };
+  runToTheirEnds(100);  // the allocator's and the thread library's caches fill
+  ASSERT_FALSE(HasFatalFailure());
+  int const descriptors = qtest::host::OpenDescriptorCount();
+  long const resident = qtest::host::ResidentBytes();
+  runToTheirEnds(10000);
+  ASSERT_FALSE(HasFatalFailure());
+  EXPECT_EQ(qtest::host::OpenDescriptorCount(), descriptors);
   if (!sanitized) {
-    EXPECT_LT(after.residentBytes - before.residentBytes, 2 << 20);
+    EXPECT_LT(qtest::host::ResidentBytes() - resident, 2 << 20);
   }
-  this->RecordProperty("resident_growth_bytes", static_cast<int>(after.residentBytes - before.residentBytes));
-
-  for (void* handle : {this->handles.front(), this->handles.back()}) {
+  for (void* handle : {handles.front(), handles.back()}) {
     EXPECT_EQ(vekWaitForSingleObject(handle, 0), vekWaitObject0);
     vekEvent end(new vekMOEvent(handle, vekMOEvent::moThread));
     EXPECT_TRUE(end.Wait(0));
   }
-  EXPECT_EQ(Footprint::Now().descriptors, before.descriptors) << "the events gave theirs back";
+  EXPECT_EQ(qtest::host::OpenDescriptorCount(), descriptors) << "the events gave theirs back";
+  for (void* handle : handles) vekCloseHandle(handle);
 }
 
 using Gate = std::pair<std::atomic<bool>, int>;

@@ -1,4 +1,5 @@
-// The exported instantiations of the collection templates.
+// The exported instantiations of the collection templates, defined without
+// the export attribute that their declarations carry (dsdatcol.h).
 #include "dsdatcol.h"
 
 QUILLON_ARRAY_INSTANCES(, , char)

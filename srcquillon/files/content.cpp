@@ -1,5 +1,7 @@
 // File content operations: the checksum and the string replacement.
+#include <algorithm>
 #include <cstring>
+#include <functional>
 #include <memory>
 
 #include "fsshared.h"
@@ -8,6 +10,41 @@
 #include "vekfile.h"
 
 namespace {
+
+// Finds a run of bytes, zero bytes included, with the C library's portable
+// calls only. A short run: memchr to each place where its first byte stands,
+// memcmp for the rest there, fast on text and at most one short compare per
+// byte. A longer run: Boyer-Moore, whose work stays linear in the bytes
+// searched whatever they hold.
+class ByteSearch {
+ public:
+  ByteSearch(char const* needle, std::size_t length) : needle(needle), length(length) {
+    if (length > kShortRun) longRun = std::make_unique<LongRunSearch>(needle, needle + length);
+  }
+
+  // The first place of the run in [from, to), or null.
+  char const* In(char const* from, char const* to) const {
+    if (longRun) {
+      char const* found = std::search(from, to, *longRun);
+      return found != to ? found : nullptr;
+    }
+    while (static_cast<std::size_t>(to - from) >= length) {
+      auto const* candidate = static_cast<char const*>(
+          std::memchr(from, needle[0], static_cast<std::size_t>(to - from) - length + 1));
+      if (candidate == nullptr) return nullptr;
+      if (std::memcmp(candidate + 1, needle + 1, length - 1) == 0) return candidate;
+      from = candidate + 1;
+    }
+    return nullptr;
+  }
+
+ private:
+  using LongRunSearch = std::boyer_moore_searcher<char const*>;
+  static constexpr std::size_t kShortRun = 64;
+  char const* needle;
+  std::size_t length;
+  std::unique_ptr<LongRunSearch> longRun;  // for a long run only
+};
 
 // Large reads and writes in place of the byte-at-a-time calls: the results
 // are the same, the system calls far fewer.
@@ -113,6 +150,7 @@ errstatus pfuFS::pfuReplaceString(char const* const search, char const* const re
   // behind it, whatever the length of search.
   std::size_t const capacity = searchLength - 1 + blockSize;
   std::unique_ptr<char[]> buffer(new char[capacity]);
+  ByteSearch const matches(search, searchLength);
   Output output(out);
   errstatus status = errOK;
   std::size_t carry = 0;
@@ -127,8 +165,8 @@ errstatus pfuFS::pfuReplaceString(char const* const search, char const* const re
     std::size_t end = carry + got, cursor = 0;
     // Every match, left to right; a failed write ends the matching of this
     // block at the match it stood before.
-    while (void const* found = memmem(head + cursor, end - cursor, search, searchLength)) {
-      std::size_t match = static_cast<std::size_t>(static_cast<char const*>(found) - head);
+    while (char const* found = matches.In(head + cursor, head + end)) {
+      std::size_t match = static_cast<std::size_t>(found - head);
       if (!output.Put(head + cursor, match - cursor)) {
         status = errNoMemoryOrIO;
         end = match;

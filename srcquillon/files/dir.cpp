@@ -34,13 +34,13 @@ pfuDir* pfuDir::OpenDir(pfuDirPath const& path) {
   char pattern[pfuFiles::searchPatternSize];
   std::strcpy(pattern, native);
   std::strcat(pattern, pfuFiles::WildcardFor(native));
-  WIN32_FIND_DATAA data;
+  vekFindData data;
   void* search = uFindFirstFile(pattern, &data);
   if (search == VEK_INVALID_HANDLE) return nullptr;
   return new pfuDirImplementation(data, search);
 }
 
-pfuDirImplementation::pfuDirImplementation(WIN32_FIND_DATAA const& data, void* handle)
+pfuDirImplementation::pfuDirImplementation(vekFindData const& data, void* handle)
     : findData(data), search(handle), first(true) {}
 
 pfuDirImplementation::~pfuDirImplementation() { win32FindClose(search); }
@@ -52,8 +52,8 @@ bool pfuDirImplementation::Read(pfuDirEntry& entry) {
     } else if (uFindNextFile(search, &findData) == 0) {
       return false;
     }
-  } while (IsDotOrDotDot(findData.cFileName));
-  entry = findData.cFileName;
+  } while (IsDotOrDotDot(findData.name));
+  entry = findData.name;
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstring>
 
+#include "foundation/shared.h"
 #include "fsshared.h"
 #include "ombcrt.h"
 #include "vekfile.h"
@@ -13,8 +14,6 @@ using pfuFiles::Text;
 using pfuFiles::Trimmed;
 
 namespace {
-
-errstatus Outcome(bool succeeded) { return succeeded ? errOK : errMapError(); }
 
 // An empty path, or a drive with or without its separator: no directory to
 // remove recursively on any host. (What a path resolves to, a root in any
@@ -68,15 +67,15 @@ bool NameOrFallback(int (*query)(char*, std::uint32_t*), dsString& name, char co
 }  // namespace
 
 void* pfuFiles::OpenSource(pfuOSPath const& path) {
-  void* file = uCreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                           FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  void* file = uCreateFile(path, vekGenericRead, vekFileShareRead, nullptr, vekOpenExisting,
+                           vekFileFlagSequentialScan, nullptr);
   if (file == VEK_INVALID_HANDLE || vekIsRegularFile(file)) return file;
   win32CloseFileHandle(file);  // keeps the error of the refusal
   return VEK_INVALID_HANDLE;
 }
 
 void* pfuFiles::OpenTarget(pfuOSPath const& path) {
-  return uCreateFile(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return uCreateFile(path, vekGenericWrite, 0, nullptr, vekCreateAlways, vekFileAttributeNormal, nullptr);
 }
 
 // pfStat
@@ -92,14 +91,13 @@ pfStat::pfStat(pfStat const& other) = default;
 pfStat::~pfStat() {}
 
 bool pfStat::Fill(char const* path) {
-  struct stat info;
+  vekFileInfo info;
   if (!FileInfo_Read(info, path, false)) return false;
-  unsigned const type = static_cast<unsigned>(info.st_mode) & 0xF000u;
   init = executable = readable = writable = true;
-  directory = type == 0x4000u;
-  link = type == 0xA000u;
-  time = static_cast<long long>(info.st_mtime);
-  size = static_cast<std::int32_t>(info.st_size);
+  directory = info.type == vekFileType::directory;
+  link = info.type == vekFileType::link;
+  time = info.modificationTime;
+  size = static_cast<std::int32_t>(info.size);
   return true;
 }
 
@@ -107,28 +105,28 @@ bool pfStat::Fill(char const* path) {
 
 errstatus pfuFS::pfuMakeDir(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  return Outcome(uCreateDirectory(pfuOSPath(Text(path)), nullptr) != 0);
+  return StatusOf(uCreateDirectory(pfuOSPath(Text(path)), nullptr) != 0);
 }
 
 errstatus pfuFS::pfuRemoveDir(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  return Outcome(uRemoveDirectory(pfuOSPath(Text(path))) != 0);
+  return StatusOf(uRemoveDirectory(pfuOSPath(Text(path))) != 0);
 }
 
 errstatus pfuFS::pfuDeleteFile(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  return Outcome(uDeleteFile(pfuOSPath(Text(path))) != 0);
+  return StatusOf(uDeleteFile(pfuOSPath(Text(path))) != 0);
 }
 
 errstatus pfuFS::pfuUnlink(char const* path) {
   if (!Fits(path)) return errSysNameTooLong;
-  return Outcome(vek_unlink(pfuOSPath(Text(path))) == 0);
+  return StatusOf(vek_unlink(pfuOSPath(Text(path))) == 0);
 }
 
 errstatus pfuFS::pfuRenameFile(char const* from, char const* to) {
   if (!Fits(from) || !Fits(to)) return errSysNameTooLong;
-  return Outcome(uMoveFileEx(pfuOSPath(Text(from)), pfuOSPath(Text(to)),
-                             MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED) != 0);
+  return StatusOf(uMoveFileEx(pfuOSPath(Text(from)), pfuOSPath(Text(to)),
+                             vekMoveReplaceExisting | vekMoveCopyAllowed) != 0);
 }
 
 errstatus pfuFS::pfuCopyFile(char const* from, char const* to) {
@@ -145,7 +143,7 @@ errstatus pfuFS::pfuCopyFile(char const* from, char const* to) {
   bool copied = vekCopyFilePermissions(source, target) && vekCopyFileData(source, target);
   win32CloseFileHandle(source);
   win32CloseFileHandle(target);
-  return Outcome(copied);
+  return StatusOf(copied);
 }
 
 errstatus pfuFS::pfuChangeDir(char const* path) {
@@ -159,7 +157,7 @@ errstatus pfuFS::pfuChangeDir(char const* path) {
     if (letter >= 'a' && letter <= 'z') letter -= 'a' - 'A';
     if (vek_chdrive(letter - 'A' + 1) != 0) return errMapError();
   }
-  return Outcome(vek_chdir(text) == 0);
+  return StatusOf(vek_chdir(text) == 0);
 }
 
 errstatus pfuFS::pfuMakeDirRec(char const* path) {
@@ -216,7 +214,7 @@ errstatus pfuFS::pfuMakeDirRec(pfuDirPath const& base, pfuDirPath const& relativ
 errstatus pfuFS::pfuRemoveDirRec(pfuDirPath const& path) {
   if (path.IsRefused()) return errSysNameTooLong;
   if (IsEmptyOrDrive(path)) return errSysInvalidArgument;
-  return Outcome(vekRemoveTree(Trimmed(path), pfuPathSize - 1) != 0);
+  return StatusOf(vekRemoveTree(Trimmed(path), pfuPathSize - 1) != 0);
 }
 
 // Queries

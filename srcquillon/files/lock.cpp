@@ -3,6 +3,7 @@
 
 #include <new>
 
+#include "foundation/shared.h"
 #include "pfufs.h"
 #include "vekfile.h"
 
@@ -15,8 +16,6 @@ std::uint32_t const retryMilliseconds = 1000;
 std::uint32_t LowHalf(std::uint32_t size) { return size & 0xFFFFu; }
 std::uint32_t HighHalf(std::uint32_t size) { return size >> 16; }
 
-errstatus CloseOutcome(void* handle) { return win32CloseFileHandle(handle) ? errOK : errMapError(); }
-
 }  // namespace
 
 pfuFileLock::~pfuFileLock() {}
@@ -28,7 +27,7 @@ pfuFileLock* pfuFileLock::Construct(pfuDirPath const& path) {
 pfuFileLockImpl::pfuFileLockImpl(pfuDirPath const& path) : path(path), size(0) {}
 
 void* pfuFileLockImpl::Open() {
-  return uCreateFile(path, GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return uCreateFile(path, vekGenericWrite, 0, nullptr, vekOpenAlways, vekFileAttributeNormal, nullptr);
 }
 
 errstatus pfuFileLockImpl::Lock() {
@@ -42,14 +41,14 @@ errstatus pfuFileLockImpl::Lock() {
   }
   size = vekGetFileSize(handle, nullptr);
   vekLockFile(handle, 0, 0, LowHalf(size), HighHalf(size));
-  return CloseOutcome(handle);
+  return StatusOf(win32CloseFileHandle(handle));
 }
 
 errstatus pfuFileLockImpl::Release() {
   void* handle = Open();
   if (handle == VEK_INVALID_HANDLE) return errMapError();
   vekUnlockFile(handle, 0, 0, LowHalf(size), HighHalf(size));
-  return CloseOutcome(handle);
+  return StatusOf(win32CloseFileHandle(handle));
 }
 
 bool lockFileBuf::Open(char const* path, int mode, int) {

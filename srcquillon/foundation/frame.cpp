@@ -8,13 +8,14 @@
 #include "pmprocess.h"
 #include "quillonbase.h"
 #include "dsunique.h"
+#include "ombhandle.h"
 #include "pmtask.h"
 #include "psock.h"
 
 int const SystemAssigned = 0;
 void* const badThreadHandle = nullptr;
 int const badProcHandle = 0;
-void* const badIOCtrlHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
+void* const badIOCtrlHandle = VEK_INVALID_HANDLE;
 
 // Load order: the steps run in the order they are defined here; each comment
 // names its step.

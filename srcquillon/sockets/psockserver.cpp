@@ -1,7 +1,5 @@
 // Listening servers, their dispatch loop, and the client's Connect.
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <string>
@@ -115,8 +113,7 @@ psockServer::SockWaitRC psockServer::Wait(int msec) {
   errstatus status = errMapError();
   std::cout << "Failure on connection's socket: " << static_cast<std::uint32_t>(status)
             << std::endl;
-  errno = lastError;
-  std::perror("Socket failed: ");
+  vekPrintSystemError("Socket failed: ", lastError);
   std::cout << "waittime = (" << time.tv_sec << "," << time.tv_usec << ")" << std::endl;
   std::cout << "msec = " << msec << std::endl;
   std::cout << "LastError = " << static_cast<std::uint32_t>(lastError) << std::endl;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bdtstream.h"
+#include "foundation/shared.h"
 #include "dsstring.h"  // std::strstreambuf, with its deprecation warning silenced
 #include "psock.h"
 #include "psockshared.h"
@@ -143,12 +144,23 @@ errstatus Write(psockStream& s, dsXArray<char>& a) {
 
 namespace {
 
+// How much a full array grows before the next receive of a frame that has
+// left bytes to come: as much again as has arrived, at least kFirstRoom, or
+// all that the socket holds already if that is more; never past the frame's
+// end. Beyond kFirstRoom every step is bytes that have come, so a count of
+// 2 GiB followed by a close never becomes a large block, and a frame that
+// has arrived whole is taken in one receive.
+unsigned int Growth(psockStream& s, unsigned int arrived, unsigned int left) {
+  long long step = std::max(arrived, kFirstRoom);
+  if (step < left) step = std::max(step, vek_recv_queued(s.getSock()));  // -1 (no socket) adds nothing
+  return static_cast<unsigned int>(std::min<long long>(step, left));
+}
+
 // Receives a frame's payload of length bytes straight into the spare room of
 // a, behind what it holds; every receive is offered all the room there is, up
 // to the frame's end. The array grows only with what arrives, whatever the
-// count announces: a full block gains as much again as has arrived, at least
-// kFirstRoom, so it takes few receives and no second copy and is never much
-// more than twice what came.
+// count announces (Growth), so it takes few receives and no second copy and
+// is never much more than twice what came.
 errstatus ReceivePayload(psockStream& s, dsXArray<char>& a, int length) {
   unsigned int const start = a.GetSize();
   unsigned int arrived = 0;
@@ -156,7 +168,7 @@ errstatus ReceivePayload(psockStream& s, dsXArray<char>& a, int length) {
   while (length > 0) {
     unsigned int const have = start + arrived;
     unsigned int const left = static_cast<unsigned int>(length);
-    if (a.GetCapacity() == have) a.Resize(have + std::min(left, std::max(arrived, kFirstRoom)));
+    if (a.GetCapacity() == have) a.Resize(have + Growth(s, arrived, left));
     unsigned int const room = std::min(a.GetCapacity() - have, left);
     // The size covers the room while it is offered; only what came is kept.
     a.Resize(have + room);
@@ -206,10 +218,4 @@ int WriteToSocket(psockStream& s, void const* p, int n) { return s.Write(p, n, f
 vekSocketEvent::vekSocketEvent(psockStream* s, Type t)
     : vekEvent(new vekSelectEvent(s->getSock(), t)), stream(s), type(t) {}
 
-int vekSocketEvent::GetKind() { return kind; }
-
-void* vekSocketEvent::GetInfo() { return this; }
-
-vekSocketEvent* vekSocketEvent::cast(vekEvent* e) {
-  return e->GetKind() == kind ? static_cast<vekSocketEvent*>(e->GetInfo()) : nullptr;
-}
+QUILLON_EVENT_KIND_MEMBERS(vekSocketEvent)

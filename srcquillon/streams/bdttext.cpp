@@ -14,6 +14,17 @@ namespace {
 
 constexpr std::size_t conversionFailed = static_cast<std::size_t>(-1);
 
+// Whether a wide character needs more than 16 bits; never where wchar_t has
+// 16 (Windows), which the test is left out for.
+template <class Wide>
+bool BeyondSixteenBits(Wide character) {
+  if constexpr (sizeof(Wide) > 2) {
+    return static_cast<std::uint32_t>(character) > 0xFFFF;
+  } else {
+    return false;
+  }
+}
+
 // Every array here comes from new[]: the text conversions hand theirs over
 // the same way.
 using Owned = std::unique_ptr<char[]>;
@@ -108,7 +119,7 @@ void bdtIStream::ReadCharacter(unsigned short& value) {
   if (used >= 0) value = static_cast<unsigned short>(character);
   // A character beyond 16 bits cannot be represented: like a short out of
   // range, the target keeps the low bits and the state says so.
-  if (used != n || static_cast<std::uint32_t>(character) > 0xFFFF) setstate(2);
+  if (used != n || BeyondSixteenBits(character)) setstate(2);
 }
 
 bdtIStream& bdtIStream::operator>>(dsString& value) {

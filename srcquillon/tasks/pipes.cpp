@@ -1,15 +1,21 @@
 #include <new>
 
+#include "foundation/shared.h"
 #include "pipestream.h"
 
-errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in) {
-  vekOutputPipe writeEnd;
-  vekInputPipe readEnd;
-  if (!vekAnonymousPipe::Create(writeEnd, readEnd)) return errPipeCreate;
-  *out = new oPipeStream(new vekOPipeSBuf(writeEnd));
-  *in = new iPipeStream(new vekIPipeSBuf(readEnd));
-  return errOK;
-}
+class PipeStreamMaker {
+ public:
+  static errstatus Make(oPipeStream** out, iPipeStream** in) {
+    vekOutputPipe writeEnd;
+    vekInputPipe readEnd;
+    if (!vekAnonymousPipe::Create(writeEnd, readEnd)) return errPipeCreate;
+    *out = new oPipeStream(new vekOPipeSBuf(writeEnd));
+    *in = new iPipeStream(new vekIPipeSBuf(readEnd));
+    return errOK;
+  }
+};
+
+errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in) { return PipeStreamMaker::Make(out, in); }
 
 namespace {
 
@@ -40,13 +46,7 @@ oPipeStream::~oPipeStream() { flush(); }
 vekIPipeEvent::vekIPipeEvent(iPipeStream* stream)
     : vekPipeEvent(stream->rdbuf()->pipe().fd()), stream(stream) {}
 
-vekIPipeEvent* vekIPipeEvent::cast(vekEvent* event) {
-  return event->GetKind() == kind ? static_cast<vekIPipeEvent*>(event->GetInfo()) : nullptr;
-}
-
-int vekIPipeEvent::GetKind() { return kind; }
-
-void* vekIPipeEvent::GetInfo() { return this; }
+QUILLON_EVENT_KIND_MEMBERS(vekIPipeEvent)
 
 namespace {
 
@@ -78,18 +78,12 @@ int vekPipeBuf::doallocate() {
   return 1;
 }
 
-bool vekPipeBuf::FlushPutArea() {
-  unsigned pending = static_cast<unsigned>(pptr() - pbase());
-  bool ok = vekPipeDrain(ioCtrlHandle, buffer + areaSize, &pending);
-  setp(buffer + areaSize, buffer + 2 * areaSize);
-  pbump(static_cast<int>(pending));
-  return ok;
-}
+int vekPipeBuf::Write(void const* p, int n) { return vekPipeWriteSome(ioCtrlHandle, p, n); }
 
 vekPipeBuf::int_type vekPipeBuf::overflow(int_type c) {
   // Writing takes the block on demand, as reading does.
   if (buffer == nullptr && doallocate() == 0) return traits_type::eof();
-  if (!FlushPutArea()) return traits_type::eof();
+  if (!DrainPutArea()) return traits_type::eof();
   if (traits_type::eq_int_type(c, traits_type::eof())) return 1;
   return sputc(traits_type::to_char_type(c));
 }
@@ -110,7 +104,7 @@ vekPipeBuf::int_type vekPipeBuf::underflow() {
 int vekPipeBuf::sync() {
   if (buffer == nullptr) return 1;
   setg(buffer, buffer + areaSize, buffer + areaSize);
-  return FlushPutArea() ? 1 : -1;
+  return DrainPutArea() ? 1 : -1;
 }
 
 std::streamsize vekPipeBuf::showmanyc() {

@@ -2,11 +2,15 @@
 // registry key and the event kinds are built at load in frame.cpp.
 #include <new>
 
+#include "foundation/shared.h"
+#include "ombhandle.h"
 #include "pmtask.h"
 
 namespace {
 
-void* const releasedThread = reinterpret_cast<void*>(~std::uintptr_t{0});
+// What the asynchronous call holds once its thread is released: the handle
+// that StrictThread_Launch gives when it makes no thread.
+void* const releasedThread = VEK_INVALID_HANDLE;
 
 }  // namespace
 
@@ -74,13 +78,7 @@ ptkStrictTaskEvent::ptkStrictTaskEvent(pmStrictTask* task)
 
 void* ptkStrictTaskEvent::GetProcess() { return task->handle; }
 
-ptkStrictTaskEvent* ptkStrictTaskEvent::cast(vekEvent* event) {
-  return event->GetKind() == kind ? static_cast<ptkStrictTaskEvent*>(event->GetInfo()) : nullptr;
-}
-
-int ptkStrictTaskEvent::GetKind() { return kind; }
-
-void* ptkStrictTaskEvent::GetInfo() { return this; }
+QUILLON_EVENT_KIND_MEMBERS(ptkStrictTaskEvent)
 
 ptkAsyncCallEvent::ptkAsyncCallEvent(void* thread, void* argument)
     : vekEvent(new (std::nothrow) vekMOEvent(thread, vekMOEvent::moThread)),
@@ -107,13 +105,7 @@ int ptkAsyncCallEvent::GetReturnValue() {
   return returnValue;
 }
 
-ptkAsyncCallEvent* ptkAsyncCallEvent::cast(vekEvent* event) {
-  return event->GetKind() == kind ? static_cast<ptkAsyncCallEvent*>(event->GetInfo()) : nullptr;
-}
-
-int ptkAsyncCallEvent::GetKind() { return kind; }
-
-void* ptkAsyncCallEvent::GetInfo() { return this; }
+QUILLON_EVENT_KIND_MEMBERS(ptkAsyncCallEvent)
 
 ptkAsyncCallEvent* call_async_func(int (*func)(void*), void* argument) {
   void* thread = StrictThread_Launch(func, argument, nullptr);

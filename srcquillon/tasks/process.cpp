@@ -1,16 +1,16 @@
 #include <new>
 
+#include "foundation/shared.h"
+#include "ombhandle.h"
 #include "pmprocess.h"
 #include "vekproc.h"
 #include "vektext.h"
 
 namespace {
 
-void* const kNoHandle = reinterpret_cast<void*>(~std::uintptr_t{0});
-
 // Kill and Interrupt put their outcome in the status.
 bool Reported(pmExitStatus& status, bool done) {
-  status.setStatus(done ? errOK : errMapError());
+  status.setStatus(StatusOf(done));
   return done;
 }
 
@@ -41,24 +41,18 @@ oAssignableStream::~oAssignableStream() = default;
 ptkExecProcessEvent::ptkExecProcessEvent(void* process)
     : vekEvent(new (std::nothrow) vekPROCESSEvent(process)) {}
 
-ptkExecProcessEvent* ptkExecProcessEvent::cast(vekEvent* event) {
-  return event->GetKind() == kind ? static_cast<ptkExecProcessEvent*>(event->GetInfo()) : nullptr;
-}
-
-int ptkExecProcessEvent::GetKind() { return kind; }
-
-void* ptkExecProcessEvent::GetInfo() { return this; }
+QUILLON_EVENT_KIND_MEMBERS(ptkExecProcessEvent)
 
 ExecProcess::ExecProcess(char const* command, unsigned int flags)
-    : handle(kNoHandle),
+    : handle(VEK_INVALID_HANDLE),
       processId(0),
       finished(true),
       assignCout((flags & 2) != 0),
       assignCin((flags & 1) != 0),
       assignCerr((flags & 4) != 0),
-      coutHandle(kNoHandle),
-      cinHandle(kNoHandle),
-      cerrHandle(kNoHandle),
+      coutHandle(VEK_INVALID_HANDLE),
+      cinHandle(VEK_INVALID_HANDLE),
+      cerrHandle(VEK_INVALID_HANDLE),
       command(Strnew__(command)) {
   exitStatus.setAlive();
 }
@@ -99,7 +93,7 @@ bool ExecProcess::Interrupt() {
 void ExecProcess::Delivered(std::int32_t code) {
   // The wait has released the handle.
   finished = true;
-  handle = kNoHandle;
+  handle = VEK_INVALID_HANDLE;
   exitStatus.setExitCode(code);
 }
 

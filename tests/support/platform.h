@@ -83,22 +83,6 @@ bool SendAll(std::uint64_t socket, void const* data, std::size_t size);
 // of the library, as its own integer).
 bool IsInheritable(std::uintptr_t handle);
 
-// Something the library's waits can block on (the handle of a
-// vekWaitObject): not signalled until Raise, signalled for good after. A pipe
-// on POSIX, a manual-reset event on Windows.
-class Flag {
- public:
-  Flag();
-  ~Flag();
-  Flag(Flag const&) = delete;
-  Flag& operator=(Flag const&) = delete;
-  std::intptr_t WaitHandle() const { return handles[0]; }
-  bool Raise();
-
- private:
-  std::intptr_t handles[2];
-};
-
 // Gives SIGPIPE its default action (which ends the process) while it lives;
 // one at a time. Active on a host without SIGPIPE too: nothing to change.
 class DefaultBrokenPipeSignal {

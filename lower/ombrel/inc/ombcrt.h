@@ -10,8 +10,24 @@
 // - vek_chdir(path), vek_unlink(path): 0 on success, -1 on failure.
 // - vekResetRuntimeError() clears the C runtime's error code (errno) before a
 //   call of the C or C++ library that reports failure only through it (a
-//   standard stream's open); vekKeepRuntimeError() then records that code as
-//   the last error, or invalid argument when the runtime set none.
+//   standard stream's open). vekKeepRuntimeError() then records that failure
+//   as the last error, as a code of this platform's domain (ombmem.h): on
+//   POSIX errno is the system's code already and is kept as it is. On
+//   Windows the runtime's errno is not a system code (EACCES, 13, is
+//   ERROR_INVALID_DATA there): the system code that the runtime translated
+//   (_doserrno) is kept when there is one, else the Win32 code of the same
+//   meaning (EINVAL: ERROR_INVALID_PARAMETER, ENOENT: ERROR_FILE_NOT_FOUND,
+//   EACCES: ERROR_ACCESS_DENIED, EEXIST: ERROR_FILE_EXISTS, EMFILE:
+//   ERROR_TOO_MANY_OPEN_FILES, ENOSPC: ERROR_DISK_FULL), and
+//   vekErrRuntimeOther for a code without one. When the runtime set no code
+//   at all, the invalid-argument code of the platform is kept.
+// - vekPrintSystemError(prefix, code) writes one line to standard error:
+//   prefix and ": " (both left out for a null or empty prefix), the
+//   platform's own text for code (a code of the last error,
+//   ombmem.h) and a line end, as perror does on POSIX. A code the platform
+//   has no text for (the library's own among them) reads as the C library
+//   reports an unknown one ("Unknown error <code>" with glibc); on Windows
+//   the system's message without its line end, or "Unknown error <code>".
 #ifndef OMBCRT_H
 #define OMBCRT_H
 
@@ -27,5 +43,6 @@ OMBREL_API int vek_chdir(char const* path);
 OMBREL_API int vek_unlink(char const* path);
 OMBREL_API void vekResetRuntimeError();
 OMBREL_API void vekKeepRuntimeError();
+OMBREL_API void vekPrintSystemError(char const* prefix, int code);
 
 #endif

@@ -1,27 +1,21 @@
 // ombrel: closing the handles that tarnlet hands out.
 //
-// Contract:
-// - A file handle is a void*; the invalid handle is all bits set, as
-//   VEK_INVALID_HANDLE gives it. On POSIX the handle holds the descriptor.
+// Contract ("fails with errSysX": errMapError() then gives that status):
+// - A file handle is a void* that holds the platform's own handle (the
+//   descriptor on POSIX, the HANDLE on Windows); the invalid handle is all
+//   bits set, as VEK_INVALID_HANDLE gives it, on every platform.
 // - win32CloseFileHandle(handle): closes a file handle. True on success; false
-//   with the system error kept (a bad or invalid handle fails as bad handle).
-//   A successful close leaves the last error as it was.
+//   with the system error kept (a bad or invalid handle fails with
+//   errSysBadHandle). A successful close leaves the last error as it was.
 // - win32FindClose(handle): ends a directory search of uFindFirstFile and
-//   releases its record. True on success; false with the system error kept
-//   for a null or invalid handle.
+//   releases its record (a record of the platform's own). True on success;
+//   false with errSysBadHandle for a null or invalid handle.
 #ifndef OMBHANDLE_H
 #define OMBHANDLE_H
 
 #include "vekplatform.h"
 
 #define VEK_INVALID_HANDLE (reinterpret_cast<void*>(~static_cast<unsigned long long>(0)))
-
-// The record behind a directory search handle: the open directory stream of
-// the platform and the wildcard (a new[] copy) that the names must match.
-struct vekFindRecord {
-  void* stream;
-  char* pattern;
-};
 
 OMBREL_API bool win32CloseFileHandle(void* handle);
 OMBREL_API bool win32FindClose(void* handle);

@@ -11,9 +11,11 @@
 //   the whole process, so a caller can see that nothing was left behind.
 // - vekAbort(message, file, line) writes one line with the message (which may
 //   be null), the file and the line to standard error, then aborts.
-// - The last error: every failing operation of the lower libraries records the
-//   system's code for its failure (errno on POSIX, GetLastError on Windows) or
-//   one of the codes below, per thread. errMapError (tarnlet) maps it.
+// - The last error: every failing operation of the lower libraries records,
+//   per thread, a code of one domain per platform: the system's own codes
+//   (errno values on POSIX; GetLastError and WSAGetLastError values on
+//   Windows) or one of the library's own codes below. errMapError (tarnlet)
+//   maps it. A code of one platform never stands for a failure on another.
 #ifndef OMBMEM_H
 #define OMBMEM_H
 
@@ -28,14 +30,20 @@ OMBREL_API long long vekLiveBlocks();
 
 [[noreturn]] OMBREL_API void vekAbort(char const* message, char const* file, int line);
 
-// Failures that no system has a code of its own for. They lie far above any
-// system code, so they mean the same on every platform.
+// Failures that no system has a code of its own for. They lie in a range of
+// their own, with bit 29 set (0x20000000 and up): no errno value comes near
+// it, and Windows leaves that bit to applications (no system code has it).
+// So they mean the same on every platform and never collide with a system
+// code.
 enum vekOwnError : int {
-  vekErrSharingViolation = 0x20000001,  // an open conflicts with another open's share mode
-  vekErrPeerClosed,                     // the other end of a connection closed it
-  vekErrNameNotResolved,                // a host or service name has no address
-  vekErrPathTooLong                     // a path longer than quillon's path objects hold,
-                                        // refused before it reached the system
+  vekOwnErrorBase = 0x20000000,
+  vekErrSharingViolation,  // an open conflicts with another open's share mode
+  vekErrPeerClosed,        // the other end of a connection closed it
+  vekErrNameNotResolved,   // a host or service name has no address
+  vekErrPathTooLong,       // a path longer than quillon's path objects hold,
+                           // refused before it reached the system
+  vekErrRuntimeOther,      // a C runtime failure that has no system code of
+                           // the platform (see vekKeepRuntimeError)
 };
 
 OMBREL_API void vekSetLastError(int code);

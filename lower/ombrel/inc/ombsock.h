@@ -1,6 +1,6 @@
 // ombrel: stream sockets.
 //
-// Contract:
+// Contract ("fails with errSysX": errMapError() then gives that status):
 // - A socket handle is an unsigned 64-bit number (the fd on POSIX, the SOCKET
 //   on Windows); vekInvalidSocket, all bits set, stands for none.
 // - Each operation is the socket call of the same name without the prefix,
@@ -14,13 +14,19 @@
 // - Interrupted calls are resumed; none of them fails for a signal.
 // - vek_recv and vek_send take a 64-bit length (more than INT_MAX bytes are
 //   handled as INT_MAX) and the flags below. vek_send never raises SIGPIPE: a
-//   send to a closed peer fails with the broken-pipe error. When vek_recv
-//   returns 0, the peer has closed the connection, and vekErrPeerClosed is
-//   recorded as the last error, so that errMapError() reports it; a receive
-//   of 0 bytes returns 0 and records no error.
+//   send to a closed peer fails with errSysBrokenPipe or errSysConnReset.
+//   When vek_recv returns 0, the peer has closed the connection, and
+//   vekErrPeerClosed is recorded as the last error, so that errMapError()
+//   reports errSysPeerClosed; a receive of 0 bytes returns 0 and records no
+//   error (the last error is cleared).
+// - vek_recv_queued is the one operation with no call of its name: how many
+//   bytes a receive could take now without waiting, those that have arrived
+//   and not been received (FIONREAD, of ioctl on POSIX and of ioctlsocket on
+//   Windows); 0 when none have.
 // - vek_setsockopt takes the level and the option by meaning (the constants
 //   below, the same numbers on every platform); the implementation hands the
-//   platform's own values to the system.
+//   platform's own values to the system, and any other level or option fails
+//   with errSysInvalidArgument.
 #ifndef OMBSOCK_H
 #define OMBSOCK_H
 
@@ -48,6 +54,7 @@ OMBREL_API unsigned long long vek_accept(unsigned long long sock, sockaddr* addr
 OMBREL_API int vek_connect(unsigned long long sock, sockaddr const* address, int length);
 OMBREL_API int vek_recv(unsigned long long sock, void* buffer, long long length, int flags);
 OMBREL_API int vek_send(unsigned long long sock, void const* buffer, long long length, int flags);
+OMBREL_API long long vek_recv_queued(unsigned long long sock);
 OMBREL_API int vek_setsockopt(unsigned long long sock, int level, int option, void const* value,
                               int length);
 // *length holds the size of address on entry and the size of the address on return.

@@ -1,22 +1,39 @@
 // The one header that knows which platform it is on.
 //
-// It picks the socket types that public signatures use (fd_set, timeval,
-// sockaddr, addrinfo) and defines the export macros of the three libraries. Every other header of the
-// project is free of platform conditionals.
+// It picks the socket types that public signatures use and defines the
+// export macros of the three libraries. It is the only installed header that
+// includes a header of the operating system, and with the folders lower/*/posix
+// and lower/*/win32 the only place that tests the platform. Each include
+// below names the public signatures that need it.
 #ifndef VEKPLATFORM_H
 #define VEKPLATFORM_H
 
 #if defined(_WIN32)
-#  include <winsock2.h>
-#  include <ws2tcpip.h>
+// windows.h (which winsock2.h brings) without its rarely used parts, and
+// without the min and max macros that would break std::min in a program.
+#  ifndef WIN32_LEAN_AND_MEAN
+#    define WIN32_LEAN_AND_MEAN
+#  endif
+#  ifndef NOMINMAX
+#    define NOMINMAX
+#  endif
+// A set of 64 sockets, the default, is small for a server; the library and
+// every program built on it must agree on the size of an fd_set.
+#  ifndef FD_SETSIZE
+#    define FD_SETSIZE 1024
+#  endif
+#  include <winsock2.h>  // fd_set, timeval, sockaddr: fds_zero, fds_set, fds_select,
+                         // vek_bind, vek_accept, vek_connect, vek_getsockname, ...
+#  include <ws2tcpip.h>  // addrinfo: vek_get_nodeaddrinfo, vek_free_nodeaddrinfo
+static_assert(FD_SETSIZE == 1024,
+              "include vekplatform.h (or quillon.h) before <winsock2.h>, or define FD_SETSIZE "
+              "as 1024: the library's fd_set holds 1024 sockets");
 #  define VEK_EXPORT __declspec(dllexport)
 #  define VEK_IMPORT __declspec(dllimport)
 // Windows exports a template instantiation through its own declaration only.
 #  define VEK_TEMPLATE_VISIBLE
 #  define VEK_INSTANCE_EXPORTS 1
 #  define VEK_NATIVE_SEPARATOR '\\'
-// windows.h (through winsock2.h) brings the file constants and WIN32_FIND_DATAA.
-#  define VEK_HAVE_WIN32_FILE_TYPES 1
 #  define VEK_FAST_THREAD_LOCAL thread_local
 // vek_printf formats as ombrel's C++ sees printf: mingw-w64's own C99 one,
 // not msvcrt's.
@@ -26,10 +43,10 @@
 #    define VEK_PRINTF_FORMAT printf
 #  endif
 #else
-#  include <netdb.h>
-#  include <sys/select.h>
-#  include <sys/socket.h>
-#  include <sys/time.h>
+#  include <netdb.h>       // addrinfo: vek_get_nodeaddrinfo, vek_free_nodeaddrinfo
+#  include <sys/select.h>  // fd_set: fds_zero, fds_set, fds_select
+#  include <sys/socket.h>  // sockaddr: vek_bind, vek_accept, vek_connect, vek_getsockname, ...
+#  include <sys/time.h>    // timeval: fds_select
 #  define VEK_EXPORT __attribute__((visibility("default")))
 #  define VEK_IMPORT __attribute__((visibility("default")))
 // ELF needs the class template itself visible, or the members of its explicit
@@ -68,8 +85,9 @@
 #  define QUILLON_API VEK_IMPORT
 #endif
 
-// Marks an explicit template instantiation of quillon (declaration and
-// definition). On ELF the visible class template already exports it.
+// Marks the declaration of an explicit template instantiation of quillon
+// (the definition goes without it). On ELF the visible class template
+// already exports it.
 #if VEK_INSTANCE_EXPORTS
 #  define QUILLON_INSTANCE_API QUILLON_API
 #else

@@ -1,8 +1,11 @@
+// The environment, the directory and unlink calls, the runtime error as a
+// system code and the system error text, on a POSIX C library. POSIX code only.
 #include "ombcrt.h"
 
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 #include "ombmem.h"
@@ -26,3 +29,11 @@ int vek_unlink(char const* path) {
 void vekResetRuntimeError() { errno = 0; }
 
 void vekKeepRuntimeError() { vekSetLastError(errno != 0 ? errno : EINVAL); }
+
+void vekPrintSystemError(char const* prefix, int code) {
+  // The last error holds errno values here: perror prints exactly their text.
+  int const keep = errno;
+  errno = code;
+  std::perror(prefix);
+  errno = keep;
+}

@@ -1,11 +1,13 @@
+// Closing file handles (descriptors) and directory searches (DIR streams).
+// POSIX code only.
 #include "ombhandle.h"
 
 #include <dirent.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 
+#include "handles.h"
 #include "ombmem.h"
 
 bool win32CloseFileHandle(void* handle) {
@@ -15,7 +17,7 @@ bool win32CloseFileHandle(void* handle) {
   }
   // Linux releases the descriptor even when close reports EINTR, so the
   // close is never repeated.
-  if (::close(static_cast<int>(reinterpret_cast<std::intptr_t>(handle))) != 0 && errno != EINTR) {
+  if (::close(vekDescriptorOf(handle)) != 0 && errno != EINTR) {
     vekKeepSystemError();
     return false;
   }
@@ -28,7 +30,7 @@ bool win32FindClose(void* handle) {
     return false;
   }
   auto* record = static_cast<vekFindRecord*>(handle);
-  bool closed = ::closedir(static_cast<DIR*>(record->stream)) == 0;
+  bool closed = ::closedir(record->stream) == 0;
   if (!closed) vekKeepSystemError();
   delete[] record->pattern;
   delete record;

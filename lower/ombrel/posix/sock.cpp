@@ -1,8 +1,11 @@
+// Stream sockets on BSD sockets: descriptors close-on-exec, sends without
+// SIGPIPE, interrupted calls resumed. POSIX code only.
 #include "ombsock.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -124,6 +127,12 @@ int vek_send(unsigned long long sock, void const* buffer, long long length, int 
     if (sent >= 0) return static_cast<int>(sent);
     if (errno != EINTR) return Fail();
   }
+}
+
+long long vek_recv_queued(unsigned long long sock) {
+  int queued = 0;
+  if (::ioctl(Fd(sock), FIONREAD, &queued) != 0) return Fail();
+  return queued;
 }
 
 int vek_setsockopt(unsigned long long sock, int level, int option, void const* value,

@@ -1,5 +1,5 @@
 // The C locale and refusals of the multibyte conversions (common/text.cpp)
-// on a POSIX C library.
+// on a POSIX C library. POSIX code only.
 #include <langinfo.h>
 #include <locale.h>
 

@@ -1,8 +1,12 @@
+// The environment, the directory and unlink calls, the runtime error as a
+// system code and the system error text, on msvcrt and the W calls. Windows
+// code only.
 #include "ombcrt.h"
 
 #include <windows.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <mutex>
 #include <set>
@@ -32,14 +36,33 @@ int Result(BOOL done) {
 // The system's code for a C runtime error that came without one.
 int SystemCodeOf(int error) {
   switch (error) {
+    case 0:
+    case EINVAL: return ERROR_INVALID_PARAMETER;
     case ENOENT: return ERROR_FILE_NOT_FOUND;
     case EACCES: return ERROR_ACCESS_DENIED;
     case EEXIST: return ERROR_FILE_EXISTS;
     case EMFILE: return ERROR_TOO_MANY_OPEN_FILES;
     case ENOSPC: return ERROR_DISK_FULL;
     case EBADF: return ERROR_INVALID_HANDLE;
-    default: return ERROR_INVALID_PARAMETER;
+    default: return vekErrRuntimeOther;
   }
+}
+
+// The system's text for code in native text, without its line end; empty
+// when the system has none.
+std::string SystemText(int code) {
+  wchar_t* text = nullptr;
+  DWORD const length =
+      FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                     nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  std::string native;
+  if (length != 0) {
+    std::wstring wide(text, length);
+    while (!wide.empty() && (wide.back() == L'\n' || wide.back() == L'\r')) wide.pop_back();
+    if (!vekFromWide(wide.c_str(), native)) native.clear();
+  }
+  LocalFree(text);
+  return native;
 }
 
 }  // namespace
@@ -86,5 +109,15 @@ void vekKeepRuntimeError() {
     vekSetLastError(static_cast<int>(_doserrno));
   } else {
     vekSetLastError(SystemCodeOf(errno));
+  }
+}
+
+void vekPrintSystemError(char const* prefix, int code) {
+  std::string text = SystemText(code);
+  if (text.empty()) text = "Unknown error " + std::to_string(code);
+  if (prefix != nullptr && *prefix != '\0') {
+    std::fprintf(stderr, "%s: %s\n", prefix, text.c_str());
+  } else {
+    std::fprintf(stderr, "%s\n", text.c_str());
   }
 }

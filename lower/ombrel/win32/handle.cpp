@@ -1,7 +1,10 @@
+// Closing file handles (HANDLEs) and directory searches (FindFirstFileW's).
+// Windows code only.
 #include "ombhandle.h"
 
 #include <windows.h>
 
+#include "handles.h"
 #include "ombmem.h"
 
 bool win32CloseFileHandle(void* handle) {
@@ -9,7 +12,7 @@ bool win32CloseFileHandle(void* handle) {
     vekSetLastError(ERROR_INVALID_HANDLE);
     return false;
   }
-  if (!CloseHandle(handle)) {
+  if (!CloseHandle(vekSystemHandleOf(handle))) {
     vekKeepSystemError();
     return false;
   }
@@ -22,7 +25,7 @@ bool win32FindClose(void* handle) {
     return false;
   }
   auto* record = static_cast<vekFindRecord*>(handle);
-  bool closed = FindClose(record->stream) != 0;
+  bool closed = FindClose(record->search) != 0;
   if (!closed) vekKeepSystemError();
   delete[] record->pattern;
   delete record;

@@ -1,3 +1,5 @@
+// Stream sockets on Winsock: started once, lazily; sockets never inherited
+// by a child, sent without delay. Windows code only.
 #include "ombsock.h"
 
 #include <winsock2.h>
@@ -102,6 +104,12 @@ int vek_recv(unsigned long long sock, void* buffer, long long length, int flags)
 int vek_send(unsigned long long sock, void const* buffer, long long length, int flags) {
   int sent = ::send(Sock(sock), static_cast<char const*>(buffer), Clamp(length), PlatformFlags(flags));
   return sent == SOCKET_ERROR ? Fail() : sent;
+}
+
+long long vek_recv_queued(unsigned long long sock) {
+  u_long queued = 0;
+  if (::ioctlsocket(Sock(sock), FIONREAD, &queued) != 0) return Fail();
+  return static_cast<long long>(queued);
 }
 
 int vek_setsockopt(unsigned long long sock, int level, int option, void const* value,

@@ -1,3 +1,4 @@
+// Native text to and from the W calls' wide text. Windows code only.
 #include "widetext.h"
 
 #include <windows.h>

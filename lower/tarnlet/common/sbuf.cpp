@@ -1,4 +1,8 @@
+// The buffered stream buffers: the put area of every buffered output, and
+// the buffers over a subclass's Read and Write.
 #include "veksbuf.h"
+
+#include <cstring>
 
 using traits = std::char_traits<char>;
 
@@ -20,6 +24,24 @@ bool vekStreamBufferBase::DropStorage() {
   bufferBase = nullptr;
   ownsBase = false;
   return true;
+}
+
+// The put area.
+
+bool vekBufferedOutput::DrainPutArea() {
+  char* const start = pbase();
+  char const* next = start;
+  int left = static_cast<int>(pptr() - start);
+  while (left > 0) {
+    int const took = Write(next, left);
+    if (took <= 0) break;
+    next += took;
+    left -= took;
+  }
+  if (left > 0 && next != start) std::memmove(start, next, static_cast<std::size_t>(left));
+  setp(start, epptr());
+  pbump(left);
+  return left == 0;
 }
 
 // Input.
@@ -69,20 +91,9 @@ int vekOStreamBuf::doallocate() {
 }
 
 int vekOStreamBuf::flush() {
-  char const* next = pbase();
-  int left = static_cast<int>(pptr() - pbase());
-  int result = 0;
-  while (left > 0) {
-    int took = Write(next, left);
-    if (took <= 0) {
-      result = -1;
-      break;
-    }
-    next += took;
-    left -= took;
-  }
-  setp(pbase(), epptr());
-  return result;
+  if (DrainPutArea()) return 0;
+  setp(pbase(), epptr());  // what a failed Write left is dropped
+  return -1;
 }
 
 vekOStreamBuf::int_type vekOStreamBuf::overflow(int_type c) {

@@ -2,11 +2,13 @@
 // in native text.
 //
 // Contract (BOOL-style results: non-zero is success; every failure keeps the
-// system error, or vekErrSharingViolation, for errMapError()):
+// system error, or one of the library's own codes, for errMapError(). "Fails
+// with errSysX" names what errMapError() then gives, on every platform):
 // - uGetCurrentDirectory(size, buffer): writes the current directory with its
 //   terminator into buffer, at most size bytes. Returns the length written
 //   (without the terminator); 0 on failure, with buffer left alone and the
-//   system error kept (a directory that does not fit fails as name-too-long).
+//   system error kept (a directory that does not fit fails with
+//   errSysNameTooLong).
 // - uGetEnvironmentVariable(name, buffer, size): writes the value with its
 //   terminator when it fits, and returns its length; returns 0 for a variable
 //   that is not set (buffer untouched), and the size needed with the
@@ -14,20 +16,24 @@
 //   untouched).
 // - uCreateFile(path, access, share, security, disposition, flags, template):
 //   opens a file (never a directory) and gives its handle, or
-//   VEK_INVALID_HANDLE. access: GENERIC_READ and/or GENERIC_WRITE. disposition:
-//   OPEN_EXISTING (fails if missing), OPEN_ALWAYS (makes it if missing),
-//   CREATE_ALWAYS (makes it, or empties it), CREATE_NEW (fails if present),
-//   TRUNCATE_EXISTING. share: the opens that others may make while this handle
-//   is open. An open whose share mode conflicts with an open handle (in any
-//   process, or in this one) fails as a sharing violation: share 0 refuses
+//   VEK_INVALID_HANDLE. access: vekGenericRead and/or vekGenericWrite.
+//   disposition: vekOpenExisting (fails with errSysNotFound if missing),
+//   vekOpenAlways (makes it if missing), vekCreateAlways (makes it, or
+//   empties it), vekCreateNew (fails with errSysExists if present),
+//   vekTruncateExisting; another value fails with errSysInvalidArgument.
+//   A directory fails with errSysIsDirectory. share (vekFileShareRead,
+//   vekFileShareWrite): the opens that others may make while this handle is
+//   open. An open whose share mode conflicts with an open handle (in any
+//   process, or in this one) fails with errSysSharingViolation: share 0 refuses
 //   every other open, any read or write sharing admits the other sharing
 //   opens. A file is emptied only once the share mode is granted. The open
-//   itself never waits: a FIFO with no peer fails (writing) or opens at once
-//   (reading). FILE_FLAG_SEQUENTIAL_SCAN hints at reading from start to end.
+//   itself never waits: a FIFO with no peer fails with errSysNotFound
+//   (writing) or opens at once (reading). flags: vekFileFlagSequentialScan hints at reading from start
+//   to end; other bits are ignored.
 //   security and template are not used.
 // - vekIsRegularFile(handle): true when handle is open on a regular file;
-//   false for anything else, as is-a-directory for a directory and as invalid
-//   argument for a FIFO, socket or device.
+//   false for anything else, with errSysIsDirectory for a directory and
+//   errSysInvalidArgument for a FIFO, socket or device.
 // - vekCopyFilePermissions(source, target): gives target the permissions of
 //   source: the read, write and execute bits of owner, group and others on
 //   POSIX (set-id and sticky bits are not carried), the read-only attribute
@@ -49,8 +55,8 @@
 // - uCreateDirectory(path, security), uRemoveDirectory(path) (empty only),
 //   uDeleteFile(path) (not a directory; a link itself, never its target).
 // - uMoveFileEx(from, to, flags): renames a file or directory. Without
-//   MOVEFILE_REPLACE_EXISTING an existing target fails as exists. With
-//   MOVEFILE_COPY_ALLOWED a regular file that cannot be renamed across file
+//   vekMoveReplaceExisting an existing target fails with errSysExists. With
+//   vekMoveCopyAllowed a regular file that cannot be renamed across file
 //   systems is moved by a copy: the target then is the file as it was (bytes,
 //   permissions, modification time; the owner where the system allows), and
 //   a move that fails at any step leaves both names as they were (a target
@@ -60,27 +66,33 @@
 //   holds it by the name the listing gives, never by a path built from
 //   names, so no name (whatever characters it holds) leads outside the tree;
 //   links (and junctions) inside are removed, never followed. A path that is
-//   itself a link removes the link only. Fails, removing nothing, as invalid
-//   argument when path resolves to a root (POSIX: the process's root
-//   directory, however spelled; Windows: a drive, volume or share root) or
-//   when its last name is "." or ".." (the same on every host); as
-//   not-a-directory for a file that is neither a directory nor a link; as
-//   the system's error when path cannot be read. An entry whose path (path,
-//   then one separator and a name per level) would pass longest bytes is not
-//   touched: the walk ends as name-too-long. An entry that vanishes during
-//   the walk counts as removed; any other failure ends the walk with its
-//   error, and what was removed stays removed.
-// - FileInfo_Read(info, path, follow): the information of path; a link is
-//   reported as a link (type 0xA000) unless follow is true. False on failure.
+//   itself a link removes the link only. Fails, removing nothing, with
+//   errSysInvalidArgument when path resolves to a root (POSIX: the process's
+//   root directory, however spelled; Windows: a drive, volume or share root)
+//   or when its last name is "." or ".." (the same on every host); with
+//   errSysNotDirectory for a file that is neither a directory nor a link;
+//   with the system's error when path cannot be read. An entry whose path
+//   (path, then one separator and a name per level) would pass longest bytes
+//   is not touched: the walk ends with errSysNameTooLong. An entry that
+//   vanishes during the walk counts as removed; any other failure ends the
+//   walk with its error, and what was removed stays removed.
+// - FileInfo_Read(info, path, follow): fills info with the type, size and
+//   modification time of path; a link is reported as a link (type link)
+//   unless follow is true (a Windows junction or symbolic link counts as a
+//   link). A device, FIFO or socket is of type other. False on failure, with
+//   info left alone.
 // - uReadLink(path, buffer, size): the target of a link with its terminator;
-//   returns its length, -1 on failure (a target that does not fit fails as
-//   name-too-long), -2 on a platform without links.
+//   returns its length, -1 on failure (a target that does not fit fails with
+//   errSysNameTooLong; a file that is no link with errSysInvalidArgument), -2
+//   on a platform without links.
 // - uFindFirstFile(pattern, data): pattern is a directory, a separator and a
 //   wildcard for the names (`*` any run, `?` one character). Fills data with
 //   the first entry (`.` and `..` included) and gives a search handle, or
-//   VEK_INVALID_HANDLE if the directory cannot be listed or nothing matches.
-//   uFindNextFile(handle, data): the next entry; 0 at the end (the last error
-//   is then left alone) or on failure. win32FindClose (ombhandle.h) ends it.
+//   VEK_INVALID_HANDLE if the directory cannot be listed (the system's error)
+//   or nothing matches (errSysNotFound). uFindNextFile(handle, data): the
+//   next entry; 0 at the end (the last error is then left alone) or on
+//   failure (errSysBadHandle for a null or invalid handle). win32FindClose
+//   (ombhandle.h) ends it.
 // - uGetDiskFreeSpace(root, &sectorsPerCluster, &bytesPerSector,
 //   &freeClusters, &totalClusters): the space of the file system that holds
 //   root, for an unprivileged user; the product of the first three is the
@@ -92,47 +104,58 @@
 //   ("C:\" and a terminator), and a final terminator; returns the length
 //   without the final terminator. POSIX has no drives and returns 0.
 // - vek_chdrive(drive): makes drive 1 (A) to 26 (Z) the current drive; 0 on
-//   success. POSIX has one root and nothing to switch: it succeeds.
+//   success, -1 with errSysInvalidArgument for another number. POSIX has one
+//   root and nothing to switch: it succeeds.
 // - uGetComputerName(buffer, &size) and uGetUserName(buffer, &size): the
 //   name of the host or of the user who runs the process, with its
 //   terminator, into size bytes. On success size is the length without the
 //   terminator (computer) or with it (user); when the buffer is too small they
-//   fail and size is the size needed.
+//   fail with errSysNameTooLong and size is the size needed.
 #ifndef VEKFILE_H
 #define VEKFILE_H
 
 #include "vekplatform.h"
-
-#include <sys/stat.h>
 
 #include <cstddef>
 #include <cstdint>
 
 #include "ombhandle.h"
 
-#if !defined(VEK_HAVE_WIN32_FILE_TYPES)
-#define GENERIC_READ 0x80000000u
-#define GENERIC_WRITE 0x40000000u
-#define FILE_SHARE_READ 0x1u
-#define FILE_SHARE_WRITE 0x2u
-#define CREATE_NEW 1u
-#define CREATE_ALWAYS 2u
-#define OPEN_EXISTING 3u
-#define OPEN_ALWAYS 4u
-#define TRUNCATE_EXISTING 5u
-#define FILE_ATTRIBUTE_DIRECTORY 0x10u
-#define FILE_ATTRIBUTE_NORMAL 0x80u
-#define FILE_FLAG_SEQUENTIAL_SCAN 0x08000000u
-#define MOVEFILE_REPLACE_EXISTING 0x1u
-#define MOVEFILE_COPY_ALLOWED 0x2u
-#define MAX_PATH 260
+// The arguments of uCreateFile and uMoveFileEx, and the attributes of a
+// search result. They are the library's own names; the values are those
+// that Windows gives the constants of the same meaning, so a Windows
+// implementation hands them to the system as they are.
+constexpr std::uint32_t vekGenericRead = 0x80000000u;   // access: reading
+constexpr std::uint32_t vekGenericWrite = 0x40000000u;  // access: writing
+constexpr std::uint32_t vekFileShareRead = 0x1u;        // share: others may read
+constexpr std::uint32_t vekFileShareWrite = 0x2u;       // share: others may write
+constexpr std::uint32_t vekCreateNew = 1u;              // disposition
+constexpr std::uint32_t vekCreateAlways = 2u;
+constexpr std::uint32_t vekOpenExisting = 3u;
+constexpr std::uint32_t vekOpenAlways = 4u;
+constexpr std::uint32_t vekTruncateExisting = 5u;
+constexpr std::uint32_t vekFileAttributeDirectory = 0x10u;  // a search result is a directory
+constexpr std::uint32_t vekFileAttributeNormal = 0x80u;     // flags: none; a plain search result
+constexpr std::uint32_t vekFileFlagSequentialScan = 0x08000000u;
+constexpr std::uint32_t vekMoveReplaceExisting = 0x1u;
+constexpr std::uint32_t vekMoveCopyAllowed = 0x2u;
 
-// One result of a directory search: the entry's attributes and its name.
-struct WIN32_FIND_DATAA {
-  std::uint32_t dwFileAttributes;
-  char cFileName[MAX_PATH];
+// One result of a directory search: the entry's attributes
+// (vekFileAttributeDirectory or vekFileAttributeNormal) and its name with its
+// terminator. A name that does not fit is never given.
+constexpr std::size_t vekFindNameSize = 260;
+struct vekFindData {
+  std::uint32_t attributes;
+  char name[vekFindNameSize];
 };
-#endif
+
+// What FileInfo_Read tells of a file.
+enum class vekFileType : std::uint8_t { regular, directory, link, other };
+struct vekFileInfo {
+  vekFileType type;
+  long long size;              // bytes
+  long long modificationTime;  // seconds since 1970 (UTC)
+};
 
 #define VEK_INVALID_FILE_SIZE 0xFFFFFFFFu
 
@@ -160,11 +183,11 @@ TARNLET_API int uRemoveDirectory(char const* path);
 TARNLET_API int uDeleteFile(char const* path);
 TARNLET_API int uMoveFileEx(char const* from, char const* to, std::uint32_t flags);
 TARNLET_API int vekRemoveTree(char const* path, std::size_t longest);
-TARNLET_API bool FileInfo_Read(struct stat& info, char const* path, bool follow);
+TARNLET_API bool FileInfo_Read(vekFileInfo& info, char const* path, bool follow);
 TARNLET_API int uReadLink(char const* path, char* buffer, unsigned size);
 
-TARNLET_API void* uFindFirstFile(char const* pattern, WIN32_FIND_DATAA* data);
-TARNLET_API int uFindNextFile(void* handle, WIN32_FIND_DATAA* data);
+TARNLET_API void* uFindFirstFile(char const* pattern, vekFindData* data);
+TARNLET_API int uFindNextFile(void* handle, vekFindData* data);
 
 TARNLET_API int uGetDiskFreeSpace(char const* root, std::uint32_t* sectorsPerCluster,
                                   std::uint32_t* bytesPerSector, std::uint32_t* freeClusters,

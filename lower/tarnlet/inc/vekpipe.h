@@ -1,8 +1,8 @@
 // tarnlet: anonymous pipes, their stream buffers and their read event.
 //
-// Contract:
+// Contract ("fails with errSysX": errMapError() then gives that status):
 // - A pipe end's handle is a native handle in a void*: the fd on POSIX, the
-//   HANDLE on Windows; all ones (-1) stands for no end.
+//   HANDLE on Windows; all ones (VEK_INVALID_HANDLE) stands for no end.
 // - vekAnonymousPipe::Create(out, in) makes one pipe: what is written to out
 //   can be read from in. Both ends are closed on exec (not inherited); a child
 //   gets an end only when Process_Launch is told to give it one. False with
@@ -10,35 +10,38 @@
 //   alone.
 // - vekPipePeek(handle, &available): true with the number of bytes that can be
 //   read at once (0: nothing yet, the writer is still there). False when the
-//   writer has gone and nothing is left (the error is broken pipe), or the
-//   handle is bad.
+//   writer has gone and nothing is left (errSysBrokenPipe), or the handle is
+//   bad (errSysBadHandle).
 // - vekPipeRead(handle, buffer, size, &got): reads at most size bytes, blocking
 //   until at least one byte is there. True with got > 0 for data and with
 //   got == 0 at the end of the pipe; false on failure.
 // - vekPipeWrite(handle, data, size, &written): writes all size bytes, blocking
 //   while the pipe is full. False when not all were written; written says how
-//   many were. Writing to a pipe whose reader has gone fails with broken pipe
-//   and never raises SIGPIPE, on any thread, whatever the process's signal
-//   handling.
-// - vekPipeDrain(handle, area, &pending): writes the first pending bytes of
-//   area as vekPipeWrite does; the bytes that did not go move to the start of
-//   area, and pending says how many stayed. True when all went.
+//   many were. Writing to a pipe whose reader has gone fails with
+//   errSysBrokenPipe and never raises SIGPIPE, on any thread, whatever the
+//   process's signal handling.
+// - vekPipeWriteSome(handle, data, size): writes as vekPipeWrite does and
+//   returns the count written when any bytes went (all size of them unless
+//   the write failed part way), -1 when none did: the Write of a
+//   vekBufferedOutput (veksbuf.h).
 // - vekPipeClose(handle): closes the end; true on success.
 // - vekIPipeSBuf and vekOPipeSBuf are buffered, blocking stream buffers that
 //   own their pipe end and close it when deleted (through their virtual
 //   std::basic_streambuf<char> base). The output buffer flushes before it
 //   closes. The input buffer gives end-of-file at the end of the pipe or on a
 //   failure; in_avail() answers without blocking, -1 once the pipe has ended.
-//   The output buffer's sync() gives -1 when the bytes could not all go.
+//   The output buffer's sync() gives -1 when the bytes could not all go; the
+//   bytes that did not go stay in its area (vekBufferedOutput).
 // - vekPipeEvent(handle) is signalled while the pipe end has something to
 //   read, or its writer has gone.
 #ifndef VEKPIPE_H
 #define VEKPIPE_H
 
+#include "ombhandle.h"
 #include "vekevent.h"
 #include "vekplatform.h"
+#include "veksbuf.h"
 
-#include <cstdint>
 #include <streambuf>
 
 class vekInputPipe;
@@ -46,7 +49,7 @@ class vekOutputPipe;
 
 class TARNLET_API vekAnonymousPipe {
  public:
-  vekAnonymousPipe() : handle(reinterpret_cast<void*>(~std::uintptr_t{0})) {}
+  vekAnonymousPipe() : handle(VEK_INVALID_HANDLE) {}
   void* fd() const { return handle; }
   static bool Create(vekOutputPipe& out, vekInputPipe& in);
 
@@ -69,7 +72,7 @@ class TARNLET_API vekOutputPipe : public vekAnonymousPipe {
 TARNLET_API bool vekPipePeek(void* handle, int* available);
 TARNLET_API bool vekPipeRead(void* handle, void* buffer, unsigned size, unsigned* got);
 TARNLET_API bool vekPipeWrite(void* handle, void const* data, unsigned size, unsigned* written);
-TARNLET_API bool vekPipeDrain(void* handle, char* area, unsigned* pending);
+TARNLET_API int vekPipeWriteSome(void* handle, void const* data, int size);
 TARNLET_API bool vekPipeClose(void* handle);
 
 class TARNLET_API vekIPipeSBuf : public virtual std::basic_streambuf<char> {
@@ -91,7 +94,7 @@ class TARNLET_API vekIPipeSBuf : public virtual std::basic_streambuf<char> {
   char* area;
 };
 
-class TARNLET_API vekOPipeSBuf : public virtual std::basic_streambuf<char> {
+class TARNLET_API vekOPipeSBuf : public vekBufferedOutput {
  public:
   explicit vekOPipeSBuf(vekOutputPipe end);
   ~vekOPipeSBuf() override;
@@ -106,7 +109,7 @@ class TARNLET_API vekOPipeSBuf : public virtual std::basic_streambuf<char> {
   std::streamsize xsputn(char_type const* data, std::streamsize count) override;
 
  private:
-  bool Flush();
+  int Write(void const* p, int n) override;
 
   vekOutputPipe end;
   char* area;

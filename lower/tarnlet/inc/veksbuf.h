@@ -14,10 +14,15 @@
 // - Read(p, n) returns the count it put at p (1 to n), or -1 for the end of
 //   input or a failure. underflow() refills an empty get area with one Read
 //   of the whole area; -1 (or 0) is the end of input.
-// - Write(p, n) returns the count it took (1 to n; less is not a failure) or
-//   -1. overflow(c), sync() and flush() hand the put area to Write until it
-//   is empty. On a failed Write the bytes not yet taken are dropped and the
-//   call fails (overflow: eof, sync and flush: -1); flush gives 0 otherwise.
+// - vekBufferedOutput is the put area of every buffered output of the
+//   libraries (these classes and the pipe buffers). Write(p, n) returns the
+//   count it took (1 to n; less is not a failure) or -1. DrainPutArea()
+//   hands the pending bytes to Write until none is left or a Write takes
+//   none; the bytes taken leave the area and the rest moves to its start, so
+//   a later drain sends no byte twice. True when all went.
+// - overflow(c), sync() and flush() of vekOStreamBuf drain the put area. On a
+//   failed Write the bytes not yet taken are dropped and the call fails
+//   (overflow: eof, sync and flush: -1); flush gives 0 otherwise.
 // - A direction that a class lacks fails: overflow of vekIStreamBuf and
 //   underflow of vekOStreamBuf give eof. showmanyc() is always 0. Both are
 //   std::basic_streambuf's own, which these classes leave in place.
@@ -70,6 +75,12 @@ class TARNLET_API vekStreamBufferBase {
   bool ownsBase = false;
 };
 
+class TARNLET_API vekBufferedOutput : public virtual std::basic_streambuf<char> {
+ protected:
+  bool DrainPutArea();
+  virtual int Write(void const* p, int n) = 0;
+};
+
 class TARNLET_API vekIStreamBuf : public virtual std::basic_streambuf<char>,
                                   public virtual vekStreamBufferSize,
                                   public virtual vekStreamBufferBase {
@@ -90,6 +101,7 @@ class TARNLET_API vekIStreamBuf : public virtual std::basic_streambuf<char>,
 };
 
 class TARNLET_API vekOStreamBuf : public virtual std::basic_streambuf<char>,
+                                  public vekBufferedOutput,
                                   public virtual vekStreamBufferSize,
                                   public virtual vekStreamBufferBase {
  public:
@@ -102,9 +114,6 @@ class TARNLET_API vekOStreamBuf : public virtual std::basic_streambuf<char>,
   int sync() override;
   virtual int doallocate();
   int flush();
-
- private:
-  virtual int Write(void const* p, int n) = 0;
 };
 
 class TARNLET_API vekIOStreamBuf : public vekIStreamBuf, public vekOStreamBuf {

@@ -6,7 +6,16 @@
 //   values below keep their numbers on every platform.
 // - errMapError() maps the calling thread's last error (see ombmem.h) to a
 //   value of the system band (100 and up). The band has the same names and
-//   numbers on every platform. With no error recorded it returns errOK.
+//   numbers on every platform; each platform maps its own codes into it (the
+//   table is the platform's: errno values on POSIX, GetLastError and
+//   WSAGetLastError values on Windows), and the library's own codes map the
+//   same everywhere: vekErrSharingViolation to errSysSharingViolation,
+//   vekErrPeerClosed to errSysPeerClosed, vekErrNameNotResolved to
+//   errSysNameNotResolved, vekErrPathTooLong to errSysNameTooLong,
+//   vekErrRuntimeOther to errSysOther. A system code without a name of its
+//   own gives errSysOther. With no error recorded it returns errOK.
+//   The headers of the lower libraries say "fails with errSysX" where
+//   errMapError() then gives errSysX, on every platform.
 // - errText(status) gives a short English text for every value, also for
 //   numbers outside the enumeration. It never returns null.
 #ifndef VEKSTATUS_H
@@ -30,29 +39,30 @@ enum errstatus : std::int32_t {
   errThreadCreate = 38,       // a thread could not be created
   errFramedReceive = 41,      // a receive failed, or the peer closed, inside a framed message
 
-  // The system band: what errMapError() gives.
+  // The system band: what errMapError() gives. Each value is a meaning; the
+  // platform's table sends its codes of that meaning there.
   errSysOther = 100,          // any system error without a name of its own
-  errSysNotFound,
-  errSysAccessDenied,
-  errSysExists,
-  errSysNotDirectory,
-  errSysIsDirectory,
-  errSysNotEmpty,
-  errSysSharingViolation,
-  errSysNoSpace,
-  errSysBrokenPipe,
+  errSysNotFound,             // no such file, directory, process or FIFO peer
+  errSysAccessDenied,         // permission refused, or a read-only file system
+  errSysExists,               // the file or directory is there already
+  errSysNotDirectory,         // a directory was needed
+  errSysIsDirectory,          // a file was needed
+  errSysNotEmpty,             // the directory holds entries
+  errSysSharingViolation,     // another open, or a running program, holds the file
+  errSysNoSpace,              // the disk or the quota is full, or the file too large
+  errSysBrokenPipe,           // the reader of a pipe or connection has gone
   errSysConnRefused,
-  errSysConnReset,
-  errSysPeerClosed,
+  errSysConnReset,            // reset or aborted by the peer or the network
+  errSysPeerClosed,           // the peer closed the connection (vekErrPeerClosed)
   errSysTimedOut,
-  errSysWouldBlock,
-  errSysInterrupted,
+  errSysWouldBlock,           // not now: would block, or in progress
+  errSysInterrupted,          // a signal interrupted the call
   errSysInvalidArgument,
-  errSysBadHandle,
-  errSysNameTooLong,
-  errSysAddressInUse,
-  errSysNameNotResolved,
-  errSysTooManyFiles
+  errSysBadHandle,            // not an open handle (or not a socket)
+  errSysNameTooLong,          // a path or name is longer than the system or the library takes
+  errSysAddressInUse,         // the address is taken, or not this host's
+  errSysNameNotResolved,      // a host or service name has no address (vekErrNameNotResolved)
+  errSysTooManyFiles          // no handle left, in the process or the system
 };
 
 // What Process_GetStatus reports of a child.

@@ -1,7 +1,7 @@
 // tarnlet: parking on a word, thread identity, counting semaphores, threads
 // with a waitable handle, and the event that waits on such a handle.
 //
-// Contract:
+// Contract ("fails with errSysX": errMapError() then gives that status):
 // - vekWaitOnAddress(word, expected, msec) parks the calling thread while
 //   *word holds `expected`. It returns true at once when the word holds
 //   another value, and otherwise when a wake reaches it or spuriously; false
@@ -24,12 +24,18 @@
 //   (the kernel thread id on Linux); no two live threads share one.
 // - uCreateSemaphore(attributes, initial, maximum, name) makes a counting
 //   semaphore that holds 0..maximum units and starts with `initial`.
-//   Attributes and name must be null. It fails (null, last error recorded)
-//   when maximum < 1, initial < 0 or initial > maximum.
+//   Attributes and name must be null. It fails (null) with
+//   errSysInvalidArgument when they are not or when maximum < 1, initial < 0
+//   or initial > maximum.
 //   vekReleaseSemaphore gives back `count` units and fails, changing nothing,
-//   when that would pass the maximum. vekWaitForSingleObject takes one unit of
-//   a semaphore, or waits until a thread handle is signalled (that takes
-//   nothing: an ended thread stays signalled).
+//   when that would pass the maximum (errSysOther: the system's "too many
+//   posts"), for a count below 1 (errSysInvalidArgument) or a handle that is
+//   no semaphore (errSysBadHandle). vekWaitForSingleObject(handle, msec)
+//   takes one unit of a semaphore, or waits until a thread handle is
+//   signalled (that takes nothing: an ended thread stays signalled); it
+//   gives vekWaitObject0, vekWaitTimeout once msec passed, or vekWaitFailed
+//   (errSysBadHandle for a handle of neither kind, the pseudo-handle
+//   included).
 // - vek_beginthreadex(start, argument) runs start(argument) on a new thread
 //   at once, with the default stack, and returns the thread's handle, or null
 //   (last error recorded) when no thread could be made. The handle becomes
@@ -42,12 +48,15 @@
 //   thread does not stop at once, and nothing it is doing is cleaned up
 //   beyond the destructors run by the unwinding (so a cancellation point
 //   reached inside a noexcept function ends the process). Its exit code is
-//   then `code`. It fails on a handle that is not a thread handle, and
-//   succeeds, changing nothing, on a thread that has already ended.
-// - vekCloseHandle releases a thread or semaphore handle. The thread itself
-//   goes on; its resources go once it has ended and nothing refers to it.
+//   then `code`. It fails with errSysBadHandle on a handle that is not a
+//   thread handle, and succeeds, changing nothing, on a thread that has
+//   already ended. (Windows has no cancellation points: there it is the
+//   system's TerminateThread, which runs no destructor.)
+// - vekCloseHandle releases a thread or semaphore handle (false with
+//   errSysBadHandle for anything else). The thread itself goes on; its
+//   resources go once it has ended and nothing refers to it.
 // - StrictThread_Launch(func, argument, done) is vek_beginthreadex for an int
-//   function, returning all ones (-1) on failure. When done is not null it is
+//   function, returning all ones (VEK_INVALID_HANDLE) on failure. When done is not null it is
 //   called on the new thread once func has ended, before the handle becomes
 //   signalled, with the argument and true (false when the thread was ended by
 //   vekTerminateThread). StrictThread_GetExitCode gives func's result once
@@ -111,7 +120,7 @@ class TARNLET_API vekMOEvent : public vekBaseEvent {
 
   vekMOEvent(void* handle, Type type);
   ~vekMOEvent() override;
-  vekWaitObject GetWaitObject() const override;
+  void PrepareWait(vekWaitSet& wait) const override;
   void OnWaitSatisfied() const override;
 
  private:

@@ -1,3 +1,4 @@
+// The home directory that POSIX programs use (HOME). POSIX code only.
 #include "vektext.h"
 
 #include <cstdlib>

@@ -1,9 +1,12 @@
+// Files, directories, searches, share modes (flock), the tree removal by
+// descriptor and the host's names, on POSIX calls. POSIX code only.
 #include "vekfile.h"
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -15,14 +18,12 @@
 #include <memory>
 #include <string>
 
-#include "../common/textcase.h"
+#include "handles.h"
 #include "ombmem.h"
+#include "textcase.h"
 #include "vektext.h"
 
 namespace {
-
-int Descriptor(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
-void* Handle(int fd) { return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd)); }
 
 // Fails with the error of the call that just failed, closing fd first.
 void* FailClosing(int fd) {
@@ -86,8 +87,8 @@ enum class Found { entry, end, failure };
 
 // The next entry of the search that matches its wildcard. The end leaves the
 // last error alone; a failure keeps its error.
-Found NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
-  DIR* stream = static_cast<DIR*>(record->stream);
+Found NextMatch(vekFindRecord* record, vekFindData* data) {
+  DIR* stream = record->stream;
   for (;;) {
     errno = 0;
     dirent* entry = ::readdir(stream);
@@ -97,15 +98,15 @@ Found NextMatch(vekFindRecord* record, WIN32_FIND_DATAA* data) {
       return Found::failure;
     }
     std::size_t length = std::strlen(entry->d_name);
-    if (length >= sizeof data->cFileName || !vekWildcardMatch<char>(entry->d_name, record->pattern)) continue;
+    if (length >= sizeof data->name || !vekWildcardMatch<char>(entry->d_name, record->pattern)) continue;
     bool directory = entry->d_type == DT_DIR;
     if (entry->d_type == DT_UNKNOWN) {
       struct stat info;
       directory = ::fstatat(::dirfd(stream), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
                   S_ISDIR(info.st_mode);
     }
-    data->dwFileAttributes = directory ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
-    std::memcpy(data->cFileName, entry->d_name, length + 1);
+    data->attributes = directory ? vekFileAttributeDirectory : vekFileAttributeNormal;
+    std::memcpy(data->name, entry->d_name, length + 1);
     return Found::entry;
   }
 }
@@ -207,26 +208,17 @@ unsigned uGetCurrentDirectory(unsigned size, char* buffer) {
   return copied ? static_cast<unsigned>(length) : 0;
 }
 
-unsigned uGetEnvironmentVariable(char const* name, char* buffer, unsigned size) {
-  char const* value;
-  if (!Getenv(name, &value)) return 0;
-  std::size_t length = std::strlen(value);
-  if (length + 1 > size) return static_cast<unsigned>(length + 1);
-  std::memcpy(buffer, value, length + 1);
-  return static_cast<unsigned>(length);
-}
-
 void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, void*,
                   std::uint32_t disposition, std::uint32_t flags, void*) {
   // O_NONBLOCK only for the open itself, which so never waits (a FIFO would
   // hold it until its other end came).
   int mode = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  bool reads = (access & GENERIC_READ) != 0, writes = (access & GENERIC_WRITE) != 0;
+  bool reads = (access & vekGenericRead) != 0, writes = (access & vekGenericWrite) != 0;
   mode |= reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY;
   switch (disposition) {
-    case CREATE_NEW: mode |= O_CREAT | O_EXCL; break;
-    case CREATE_ALWAYS: case OPEN_ALWAYS: mode |= O_CREAT; break;
-    case OPEN_EXISTING: case TRUNCATE_EXISTING: break;
+    case vekCreateNew: mode |= O_CREAT | O_EXCL; break;
+    case vekCreateAlways: case vekOpenAlways: mode |= O_CREAT; break;
+    case vekOpenExisting: case vekTruncateExisting: break;
     default:
       vekSetLastError(EINVAL);
       return VEK_INVALID_HANDLE;
@@ -247,7 +239,7 @@ void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, v
   // The share mode: an exclusive flock for "share nothing", a shared one for
   // any sharing. flock belongs to the open file description, so two opens in
   // one process exclude each other as two processes do.
-  int lock = (share & (FILE_SHARE_READ | FILE_SHARE_WRITE)) == 0 ? LOCK_EX : LOCK_SH;
+  int lock = (share & (vekFileShareRead | vekFileShareWrite)) == 0 ? LOCK_EX : LOCK_SH;
   int locked;
   while ((locked = ::flock(fd, lock | LOCK_NB)) != 0 && errno == EINTR) {
   }
@@ -257,22 +249,22 @@ void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, v
     vekSetLastError(code);
     return VEK_INVALID_HANDLE;
   }
-  if ((disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING) && info.st_size != 0 &&
+  if ((disposition == vekCreateAlways || disposition == vekTruncateExisting) && info.st_size != 0 &&
       ::ftruncate(fd, 0) != 0)
     return FailClosing(fd);
-  if ((flags & FILE_FLAG_SEQUENTIAL_SCAN) != 0) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-  return Handle(fd);
+  if ((flags & vekFileFlagSequentialScan) != 0) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+  return vekHandleOf(fd);
 }
 
 bool vekReadFile(void* handle, void* buffer, std::uint32_t size, std::uint32_t* got) {
-  ssize_t n = ReadSome(Descriptor(handle), buffer, size);
+  ssize_t n = ReadSome(vekDescriptorOf(handle), buffer, size);
   *got = n < 0 ? 0 : static_cast<std::uint32_t>(n);
   if (n < 0) vekKeepSystemError();
   return n >= 0;
 }
 
 bool vekWriteFile(void* handle, void const* data, std::uint32_t size, std::uint32_t* written) {
-  std::size_t done = WriteAll(Descriptor(handle), static_cast<char const*>(data), size);
+  std::size_t done = WriteAll(vekDescriptorOf(handle), static_cast<char const*>(data), size);
   *written = static_cast<std::uint32_t>(done);
   if (done == size) return true;
   vekKeepSystemError();
@@ -280,14 +272,14 @@ bool vekWriteFile(void* handle, void const* data, std::uint32_t size, std::uint3
 }
 
 bool vekCopyFileData(void* source, void* target) {
-  if (CopyDescriptors(Descriptor(source), Descriptor(target))) return true;
+  if (CopyDescriptors(vekDescriptorOf(source), vekDescriptorOf(target))) return true;
   vekKeepSystemError();
   return false;
 }
 
 bool vekIsRegularFile(void* handle) {
   struct stat info;
-  if (::fstat(Descriptor(handle), &info) != 0) {
+  if (::fstat(vekDescriptorOf(handle), &info) != 0) {
     vekKeepSystemError();
     return false;
   }
@@ -298,7 +290,7 @@ bool vekIsRegularFile(void* handle) {
 
 bool vekCopyFilePermissions(void* source, void* target) {
   struct stat info;
-  if (::fstat(Descriptor(source), &info) == 0 && ::fchmod(Descriptor(target), info.st_mode & 0777) == 0)
+  if (::fstat(vekDescriptorOf(source), &info) == 0 && ::fchmod(vekDescriptorOf(target), info.st_mode & 0777) == 0)
     return true;
   vekKeepSystemError();
   return false;
@@ -306,7 +298,7 @@ bool vekCopyFilePermissions(void* source, void* target) {
 
 std::uint32_t vekGetFileSize(void* handle, std::uint32_t* high) {
   struct stat info;
-  if (::fstat(Descriptor(handle), &info) != 0) {
+  if (::fstat(vekDescriptorOf(handle), &info) != 0) {
     vekKeepSystemError();
     return VEK_INVALID_FILE_SIZE;
   }
@@ -331,7 +323,7 @@ bool SetRegionLock(void* handle, short type, std::uint32_t offsetLow, std::uint3
 #else
   int const command = F_SETLK;
 #endif
-  if (::fcntl(Descriptor(handle), command, &region) == 0) return true;
+  if (::fcntl(vekDescriptorOf(handle), command, &region) == 0) return true;
   vekKeepSystemError();
   return false;
 }
@@ -361,14 +353,14 @@ int uRemoveDirectory(char const* path) { return ::rmdir(path) == 0 ? 1 : Fail();
 int uDeleteFile(char const* path) { return ::unlink(path) == 0 ? 1 : Fail(); }
 
 int uMoveFileEx(char const* from, char const* to, std::uint32_t flags) {
-  bool replace = (flags & MOVEFILE_REPLACE_EXISTING) != 0;
+  bool replace = (flags & vekMoveReplaceExisting) != 0;
   struct stat info;
   if (!replace && ::lstat(to, &info) == 0) {
     vekSetLastError(EEXIST);
     return 0;
   }
   if (::rename(from, to) == 0) return 1;
-  if (errno == EXDEV && (flags & MOVEFILE_COPY_ALLOWED) != 0) return MoveByCopy(from, to);
+  if (errno == EXDEV && (flags & vekMoveCopyAllowed) != 0) return MoveByCopy(from, to);
   return Fail();
 }
 
@@ -479,10 +471,19 @@ int vekRemoveTree(char const* path, std::size_t longest) {
   return ::rmdir(path) == 0 ? 1 : Fail();
 }
 
-bool FileInfo_Read(struct stat& info, char const* path, bool follow) {
-  if ((follow ? ::stat(path, &info) : ::lstat(path, &info)) == 0) return true;
-  vekKeepSystemError();
-  return false;
+bool FileInfo_Read(vekFileInfo& info, char const* path, bool follow) {
+  struct stat status;
+  if ((follow ? ::stat(path, &status) : ::lstat(path, &status)) != 0) {
+    vekKeepSystemError();
+    return false;
+  }
+  info.type = S_ISREG(status.st_mode)   ? vekFileType::regular
+              : S_ISDIR(status.st_mode) ? vekFileType::directory
+              : S_ISLNK(status.st_mode) ? vekFileType::link
+                                        : vekFileType::other;
+  info.size = static_cast<long long>(status.st_size);
+  info.modificationTime = static_cast<long long>(status.st_mtime);
+  return true;
 }
 
 int uReadLink(char const* path, char* buffer, unsigned size) {
@@ -499,7 +500,7 @@ int uReadLink(char const* path, char* buffer, unsigned size) {
   return static_cast<int>(length);
 }
 
-void* uFindFirstFile(char const* pattern, WIN32_FIND_DATAA* data) {
+void* uFindFirstFile(char const* pattern, vekFindData* data) {
   char const* cut = std::strrchr(pattern, '/');
   std::string directory = cut == nullptr ? "." : cut == pattern ? "/" : std::string(pattern, cut);
   DIR* stream = ::opendir(directory.c_str());
@@ -517,7 +518,7 @@ void* uFindFirstFile(char const* pattern, WIN32_FIND_DATAA* data) {
   return VEK_INVALID_HANDLE;
 }
 
-int uFindNextFile(void* handle, WIN32_FIND_DATAA* data) {
+int uFindNextFile(void* handle, vekFindData* data) {
   if (handle == nullptr || handle == VEK_INVALID_HANDLE) {
     vekSetLastError(EBADF);
     return 0;

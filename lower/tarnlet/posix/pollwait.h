@@ -1,4 +1,5 @@
-// tarnlet, POSIX: the one poll loop that every wait of the library runs.
+// tarnlet, inside: the one poll loop that every wait of the library runs.
+// POSIX code only.
 #ifndef TARNLET_POLLWAIT_H
 #define TARNLET_POLLWAIT_H
 

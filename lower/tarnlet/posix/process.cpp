@@ -1,3 +1,5 @@
+// Child processes on posix_spawn and pidfds, and the descriptor of a standard
+// file buffer. POSIX code only.
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
@@ -10,9 +12,11 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "handles.h"
 #include "ombmem.h"
 #include "pollwait.h"
 #include "vekproc.h"
+#include "waitset.h"
 
 extern char** environ;
 
@@ -25,10 +29,8 @@ struct ProcessRecord {
   std::int32_t code;
 };
 
-void* const kNoProcess = reinterpret_cast<void*>(~std::uintptr_t{0});
-
 ProcessRecord* recordOf(void* process) {
-  if (process == nullptr || process == kNoProcess) {
+  if (process == nullptr || process == VEK_INVALID_HANDLE) {
     vekSetLastError(EBADF);
     return nullptr;
   }
@@ -72,8 +74,6 @@ bool findProgram(std::string const& name, std::string& path) {
   vekSetLastError(sawOne ? EACCES : ENOENT);
   return false;
 }
-
-int fdOf(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
 
 // waitpid, gone on after a signal.
 pid_t waitChild(pid_t pid, int* status, int options) {
@@ -136,7 +136,7 @@ bool Process_Launch(void** process, std::uint32_t* processId, char const* comman
   posix_spawn_file_actions_init(&actions);
   void* const ends[3] = {in, out, err};
   for (int stream = 0; stream < 3; ++stream) {
-    if (fdOf(ends[stream]) >= 0) posix_spawn_file_actions_adddup2(&actions, fdOf(ends[stream]), stream);
+    if (vekDescriptorOf(ends[stream]) >= 0) posix_spawn_file_actions_adddup2(&actions, vekDescriptorOf(ends[stream]), stream);
   }
   // Exactly the three standard streams reach the child, whatever others the
   // process has open without close-on-exec.
@@ -252,16 +252,20 @@ void Process_Free(void* process) {
   delete record;
 }
 
-vekPROCESSEvent::vekPROCESSEvent(void* process) : handle(-1) {
+vekPROCESSEvent::vekPROCESSEvent(void* process) : handle(VEK_INVALID_HANDLE) {
   ProcessRecord* record = recordOf(process);
-  if (record != nullptr) handle = ::fcntl(record->pidfd, F_DUPFD_CLOEXEC, 0);
+  if (record == nullptr) return;
+  int const own = ::fcntl(record->pidfd, F_DUPFD_CLOEXEC, 0);
+  if (own >= 0) handle = vekHandleOf(own);
 }
 
 vekPROCESSEvent::~vekPROCESSEvent() {
-  if (handle >= 0) ::close(static_cast<int>(handle));
+  if (handle != VEK_INVALID_HANDLE) ::close(vekDescriptorOf(handle));
 }
 
-vekWaitObject vekPROCESSEvent::GetWaitObject() const { return vekWaitObject{handle, false}; }
+void vekPROCESSEvent::PrepareWait(vekWaitSet& wait) const {
+  if (handle != VEK_INVALID_HANDLE) wait.Watch(vekDescriptorOf(handle), false);
+}
 
 #if defined(__GLIBCXX__)
 namespace {
@@ -277,12 +281,12 @@ struct FileBufAccess : std::basic_filebuf<char> {
 }  // namespace
 
 void* vekStreamFileHandle(std::basic_filebuf<char>* buffer) {
-  int fd = buffer != nullptr && buffer->is_open() ? FileBufAccess::Descriptor(buffer) : -1;
-  return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
+  return buffer != nullptr && buffer->is_open() ? vekHandleOf(FileBufAccess::Descriptor(buffer))
+                                                : VEK_INVALID_HANDLE;
 }
 #else
 void* vekStreamFileHandle(std::basic_filebuf<char>*) {
   vekSetLastError(ENOTSUP);
-  return reinterpret_cast<void*>(~std::uintptr_t{0});
+  return VEK_INVALID_HANDLE;
 }
 #endif

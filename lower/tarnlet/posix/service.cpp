@@ -1,4 +1,5 @@
-// The stop event of vekService on POSIX: an eventfd, readable once signalled.
+// The stop event of a service: an eventfd that stays readable once
+// signalled. POSIX code only.
 #include "vekservice.h"
 
 #include <poll.h>
@@ -7,30 +8,25 @@
 
 #include <cstdint>
 
+#include "handles.h"
 #include "ombmem.h"
-
-namespace {
-
-int Fd(void* handle) { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)); }
-
-}  // namespace
 
 bool vekServiceBase::IsEventSignaled(void* handle) {
   // The event stays readable once signalled, since nothing ever reads it.
-  pollfd entry{Fd(handle), POLLIN, 0};
+  pollfd entry{vekDescriptorOf(handle), POLLIN, 0};
   return ::poll(&entry, 1, 0) == 1 && (entry.revents & POLLIN) != 0;
 }
 
 void* vekService::MakeStopEvent() {
   int fd = ::eventfd(0, EFD_CLOEXEC);
   if (fd < 0) vekAbort("vekService: no event for the stop signal", "lower/tarnlet/service", __LINE__);
-  return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
+  return vekHandleOf(fd);
 }
 
 void vekService::SignalStopEvent(void* event) {
   std::uint64_t one = 1;
   // The counter cannot overflow from ones, so the write cannot fail here.
-  (void)!::write(Fd(event), &one, sizeof one);
+  (void)!::write(vekDescriptorOf(event), &one, sizeof one);
 }
 
-void vekService::FreeStopEvent(void* event) { ::close(Fd(event)); }
+void vekService::FreeStopEvent(void* event) { ::close(vekDescriptorOf(event)); }

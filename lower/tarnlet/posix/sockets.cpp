@@ -1,3 +1,5 @@
+// select() on fd_sets, name look-ups (getaddrinfo, getnameinfo) and the
+// socket event. POSIX code only.
 #include "veksock.h"
 
 #include <netdb.h>
@@ -7,9 +9,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
+#include "lookup.h"
 #include "ombmem.h"
+#include "waitset.h"
 
 void fds_zero(fd_set& set) { FD_ZERO(&set); }
 
@@ -44,20 +49,6 @@ bool HostHasIPv6() {
   return true;
 }
 
-// Puts the first IPv6 entry at the head of the list.
-addrinfo* IPv6First(addrinfo* list) {
-  addrinfo* before = nullptr;
-  for (addrinfo* entry = list; entry != nullptr; before = entry, entry = entry->ai_next) {
-    if (entry->ai_family == AF_INET6) {
-      if (before == nullptr) return list;
-      before->ai_next = entry->ai_next;
-      entry->ai_next = list;
-      return entry;
-    }
-  }
-  return list;
-}
-
 // A failed look-up keeps the system's error, or "name not resolved" for a
 // failure of the resolver itself; the outcome is handed back.
 int KeepLookUpError(int outcome) {
@@ -78,7 +69,7 @@ int vek_get_nodeaddrinfo(char const* node, char const* service, addrinfo const* 
   if (outcome != 0) return KeepLookUpError(outcome);
   bool wildcardOfAnyFamily = node == nullptr && hints != nullptr &&
                              (hints->ai_flags & AI_PASSIVE) != 0 && hints->ai_family == AF_UNSPEC;
-  if (wildcardOfAnyFamily && HostHasIPv6()) list = IPv6First(list);
+  if (wildcardOfAnyFamily && HostHasIPv6()) list = vekIPv6First(list);
   *result = list;
   return 0;
 }
@@ -97,9 +88,7 @@ int vek_get_nodenameinfo(sockaddr const* address, int length, char* host, int ho
 
 vekSelectEvent::vekSelectEvent(unsigned long long sock, Type type) : sock(sock), type(type) {}
 
-vekWaitObject vekSelectEvent::GetWaitObject() const {
-  std::intptr_t fd = sock < static_cast<unsigned long long>(INTPTR_MAX)
-                         ? static_cast<std::intptr_t>(sock)
-                         : -1;
-  return vekWaitObject{fd, type == Writable};
+void vekSelectEvent::PrepareWait(vekWaitSet& wait) const {
+  // A handle that no descriptor can be leaves the event without an object.
+  if (sock <= static_cast<unsigned long long>(INT_MAX)) wait.Watch(static_cast<int>(sock), type == Writable);
 }

@@ -1,17 +1,10 @@
-#include "vekstatus.h"
-
+// The table of errno values for errMapError. POSIX code only.
 #include <cerrno>
 
-#include "ombmem.h"
+#include "systemerror.h"
 
-errstatus errMapError() {
-  int code = vekGetLastError();
+errstatus vekStatusOfSystemCode(int code) {
   switch (code) {
-    case 0: return errOK;
-    case vekErrSharingViolation: return errSysSharingViolation;
-    case vekErrPeerClosed: return errSysPeerClosed;
-    case vekErrNameNotResolved: return errSysNameNotResolved;
-    case vekErrPathTooLong: return errSysNameTooLong;
     case ENOENT: case ENXIO: case ESRCH: return errSysNotFound;
     case EACCES: case EPERM: case EROFS: return errSysAccessDenied;
     case EEXIST: return errSysExists;

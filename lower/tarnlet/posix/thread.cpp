@@ -1,4 +1,5 @@
 // Parking, threads and semaphores on Linux: futexes, pthreads and eventfds.
+// POSIX code only (Linux).
 //
 // A thread or semaphore handle points to a reference-counted record. The
 // handle, the running thread and every vekMOEvent on it each hold one
@@ -20,9 +21,11 @@
 #include <cstdint>
 #include <ctime>
 
+#include "ombhandle.h"
 #include "ombmem.h"
 #include "pollwait.h"
 #include "vekthread.h"
+#include "waitset.h"
 
 #if defined(__SANITIZE_THREAD__)
 #include <sanitizer/tsan_interface.h>
@@ -179,8 +182,7 @@ struct SemaphoreRecord : Record {
 void* const currentThreadPseudoHandle = reinterpret_cast<void*>(~std::uintptr_t{0} - 1);
 
 bool IsHandle(void* handle) {
-  return handle != nullptr && handle != reinterpret_cast<void*>(~std::uintptr_t{0}) &&
-         handle != currentThreadPseudoHandle;
+  return handle != nullptr && handle != VEK_INVALID_HANDLE && handle != currentThreadPseudoHandle;
 }
 
 // Handles are Record pointers, converted to void* and back as such.
@@ -509,7 +511,7 @@ bool vekCloseHandle(void* handle) {
 
 void* StrictThread_Launch(int (*func)(void*), void* argument, void (*done)(void*, bool)) {
   ThreadRecord* record = Launch(nullptr, func, done, argument);
-  return record != nullptr ? HandleOf(record) : reinterpret_cast<void*>(~std::uintptr_t{0});
+  return record != nullptr ? HandleOf(record) : VEK_INVALID_HANDLE;
 }
 
 bool StrictThread_GetExitCode(void* handle, int* code) {
@@ -535,11 +537,10 @@ vekMOEvent::~vekMOEvent() {
   Release(static_cast<Record*>(record));
 }
 
-vekWaitObject vekMOEvent::GetWaitObject() const {
+void vekMOEvent::PrepareWait(vekWaitSet& wait) const {
   // A thread's eventfd stays while this event is one of its users.
-  if (ThreadRecord* thread = ThreadOf(record)) return {thread->endFd, false};
-  if (SemaphoreRecord* semaphore = SemaphoreOf(record)) return {semaphore->fd, false};
-  return {-1, false};
+  if (ThreadRecord* thread = ThreadOf(record)) wait.Watch(thread->endFd, false);
+  if (SemaphoreRecord* semaphore = SemaphoreOf(record)) wait.Watch(semaphore->fd, false);
 }
 
 void vekMOEvent::OnWaitSatisfied() const {

@@ -1,3 +1,4 @@
+// The time of day from the real-time clock. POSIX code only.
 #include "vektime.h"
 
 #include <time.h>

@@ -1,27 +1,25 @@
+// Waiting on events: poll() over the descriptors the events name. POSIX code
+// only.
 #include <poll.h>
 
 #include <cerrno>
 #include <chrono>
-#include <vector>
 
 #include "ombmem.h"
 #include "pollwait.h"
 #include "vekevent.h"
+#include "waitset.h"
 
 int vekWaitForAny(vekEvent** events, int count, int msec) {
   if (events == nullptr || count <= 0) return -1;
-  std::vector<pollfd> fds(static_cast<std::size_t>(count));
+  vekWaitSet wait(count);
   for (int i = 0; i < count; ++i) {
-    vekBaseEvent* base = events[i] != nullptr ? events[i]->GetBaseEvent() : nullptr;
-    vekWaitObject object = base != nullptr ? base->GetWaitObject() : vekWaitObject{-1, false};
-    // poll skips negative fds, so an event with nothing to wait on never fires.
-    fds[i].fd = static_cast<int>(object.handle);
-    fds[i].events = object.forWrite ? POLLOUT : POLLIN;
-    fds[i].revents = 0;
+    vekBaseEvent const* object = events[i] != nullptr ? events[i]->GetBaseEvent() : nullptr;
+    if (object != nullptr) wait.Prepare(i, *object);
   }
-  if (vekPollUntil(fds.data(), fds.size(), msec) <= 0) return -1;
+  if (vekPollUntil(wait.Entries(), wait.Count(), msec) <= 0) return -1;
   for (int i = 0; i < count; ++i) {
-    if (fds[i].revents != 0) {
+    if (wait.Signalled(i)) {
       events[i]->GetBaseEvent()->OnWaitSatisfied();
       return i;
     }

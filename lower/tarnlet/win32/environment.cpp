@@ -1,3 +1,5 @@
+// The home directory, which Windows keeps nowhere but the environment.
+// Windows code only.
 #include "vektext.h"
 
 // Windows programs find the home directory through HOMEDRIVE and HOMEPATH,

@@ -1,5 +1,5 @@
-// The stop event of vekService on Windows: a manual-reset event, which stays
-// signalled once set.
+// The stop event of a service: a manual-reset event, which stays signalled
+// once set. Windows code only.
 #include "vekservice.h"
 
 #include <windows.h>

@@ -1,4 +1,5 @@
-#include "../common/textcase.h"
+// The platform's rule for the characters of a name. Windows code only.
+#include "textcase.h"
 
 #include <windows.h>
 

@@ -1,3 +1,4 @@
+// The time of day from the precise system clock. Windows code only.
 #include "vektime.h"
 
 #include <windows.h>

@@ -239,21 +239,6 @@ bool OnOtherFileSystems(std::string const& first, std::string const& second) {
   return stat(first.c_str(), &one) == 0 && stat(second.c_str(), &other) == 0 && one.st_dev != other.st_dev;
 }
 
-Flag::Flag() : handles{-1, -1} {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return;
-  handles[0] = ends[0];
-  handles[1] = ends[1];
-}
-
-Flag::~Flag() {
-  for (std::intptr_t end : handles) {
-    if (end >= 0) close(static_cast<int>(end));
-  }
-}
-
-bool Flag::Raise() { return write(static_cast<int>(handles[1]), "!", 1) == 1; }
-
 namespace {
 
 struct sigaction savedBrokenPipeAction;

@@ -226,14 +226,6 @@ bool IsInheritable(std::uintptr_t handle) {
   return GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) && (flags & HANDLE_FLAG_INHERIT) != 0;
 }
 
-Flag::Flag() : handles{reinterpret_cast<std::intptr_t>(CreateEventA(nullptr, TRUE, FALSE, nullptr)), 0} {}
-
-Flag::~Flag() {
-  if (handles[0] != 0) CloseHandle(reinterpret_cast<HANDLE>(handles[0]));
-}
-
-bool Flag::Raise() { return SetEvent(reinterpret_cast<HANDLE>(handles[0])) != 0; }
-
 // POSIX by nature: nothing of the kind here.
 
 int OpenDescriptorCount() { return -1; }

@@ -1,4 +1,23 @@
+// The status values: the mapping of the last error and every value's text.
+// The band is the same on every platform; only the table of the system's own
+// codes is the platform's (vekStatusOfSystemCode).
 #include "vekstatus.h"
+
+#include "ombmem.h"
+#include "systemerror.h"
+
+errstatus errMapError() {
+  int const code = vekGetLastError();
+  switch (code) {
+    case 0: return errOK;
+    case vekErrSharingViolation: return errSysSharingViolation;
+    case vekErrPeerClosed: return errSysPeerClosed;
+    case vekErrNameNotResolved: return errSysNameNotResolved;
+    case vekErrPathTooLong: return errSysNameTooLong;
+    case vekErrRuntimeOther: return errSysOther;
+    default: return vekStatusOfSystemCode(code);
+  }
+}
 
 char const* errText(errstatus status) {
   switch (status) {
