@@ -1,5 +1,4 @@
 // Locks and semaphores with real threads; every wait is bounded.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -30,32 +29,18 @@ struct WakeGate {
   }
 } gate;
 
-template <typename Function>
-Function Next(char const* name) {
-  return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
-}
-
-}  // namespace
-
-// The test program's own definitions come before tarnlet's; they pass every
-// call on to it.
-extern "C" bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t expected,
-                                 int msec) {
-  static auto const next = Next<bool (*)(std::atomic<std::uint32_t>*, std::uint32_t, int)>(
-      "vekWaitOnAddress");
+void CountPark(void const* word) {
   if (gate.Watches(word)) ++gate.parks;
-  return next(word, expected, msec);
 }
 
-extern "C" void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word) {
-  static auto const next = Next<void (*)(std::atomic<std::uint32_t>*)>("vekWakeByAddressSingle");
+void WakeThroughGate(void const* word, std::function<void()> const& next) {
   bool const first = gate.Watches(word) && !gate.reached.exchange(true);
   if (first) qtest::WaitUntil([] { return gate.open.load(); });
-  next(word);
+  next();
   if (first) qtest::WaitUntil([] { return gate.waiterOwns.load(); });
 }
 
-namespace {
+qtest::host::AddressWaitHooks const gateHooks{&CountPark, &WakeThroughGate};
 
 // TryLock on a thread of its own (QTEST_BOUNDED runs its step on one), which
 // gives the level back if it got one: whether it got one.
@@ -88,6 +73,8 @@ TEST(SyncMutex, RecursionAndOwnership) {
 }
 
 TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
+  QTEST_POSIX_ONLY("the test program's own definitions in front of the library's (symbol interposition)");
+  ASSERT_TRUE(qtest::host::WatchAddressWaits(&gateHooks));
   proMutex mutex;
   gate.watched = &mutex;
   gate.parks = 0;
@@ -125,6 +112,7 @@ TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
   owner.join();
   waiter.join();
   gate.watched = nullptr;
+  qtest::host::WatchAddressWaits(nullptr);
   EXPECT_TRUE(TakenByAnotherThread(mutex)) << "nobody holds or waits any more";
 }
 

@@ -17,6 +17,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -129,6 +130,19 @@ bool MakeFifo(std::string const& path);
 bool IsPrivileged();
 // True when both paths exist and lie on different file systems.
 bool OnOtherFileSystems(std::string const& first, std::string const& second);
+
+// Watches the library's address waits (vekWaitOnAddress and
+// vekWakeByAddressSingle): the test program's own definitions of the two come
+// before tarnlet's (symbol interposition; posix/addresswaits.cpp, linked only
+// into a program that calls this), call the hooks and go on to the library.
+// Null stops watching. False where a program cannot put its own definition
+// in front of a shared library's.
+struct AddressWaitHooks {
+  void (*beforeWait)(void const* word);
+  // Must call next, the library's wake, once.
+  void (*wake)(void const* word, std::function<void()> const& next);
+};
+bool WatchAddressWaits(AddressWaitHooks const* hooks);
 
 // Lowers the limit of open descriptors so that the next one cannot be opened,
 // while it lives; one at a time.

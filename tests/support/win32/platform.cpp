@@ -247,6 +247,9 @@ DefaultBrokenPipeSignal::DefaultBrokenPipeSignal() : active(true) {}
 DefaultBrokenPipeSignal::~DefaultBrokenPipeSignal() {}
 bool BrokenPipeSignalPending() { return false; }
 
+// A DLL's functions cannot be replaced by the program's own definitions.
+bool WatchAddressWaits(AddressWaitHooks const*) { return false; }
+
 NoMoreDescriptors::NoMoreDescriptors() : active(false) {}
 NoMoreDescriptors::~NoMoreDescriptors() {}
 
