@@ -84,6 +84,37 @@ TEST(TasksThread, RecordsOnlyWhatTheBodyWritesAndKillEndsASecondThread) {
   EXPECT_TRUE(vekCloseHandle(first));  // Start overwrote it
 }
 
+// A body that ends its own thread through its handle: the end is finished as
+// for a kill from outside, with the code given and done told of it.
+TEST(TasksThread, ABodyThatTerminatesItsOwnThreadEndsWithTheCodeGiven) {
+  static std::atomic<void*> own{nullptr};
+  static std::atomic<int> doneCalls{0};
+  static std::atomic<bool> doneSawReturn{true};
+  void* const handle = StrictThread_Launch(
+      [](void*) {
+        qtest::WaitUntil([] { return own.load() != nullptr; });
+        vekTerminateThread(own.load(), 9);
+        for (;;) vekSleep(10);  // where the end is deferred, it comes at a sleep
+        return 0;
+      },
+      nullptr,
+      [](void*, bool returned) {
+        doneSawReturn = returned;
+        ++doneCalls;
+      });
+  ASSERT_NE(handle, VEK_INVALID_HANDLE);
+  own = handle;
+  ASSERT_TRUE(Ends(handle));
+  int code = 0;
+  EXPECT_TRUE(StrictThread_GetExitCode(handle, &code));
+  EXPECT_EQ(code, 9);
+  EXPECT_EQ(doneCalls, 1);
+  EXPECT_FALSE(doneSawReturn);
+  EXPECT_TRUE(vekTerminateThread(handle, 3)) << "ended: succeeds, changing nothing";
+  EXPECT_TRUE(StrictThread_GetExitCode(handle, &code) && code == 9);
+  StrictThread_Free(handle);
+}
+
 // A thread cannot be made once the address space has no room for its stack.
 QTEST_HELPER(start_without_room) {
   (void)args;
