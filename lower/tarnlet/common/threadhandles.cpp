@@ -27,11 +27,41 @@ bool StrictThread_GetExitCode(void* handle, int* code) {
 
 void StrictThread_Free(void* handle) { vekCloseHandle(handle); }
 
+void* uCreateSemaphore(void* attributes, std::int32_t initialCount, std::int32_t maximumCount,
+                       char const* name) {
+  if (!SemaphoreUnits::Valid(attributes, initialCount, maximumCount, name)) {
+    Fail(Failure::invalidArgument);
+    return nullptr;
+  }
+  SemaphoreRecordBase* semaphore = MakeSemaphore(initialCount, maximumCount);
+  return semaphore != nullptr ? HandleOf(semaphore) : nullptr;
+}
+
+bool vekReleaseSemaphore(void* handle, std::int32_t count, std::int32_t* previousCount) {
+  SemaphoreRecordBase* semaphore = SemaphoreOf(handle);
+  if (semaphore == nullptr || count < 1) {
+    Fail(semaphore == nullptr ? Failure::badHandle : Failure::invalidArgument);
+    return false;
+  }
+  if (!semaphore->units.Raise(count, previousCount)) {
+    Fail(Failure::tooManyPosts);
+    return false;
+  }
+  return PostUnits(semaphore, count);
+}
+
+std::uint32_t vekWaitForSingleObject(void* handle, int msec) {
+  if (ThreadRecordBase* thread = ThreadOf(handle)) return WaitForEnd(thread, msec);
+  if (SemaphoreRecordBase* semaphore = SemaphoreOf(handle)) return TakeUnit(semaphore, msec);
+  Fail(Failure::badHandle);
+  return vekWaitFailed;
+}
+
 bool vekCloseHandle(void* handle) {
   Record* record = ThreadOf(handle);
-  if (record == nullptr) record = RecordOf(handle, RecordKind::semaphore);
+  if (record == nullptr) record = SemaphoreOf(handle);
   if (record == nullptr) {
-    FailBadHandle();
+    Fail(Failure::badHandle);
     return false;
   }
   Release(record);

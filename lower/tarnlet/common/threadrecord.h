@@ -79,16 +79,18 @@ struct Record {
 // managed task keeps its handle, and so this record, until the process ends.
 struct ThreadRecordBase : Record {
   // One reference for the handle, one for the running thread.
-  ThreadRecordBase() : Record(RecordKind::thread, 2) {}
+  ThreadRecordBase(unsigned int (*start)(void*), int (*func)(void*), void (*done)(void*, bool),
+                   void* argument)
+      : Record(RecordKind::thread, 2), start(start), func(func), done(done), argument(argument) {}
 
   std::uint32_t Call() {
     return start != nullptr ? start(argument) : static_cast<std::uint32_t>(func(argument));
   }
 
-  unsigned int (*start)(void*) = nullptr;  // one of start and func is set
-  int (*func)(void*) = nullptr;
-  void (*done)(void*, bool) = nullptr;
-  void* argument = nullptr;
+  unsigned int (*const start)(void*);  // one of start and func is set
+  int (*const func)(void*);
+  void (*const done)(void*, bool);
+  void* const argument;
   std::atomic<std::uint32_t> exitCode{0};
   std::atomic<std::uint32_t> terminateCode{0};
   std::atomic<bool> ended{false};  // set once, under `guard`
@@ -161,11 +163,17 @@ class SemaphoreUnits {
   // After a wait took one unit from the system's object.
   void Lower() { count.fetch_sub(1, std::memory_order_relaxed); }
 
-  std::int32_t Maximum() const { return maximum; }
 
  private:
   std::atomic<std::int32_t> count;
   std::int32_t const maximum;
+};
+
+struct SemaphoreRecordBase : Record {
+  SemaphoreRecordBase(std::int32_t initial, std::int32_t maximum)
+      : Record(RecordKind::semaphore, 1), units(initial, maximum) {}
+
+  SemaphoreUnits units;
 };
 
 // Drops one reference; true for the last one, which then owns the record.
@@ -195,6 +203,13 @@ inline ThreadRecordBase* ThreadOf(void* handle) {
   return static_cast<ThreadRecordBase*>(RecordOf(handle, RecordKind::thread));
 }
 
+inline SemaphoreRecordBase* SemaphoreOf(void* handle) {
+  return static_cast<SemaphoreRecordBase*>(RecordOf(handle, RecordKind::semaphore));
+}
+
+// The failures the shared operations report, each as the platform's code.
+enum class Failure { badHandle, invalidArgument, tooManyPosts };
+
 // What each platform's thread.cpp gives the shared operations
 // (threadhandles.cpp):
 // Starts a detached thread that calls start or func (the other is null);
@@ -208,8 +223,20 @@ void Release(Record* record);
 bool AcquireEnd(ThreadRecordBase* thread);
 // The last user closes the object.
 void ReleaseEnd(ThreadRecordBase* thread);
-// Records the system's code for a handle that is of no expected kind.
-void FailBadHandle();
+// Records the platform's code for the failure.
+void Fail(Failure failure);
+// Waits until the thread has ended, msec milliseconds at most (-1: no
+// limit): vekWaitObject0, vekWaitTimeout or vekWaitFailed (error kept).
+std::uint32_t WaitForEnd(ThreadRecordBase* thread, int msec);
+// A semaphore of the system that holds `initial` units of 0..maximum; its
+// record, or null (error kept).
+SemaphoreRecordBase* MakeSemaphore(std::int32_t initial, std::int32_t maximum);
+// Gives the system's semaphore `count` more units, which units has already
+// counted; false (error kept) when the system refused.
+bool PostUnits(SemaphoreRecordBase* semaphore, std::int32_t count);
+// Takes one unit within msec milliseconds and lowers units: the results of
+// WaitForEnd.
+std::uint32_t TakeUnit(SemaphoreRecordBase* semaphore, int msec);
 
 }  // namespace tarnlet
 

@@ -39,6 +39,8 @@ long Futex(std::atomic<std::uint32_t>* word, int operation, std::uint32_t value,
 using namespace tarnlet;
 
 struct ThreadRecord : ThreadRecordBase {
+  using ThreadRecordBase::ThreadRecordBase;
+
   pthread_t thread{};  // valid while `ended` is false; read under `guard`
   int endFd = -1;      // under `guard`: an eventfd while endUsers > 0
 };
@@ -50,21 +52,20 @@ void DeleteThreadRecord(ThreadRecord* record) {
   delete record;
 }
 
-struct SemaphoreRecord : Record {
+struct SemaphoreRecord : SemaphoreRecordBase {
   SemaphoreRecord(int fd, std::int32_t initial, std::int32_t maximum)
-      : Record(RecordKind::semaphore, 1), fd(fd), units(initial, maximum) {}
+      : SemaphoreRecordBase(initial, maximum), fd(fd) {}
   ~SemaphoreRecord() { ::close(fd); }
 
   int const fd;  // an eventfd that holds the free units
-  SemaphoreUnits units;
 };
 
 ThreadRecord* PosixThread(ThreadRecordBase* thread) { return static_cast<ThreadRecord*>(thread); }
 
 ThreadRecord* PosixThreadOf(void* handle) { return PosixThread(ThreadOf(handle)); }
 
-SemaphoreRecord* SemaphoreOf(void* handle) {
-  return static_cast<SemaphoreRecord*>(RecordOf(handle, RecordKind::semaphore));
+SemaphoreRecord* PosixSemaphore(SemaphoreRecordBase* semaphore) {
+  return static_cast<SemaphoreRecord*>(semaphore);
 }
 
 void Delete(Record* record) {
@@ -195,19 +196,9 @@ std::uint32_t WaitResult(int ready) {
   return ready == 0 ? vekWaitTimeout : vekWaitFailed;
 }
 
-std::uint32_t WaitForEnd(ThreadRecord* thread, int msec) {
-  if (ObserveEnd(thread)) return vekWaitObject0;
-  EndFdUse use(thread);
-  if (use.Fd() < 0) return vekWaitFailed;
-  pollfd ready{use.Fd(), POLLIN, 0};
-  std::uint32_t result = WaitResult(vekPollUntil(&ready, 1, msec));
-  if (result == vekWaitObject0) ObserveEnd(thread);
-  return result;
-}
-
 // Reads one unit of a semaphore's eventfd without blocking: 1 taken, 0 none
 // free now, -1 failed.
-int TakeUnit(SemaphoreRecord* semaphore) {
+int TakeUnitNow(SemaphoreRecord* semaphore) {
   std::uint64_t unit = 0;
   for (;;) {
     if (::read(semaphore->fd, &unit, sizeof unit) == sizeof unit) {
@@ -226,11 +217,7 @@ int TakeUnit(SemaphoreRecord* semaphore) {
 
 ThreadRecordBase* tarnlet::LaunchThread(unsigned int (*start)(void*), int (*func)(void*),
                                         void (*done)(void*, bool), void* argument) {
-  auto* record = new ThreadRecord;
-  record->start = start;
-  record->func = func;
-  record->done = done;
-  record->argument = argument;
+  auto* record = new ThreadRecord(start, func, done, argument);
   liveThreadRecords.Add(record);
   int rc = ::pthread_create(&record->thread, nullptr, RunThread, record);
   if (rc != 0) {
@@ -252,7 +239,57 @@ bool tarnlet::AcquireEnd(ThreadRecordBase* thread) {
 
 void tarnlet::ReleaseEnd(ThreadRecordBase* thread) { ReleaseEndFd(PosixThread(thread)); }
 
-void tarnlet::FailBadHandle() { FailWith(EBADF); }
+void tarnlet::Fail(Failure failure) {
+  switch (failure) {
+    case Failure::badHandle: FailWith(EBADF); break;
+    case Failure::invalidArgument: FailWith(EINVAL); break;
+    case Failure::tooManyPosts: FailWith(EOVERFLOW); break;
+  }
+}
+
+std::uint32_t tarnlet::WaitForEnd(ThreadRecordBase* base, int msec) {
+  ThreadRecord* thread = PosixThread(base);
+  if (ObserveEnd(thread)) return vekWaitObject0;
+  EndFdUse use(thread);
+  if (use.Fd() < 0) return vekWaitFailed;
+  pollfd ready{use.Fd(), POLLIN, 0};
+  std::uint32_t result = WaitResult(vekPollUntil(&ready, 1, msec));
+  if (result == vekWaitObject0) ObserveEnd(thread);
+  return result;
+}
+
+SemaphoreRecordBase* tarnlet::MakeSemaphore(std::int32_t initial, std::int32_t maximum) {
+  int fd = ::eventfd(static_cast<unsigned int>(initial), EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE);
+  if (fd < 0) {
+    vekKeepSystemError();
+    return nullptr;
+  }
+  return new SemaphoreRecord(fd, initial, maximum);
+}
+
+bool tarnlet::PostUnits(SemaphoreRecordBase* semaphore, std::int32_t count) {
+  std::uint64_t units = static_cast<std::uint64_t>(count);
+  while (::write(PosixSemaphore(semaphore)->fd, &units, sizeof units) < 0) {
+    if (errno != EINTR) {
+      vekKeepSystemError();
+      return false;
+    }
+  }
+  return true;
+}
+
+std::uint32_t tarnlet::TakeUnit(SemaphoreRecordBase* base, int msec) {
+  SemaphoreRecord* semaphore = PosixSemaphore(base);
+  // Another waiter may take the unit between poll and read: then wait again
+  // with what is left of the time.
+  pollfd ready{semaphore->fd, POLLIN, 0};
+  for (;;) {
+    int taken = TakeUnitNow(semaphore);
+    if (taken != 0) return taken > 0 ? vekWaitObject0 : vekWaitFailed;
+    std::uint32_t result = WaitResult(vekPollUntil(&ready, 1, msec));
+    if (result != vekWaitObject0) return result;
+  }
+}
 
 // The errno of the caller is left as it was: parking is not a failure.
 bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t expected, int msec) {
@@ -281,59 +318,6 @@ std::uint32_t vekGetCurrentThreadId() {
   return currentThreadId;
 }
 
-void* uCreateSemaphore(void* attributes, std::int32_t initialCount, std::int32_t maximumCount,
-                       char const* name) {
-  if (!SemaphoreUnits::Valid(attributes, initialCount, maximumCount, name)) {
-    FailWith(EINVAL);
-    return nullptr;
-  }
-  int fd = ::eventfd(static_cast<unsigned int>(initialCount),
-                     EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE);
-  if (fd < 0) {
-    vekKeepSystemError();
-    return nullptr;
-  }
-  return HandleOf(new SemaphoreRecord(fd, initialCount, maximumCount));
-}
-
-bool vekReleaseSemaphore(void* handle, std::int32_t count, std::int32_t* previousCount) {
-  SemaphoreRecord* semaphore = SemaphoreOf(handle);
-  if (semaphore == nullptr || count < 1) {
-    FailWith(semaphore == nullptr ? EBADF : EINVAL);
-    return false;
-  }
-  if (!semaphore->units.Raise(count, previousCount)) {
-    FailWith(EOVERFLOW);
-    return false;
-  }
-  std::uint64_t units = static_cast<std::uint64_t>(count);
-  while (::write(semaphore->fd, &units, sizeof units) < 0) {
-    if (errno != EINTR) {
-      vekKeepSystemError();
-      return false;
-    }
-  }
-  return true;
-}
-
-std::uint32_t vekWaitForSingleObject(void* handle, int msec) {
-  if (ThreadRecord* thread = PosixThreadOf(handle)) return WaitForEnd(thread, msec);
-  SemaphoreRecord* semaphore = SemaphoreOf(handle);
-  if (semaphore == nullptr) {
-    FailWith(EBADF);
-    return vekWaitFailed;
-  }
-  // Another waiter may take the unit between poll and read: then wait again
-  // with what is left of the time.
-  pollfd ready{semaphore->fd, POLLIN, 0};
-  for (;;) {
-    int taken = TakeUnit(semaphore);
-    if (taken != 0) return taken > 0 ? vekWaitObject0 : vekWaitFailed;
-    std::uint32_t result = WaitResult(vekPollUntil(&ready, 1, msec));
-    if (result != vekWaitObject0) return result;
-  }
-}
-
 bool vekTerminateThread(void* handle, std::uint32_t exitCode) {
   ThreadRecord* thread = PosixThreadOf(handle);
   if (thread == nullptr) {
@@ -355,7 +339,9 @@ bool vekTerminateThread(void* handle, std::uint32_t exitCode) {
 void vekMOEvent::PrepareWait(vekWaitSet& wait) const {
   // A thread's eventfd stays while this event is one of its users.
   if (ThreadRecord* thread = PosixThreadOf(record)) wait.Watch(thread->endFd, false);
-  if (SemaphoreRecord* semaphore = SemaphoreOf(record)) wait.Watch(semaphore->fd, false);
+  if (SemaphoreRecordBase* semaphore = SemaphoreOf(record)) {
+    wait.Watch(PosixSemaphore(semaphore)->fd, false);
+  }
 }
 
 void vekMOEvent::OnWaitSatisfied() const {

@@ -27,6 +27,8 @@ namespace {
 using namespace tarnlet;
 
 struct ThreadRecord : ThreadRecordBase {
+  using ThreadRecordBase::ThreadRecordBase;
+
   HANDLE thread = nullptr;    // under `guard`: the running thread's, until its end is finished
   HANDLE endEvent = nullptr;  // under `guard`: a manual-reset event while endUsers > 0
   bool finishing = false;     // under `guard`: the thread or its terminator took the end
@@ -39,19 +41,18 @@ void DeleteThreadRecord(ThreadRecord* record) {
   delete record;
 }
 
-struct SemaphoreRecord : Record {
+struct SemaphoreRecord : SemaphoreRecordBase {
   SemaphoreRecord(HANDLE semaphore, std::int32_t initial, std::int32_t maximum)
-      : Record(RecordKind::semaphore, 1), semaphore(semaphore), units(initial, maximum) {}
+      : SemaphoreRecordBase(initial, maximum), semaphore(semaphore) {}
   ~SemaphoreRecord() { CloseHandle(semaphore); }
 
   HANDLE const semaphore;
-  SemaphoreUnits units;
 };
 
 ThreadRecord* WindowsThread(ThreadRecordBase* thread) { return static_cast<ThreadRecord*>(thread); }
 
-SemaphoreRecord* SemaphoreOf(void* handle) {
-  return static_cast<SemaphoreRecord*>(RecordOf(handle, RecordKind::semaphore));
+HANDLE SystemSemaphore(SemaphoreRecordBase* semaphore) {
+  return static_cast<SemaphoreRecord*>(semaphore)->semaphore;
 }
 
 void Delete(Record* record) {
@@ -160,25 +161,11 @@ unsigned int __stdcall RunThread(void* raw) {
   return code;
 }
 
-std::uint32_t WaitForEnd(ThreadRecord* thread, int msec) {
-  if (ObserveEnd(thread)) return vekWaitObject0;
-  HANDLE event = AcquireEndEvent(thread);
-  if (event == nullptr) return vekWaitFailed;
-  std::uint32_t const result = WaitResult(WaitForSingleObject(event, Milliseconds(msec)));
-  ReleaseEndEvent(thread);
-  if (result == vekWaitObject0) ObserveEnd(thread);
-  return result;
-}
-
 }  // namespace
 
 ThreadRecordBase* tarnlet::LaunchThread(unsigned int (*start)(void*), int (*func)(void*),
                                         void (*done)(void*, bool), void* argument) {
-  auto* record = new ThreadRecord;
-  record->start = start;
-  record->func = func;
-  record->done = done;
-  record->argument = argument;
+  auto* record = new ThreadRecord(start, func, done, argument);
   liveThreadRecords.Add(record);
   SetLastError(ERROR_SUCCESS);
   auto const thread = reinterpret_cast<HANDLE>(
@@ -203,7 +190,46 @@ bool tarnlet::AcquireEnd(ThreadRecordBase* thread) {
 
 void tarnlet::ReleaseEnd(ThreadRecordBase* thread) { ReleaseEndEvent(WindowsThread(thread)); }
 
-void tarnlet::FailBadHandle() { FailWith(ERROR_INVALID_HANDLE); }
+void tarnlet::Fail(Failure failure) {
+  switch (failure) {
+    case Failure::badHandle: FailWith(ERROR_INVALID_HANDLE); break;
+    case Failure::invalidArgument: FailWith(ERROR_INVALID_PARAMETER); break;
+    case Failure::tooManyPosts: FailWith(ERROR_TOO_MANY_POSTS); break;
+  }
+}
+
+std::uint32_t tarnlet::WaitForEnd(ThreadRecordBase* base, int msec) {
+  ThreadRecord* thread = WindowsThread(base);
+  if (ObserveEnd(thread)) return vekWaitObject0;
+  HANDLE event = AcquireEndEvent(thread);
+  if (event == nullptr) return vekWaitFailed;
+  std::uint32_t const result = WaitResult(WaitForSingleObject(event, Milliseconds(msec)));
+  ReleaseEndEvent(thread);
+  if (result == vekWaitObject0) ObserveEnd(thread);
+  return result;
+}
+
+SemaphoreRecordBase* tarnlet::MakeSemaphore(std::int32_t initial, std::int32_t maximum) {
+  HANDLE semaphore = CreateSemaphoreW(nullptr, initial, maximum, nullptr);
+  if (semaphore == nullptr) {
+    vekKeepSystemError();
+    return nullptr;
+  }
+  return new SemaphoreRecord(semaphore, initial, maximum);
+}
+
+bool tarnlet::PostUnits(SemaphoreRecordBase* semaphore, std::int32_t count) {
+  if (ReleaseSemaphore(SystemSemaphore(semaphore), count, nullptr)) return true;
+  vekKeepSystemError();
+  return false;
+}
+
+std::uint32_t tarnlet::TakeUnit(SemaphoreRecordBase* semaphore, int msec) {
+  std::uint32_t const result =
+      WaitResult(WaitForSingleObject(SystemSemaphore(semaphore), Milliseconds(msec)));
+  if (result == vekWaitObject0) semaphore->units.Lower();
+  return result;
+}
 
 // The caller's last error is left as it was: parking is not a failure.
 bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t expected, int msec) {
@@ -227,49 +253,6 @@ char const* const vekSingleThreaded = &neverSingleThreaded;
 
 // A read of the thread's own block: nothing to keep per thread.
 std::uint32_t vekGetCurrentThreadId() { return GetCurrentThreadId(); }
-
-void* uCreateSemaphore(void* attributes, std::int32_t initialCount, std::int32_t maximumCount,
-                       char const* name) {
-  if (!SemaphoreUnits::Valid(attributes, initialCount, maximumCount, name)) {
-    FailWith(ERROR_INVALID_PARAMETER);
-    return nullptr;
-  }
-  HANDLE semaphore = CreateSemaphoreW(nullptr, initialCount, maximumCount, nullptr);
-  if (semaphore == nullptr) {
-    vekKeepSystemError();
-    return nullptr;
-  }
-  return HandleOf(new SemaphoreRecord(semaphore, initialCount, maximumCount));
-}
-
-bool vekReleaseSemaphore(void* handle, std::int32_t count, std::int32_t* previousCount) {
-  SemaphoreRecord* semaphore = SemaphoreOf(handle);
-  if (semaphore == nullptr || count < 1) {
-    FailWith(semaphore == nullptr ? ERROR_INVALID_HANDLE : ERROR_INVALID_PARAMETER);
-    return false;
-  }
-  if (!semaphore->units.Raise(count, previousCount)) {
-    FailWith(ERROR_TOO_MANY_POSTS);
-    return false;
-  }
-  if (!ReleaseSemaphore(semaphore->semaphore, count, nullptr)) {
-    vekKeepSystemError();
-    return false;
-  }
-  return true;
-}
-
-std::uint32_t vekWaitForSingleObject(void* handle, int msec) {
-  if (ThreadRecordBase* thread = ThreadOf(handle)) return WaitForEnd(WindowsThread(thread), msec);
-  SemaphoreRecord* semaphore = SemaphoreOf(handle);
-  if (semaphore == nullptr) {
-    FailWith(ERROR_INVALID_HANDLE);
-    return vekWaitFailed;
-  }
-  std::uint32_t const result = WaitResult(WaitForSingleObject(semaphore->semaphore, Milliseconds(msec)));
-  if (result == vekWaitObject0) semaphore->units.Lower();
-  return result;
-}
 
 bool vekTerminateThread(void* handle, std::uint32_t exitCode) {
   ThreadRecordBase* found = ThreadOf(handle);
@@ -308,7 +291,7 @@ bool vekTerminateThread(void* handle, std::uint32_t exitCode) {
 void vekMOEvent::PrepareWait(vekWaitSet& wait) const {
   // A thread's event stays while this event is one of its users.
   if (ThreadRecordBase* thread = ThreadOf(record)) wait.WatchHandle(WindowsThread(thread)->endEvent);
-  if (SemaphoreRecord* semaphore = SemaphoreOf(record)) wait.WatchHandle(semaphore->semaphore);
+  if (SemaphoreRecordBase* semaphore = SemaphoreOf(record)) wait.WatchHandle(SystemSemaphore(semaphore));
 }
 
 void vekMOEvent::OnWaitSatisfied() const {
@@ -316,9 +299,9 @@ void vekMOEvent::OnWaitSatisfied() const {
   if (ThreadRecordBase* thread = ThreadOf(record)) ObserveEnd(thread);
   // The wait took a unit of the system's semaphore; a wait on the event
   // takes none, so it goes back. The library's count never lost it.
-  if (SemaphoreRecord* semaphore = SemaphoreOf(record)) {
+  if (SemaphoreRecordBase* semaphore = SemaphoreOf(record)) {
     DWORD const callerError = GetLastError();
-    ReleaseSemaphore(semaphore->semaphore, 1, nullptr);
+    ReleaseSemaphore(SystemSemaphore(semaphore), 1, nullptr);
     SetLastError(callerError);
   }
 }
