@@ -69,7 +69,8 @@ TEST(TasksThread, RecordsOnlyWhatTheBodyWritesAndKillEndsASecondThread) {
   EXPECT_FALSE(task.GetExitStatus().IsAlive());
   EXPECT_EQ(task.GetExitStatus().GetExitCode(), errOK);
 
-  // A second Start makes a second thread, which Kill ends at its next cancellation point.
+  // A second Start makes a second thread, which Kill ends (where ends are
+  // deferred, at its next cancellation point).
   task.release = false;
   task.ended = false;
   ASSERT_TRUE(task.Start());
@@ -79,9 +80,42 @@ TEST(TasksThread, RecordsOnlyWhatTheBodyWritesAndKillEndsASecondThread) {
   EXPECT_TRUE(task.Kill());
   EXPECT_EQ(task.Handle(), badThreadHandle);
   ASSERT_TRUE(end.Wait(10000));
-  EXPECT_TRUE(task.ended);  // the unwinding ran the body's destructors
+  // POSIX ends the thread by unwinding it, which runs the body's destructors;
+  // Windows' TerminateThread runs none.
+  EXPECT_EQ(task.ended.load(), qtest::host::kIsPosix);
   EXPECT_FALSE(task.Kill() || task.GetExitStatus().IsAlive()) << "no thread: fails, marks killed all the same";
   EXPECT_TRUE(vekCloseHandle(first));  // Start overwrote it
+}
+
+// A body that ends its own thread through its handle: the end is finished as
+// for a kill from outside, with the code given and done told of it.
+TEST(TasksThread, ABodyThatTerminatesItsOwnThreadEndsWithTheCodeGiven) {
+  static std::atomic<void*> own{nullptr};
+  static std::atomic<int> doneCalls{0};
+  static std::atomic<bool> doneSawReturn{true};
+  void* const handle = StrictThread_Launch(
+      [](void*) {
+        qtest::WaitUntil([] { return own.load() != nullptr; });
+        vekTerminateThread(own.load(), 9);
+        for (;;) std::this_thread::sleep_for(10ms);  // where the end is deferred, it comes here
+        return 0;
+      },
+      nullptr,
+      [](void*, bool returned) {
+        doneSawReturn = returned;
+        ++doneCalls;
+      });
+  ASSERT_NE(handle, VEK_INVALID_HANDLE);
+  own = handle;
+  ASSERT_TRUE(Ends(handle));
+  int code = 0;
+  EXPECT_TRUE(StrictThread_GetExitCode(handle, &code));
+  EXPECT_EQ(code, 9);
+  EXPECT_EQ(doneCalls, 1);
+  EXPECT_FALSE(doneSawReturn);
+  EXPECT_TRUE(vekTerminateThread(handle, 3)) << "ended: succeeds, changing nothing";
+  EXPECT_TRUE(StrictThread_GetExitCode(handle, &code) && code == 9);
+  StrictThread_Free(handle);
 }
 
 // A thread cannot be made once the address space has no room for its stack.
