@@ -1,5 +1,5 @@
-// ombrel and tarnlet, inside: how the Windows code of both libraries holds
-// its handles. Windows code only.
+// ombrel and tarnlet, inside: how the Windows code of both libraries holds its
+// handles. Windows code only.
 #ifndef OMBREL_WIN32_HANDLES_H
 #define OMBREL_WIN32_HANDLES_H
 
@@ -7,15 +7,17 @@
 
 #include "ombhandle.h"
 
-// A file or pipe handle is the HANDLE itself; INVALID_HANDLE_VALUE is
-// VEK_INVALID_HANDLE.
+// A file, pipe end or event handle is the HANDLE itself in the void*; the
+// invalid handle (all ones, VEK_INVALID_HANDLE) is INVALID_HANDLE_VALUE.
+inline HANDLE vekSystemHandleOf(void* handle) { return static_cast<HANDLE>(handle); }
 
 // The record behind a directory search handle (uFindFirstFile, released by
-// win32FindClose): the system's search, the wildcard (a new[] copy) that the
-// names must match, and the entry that the search gave when it began, held
-// until the first look for a match takes it.
+// win32FindClose): the system's search (FindFirstFileW) and the wildcard (a
+// new[] copy) that the names must match, since the system's own matching of
+// wildcards is not the library's; and the entry that the search gave when it
+// began, held until the first look for a match takes it.
 struct vekFindRecord {
-  HANDLE stream;
+  HANDLE search;
   wchar_t* pattern;
   WIN32_FIND_DATAW entry;
   bool entryTaken;

@@ -520,7 +520,7 @@ enum class Found { entry, end, failure };
 // last error alone; a failure keeps its error.
 Found NextMatch(vekFindRecord* record, vekFindData* data) {
   for (;;) {
-    if (record->entryTaken && !FindNextFileW(record->stream, &record->entry)) {
+    if (record->entryTaken && !FindNextFileW(record->search, &record->entry)) {
       if (GetLastError() == ERROR_NO_MORE_FILES) return Found::end;
       vekKeepSystemError();
       return Found::failure;
@@ -557,8 +557,8 @@ void* uFindFirstFile(char const* pattern, vekFindData* data) {
   if (!vekToWide(pattern + cut, wildcard) || !WidePath((directory + "*").c_str(), search))
     return VEK_INVALID_HANDLE;
   auto* record = new vekFindRecord{};
-  record->stream = FindFirstFileW(search.c_str(), &record->entry);
-  if (record->stream == INVALID_HANDLE_VALUE) {
+  record->search = FindFirstFileW(search.c_str(), &record->entry);
+  if (record->search == INVALID_HANDLE_VALUE) {
     vekKeepSystemError();
     delete record;
     return VEK_INVALID_HANDLE;
