@@ -29,7 +29,7 @@ endif()
 # operations are all there; ombrel stays a DLL. The examples and the load
 # probe need the whole library and are left out.
 option(QUILLON_PARTIAL_PORT "Build only what the Windows port has so far" OFF)
-set(QUILLON_PARTIAL_SUITES "arrays;bdtstream;cmdargs;maps;memstream;profiler;strings"
+set(QUILLON_PARTIAL_SUITES "arrays;bdtstream;cmdargs;dir;fs;maps;memstream;paths;profiler;strings"
     CACHE STRING "The suites that a partial port builds and runs")
 if(QUILLON_PARTIAL_PORT)
   set(QUILLON_UPPER_LIBRARY_TYPE STATIC)
