@@ -118,21 +118,11 @@ void* uCreateFile(char const* path, std::uint32_t access, std::uint32_t share, v
   access &= vekGenericRead | vekGenericWrite;
   if (access == 0) access = vekGenericRead;  // an open with no access at all reads, as on POSIX
   // The system's own share modes; the handle is not inherited (no security
-  // attributes), as every handle of the library. A file to be emptied is
-  // opened as it is and emptied through the handle, so that only an open
-  // whose share mode was granted empties it (not every system checks the
-  // share mode first).
-  bool const empties = disposition == vekCreateAlways || disposition == vekTruncateExisting;
-  DWORD const opening = disposition == vekCreateAlways ? OPEN_ALWAYS : disposition == vekTruncateExisting ? OPEN_EXISTING : disposition;
+  // attributes), as every handle of the library. The system empties a file
+  // only once the share mode is granted.
   HANDLE file = CreateFileW(wide.c_str(), access, share & (vekFileShareRead | vekFileShareWrite), nullptr,
-                            opening, FILE_ATTRIBUTE_NORMAL | (flags & vekFileFlagSequentialScan), nullptr);
-  if (file != INVALID_HANDLE_VALUE) {
-    FILE_END_OF_FILE_INFO end{};
-    if (!empties || SetFileInformationByHandle(file, FileEndOfFileInfo, &end, sizeof end)) return file;
-    vekKeepSystemError();
-    CloseHandle(file);
-    return VEK_INVALID_HANDLE;
-  }
+                            disposition, FILE_ATTRIBUTE_NORMAL | (flags & vekFileFlagSequentialScan), nullptr);
+  if (file != INVALID_HANDLE_VALUE) return file;
   DWORD code = GetLastError();
   // The library's own code for a conflict of share modes, on every host:
   // callers that wait for the other holder look for it.
