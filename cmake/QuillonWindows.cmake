@@ -31,7 +31,7 @@ endif()
 # joins once the file, socket, wait and status operations are there (it links
 # the framing and the paths, though it calls no system through them).
 option(QUILLON_PARTIAL_PORT "Build only what the Windows port has so far" OFF)
-set(QUILLON_PARTIAL_SUITES "arrays;bdtstream;cmdargs;maps;memstream;profiler;strings"
+set(QUILLON_PARTIAL_SUITES "arrays;bdtstream;cmdargs;dir;fs;maps;memstream;paths;profiler;strings"
     CACHE STRING "The suites that a partial port builds and runs")
 if(QUILLON_PARTIAL_PORT)
   set(QUILLON_UPPER_LIBRARY_TYPE STATIC)

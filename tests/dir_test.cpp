@@ -31,9 +31,12 @@ TEST(DirReading, ListsEveryEntryButDotAndDotDot) {
   ASSERT_NE(empty, nullptr);
   EXPECT_TRUE(ReadAll(*empty).empty());
 
-  for (char const* name : {".a", "..a", "...", "plain"}) WriteFile(dir / name, "");
+  // Windows names end in no dot, so "..." is a name on POSIX only.
+  std::set<std::string> expected{".a", "..a", "plain"};
+  if (qtest::host::kIsPosix) expected.insert("...");
+  for (std::string const& name : expected) WriteFile(dir / name, "");
   ASSERT_EQ(pfuFS::pfuMakeDir((dir / "sub").c_str()), errOK);
-  std::set<std::string> const expected{".a", "..a", "...", "plain", "sub"};
+  expected.insert("sub");
   for (std::string const& path : {Neutral(dir.Path()), Neutral(dir.Path()) + "|", dir.Path() + qtest::host::kSeparator}) {
     std::unique_ptr<pfuDir> reader = Open(path);
     ASSERT_NE(reader, nullptr) << path;

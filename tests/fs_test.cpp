@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -43,9 +44,7 @@ bool Exists(std::string const& path) {
 
 // Makes a symbolic link at link that holds target.
 void Link(std::string const& target, std::string const& link) {
-  std::error_code failed;
-  fs::create_symlink(target, link, failed);
-  ASSERT_FALSE(failed) << link << ": " << failed.message();
+  ASSERT_TRUE(qtest::host::MakeSymbolicLink(target, link)) << link;
 }
 
 bool IsDir(std::string const& path) {
@@ -123,8 +122,8 @@ TEST(FilesLower, OpensHonourShareModesAndKeepTheirCause) {
   EXPECT_EQ(Open(file, vekGenericRead, vekFileShareRead, vekOpenExisting), VEK_INVALID_HANDLE);
   EXPECT_EQ(errMapError(), errSysSharingViolation);
   EXPECT_EQ(Open(file, vekGenericWrite, 0, vekCreateAlways), VEK_INVALID_HANDLE);
-  EXPECT_EQ(ReadFile(file), "keep");
   ASSERT_TRUE(win32CloseFileHandle(exclusive));
+  EXPECT_EQ(ReadFile(file), "keep");  // read once the handle that shares nothing is gone
 
   void* reader1 = Open(file, vekGenericRead, vekFileShareRead, vekOpenExisting);
   void* reader2 = Open(file, vekGenericRead, vekFileShareRead, vekOpenExisting);
@@ -365,7 +364,7 @@ TEST(FilesLimits, EveryPathOperationTakes1023BytesAndRefuses1024) {
        [](Paths const& p) { return ReadFile(p.fresh) == "data"; }},
       {"ChangeDir", tooLong, [](Paths const& p) { return int(pfuFS::pfuChangeDir(p.sub.c_str())); },
        [](Paths const& p) {
-         return fs::current_path().string() == p.sub;
+         return fs::current_path() == fs::path(p.sub);
        }},
       {"Stat", tooLong, [](Paths const& p) { pfStat info; return int(pfuFS::pfuStat(p.file.c_str(), info)); }, nothing},
       {"IsDir", no, [](Paths const& p) { return int(pfuFS::pfuIsDir(p.sub.c_str())); }, nothing},
@@ -396,13 +395,16 @@ TEST(FilesLimits, EveryPathOperationTakes1023BytesAndRefuses1024) {
     Paths const p{PathOfLength(dir, length, 'f'), PathOfLength(dir, length, 'n'), PathOfLength(dir, length, 's'),
                   PathOfLength(dir, length, 'l')};
     for (Operation const& op : operations) {
-      std::filesystem::remove_all(p.fresh);
-      std::filesystem::remove_all(p.sub);
-      fs::remove(p.link);
+      // What the last operation made is one file or one empty directory.
+      std::error_code ignored;
+      fs::remove(p.fresh, ignored);
+      fs::remove(p.sub, ignored);
+      fs::remove(p.link, ignored);
       WriteFile(p.file, "data");
       ASSERT_TRUE(MakeDir(p.sub));
       Link("f", p.link);
-      bool const fits = length < 1024;
+      // Windows holds no current directory of MAX_PATH characters or more.
+      bool const fits = length < 1024 && (qtest::host::kIsPosix || std::strcmp(op.name, "ChangeDir") != 0);
       EXPECT_EQ(op.call(p), fits ? 1 : op.refused) << op.name << " at " << length;
       if (op.done) {
         EXPECT_EQ(op.done(p), fits) << op.name << " at " << length;
@@ -556,7 +558,10 @@ TEST(FilesOps, CurrentDirectoryFreeSpaceAndStreams) {
   double bytes = 0;
   EXPECT_EQ(pfuFS::pfuGetFreeSpace(top.c_str(), bytes), errOK);
   EXPECT_GT(bytes, 0.0);
-  EXPECT_EQ(pfuFS::pfuGetFreeSpace((dir / "missing").c_str(), bytes), errDiskQuery);
+  // No file system to ask: a missing path on POSIX; on Windows, where the
+  // drive's root is asked, a path without a drive.
+  std::string const unanswerable = qtest::host::kIsPosix ? dir / "missing" : std::string("missing");
+  EXPECT_EQ(pfuFS::pfuGetFreeSpace(unanswerable.c_str(), bytes), errDiskQuery);
   EXPECT_EQ(bytes, -1.0);
 
   std::ifstream in;

@@ -77,6 +77,10 @@ void UseBinaryStandardStreams();
 int RunProgram(std::vector<std::string> const& argv, std::string const& input, std::string* output,
                std::string* errors, std::chrono::milliseconds limit);
 
+// Makes a symbolic link at link that holds target (a file's name; Windows
+// makes it without privilege where the system allows).
+bool MakeSymbolicLink(std::string const& target, std::string const& link);
+
 // Sends all size bytes on a connected socket of the library, never raising
 // SIGPIPE; false when the system refused.
 bool SendAll(std::uint64_t socket, void const* data, std::size_t size);

@@ -89,6 +89,13 @@ char const* vek_getenv(char const* name) {
 int vek_chdir(char const* path) {
   std::wstring wide;
   if (!vekToWide(path, wide)) return -1;
+  // Windows holds a current directory of fewer than MAX_PATH characters
+  // (with its final separator); a longer one is refused here, since not
+  // every system refuses it before it is taken.
+  if (wide.size() + 2 > MAX_PATH) {
+    vekSetLastError(ERROR_FILENAME_EXCED_RANGE);
+    return -1;
+  }
   return Result(SetCurrentDirectoryW(wide.c_str()));
 }
 

@@ -14,10 +14,13 @@ inline HANDLE vekSystemHandleOf(void* handle) { return static_cast<HANDLE>(handl
 // The record behind a directory search handle (uFindFirstFile, released by
 // win32FindClose): the system's search (FindFirstFileW) and the wildcard (a
 // new[] copy) that the names must match, since the system's own matching of
-// wildcards is not the library's.
+// wildcards is not the library's; and the entry that the search gave when it
+// began, held until the first look for a match takes it.
 struct vekFindRecord {
   HANDLE search;
-  char* pattern;
+  wchar_t* pattern;
+  WIN32_FIND_DATAW entry;
+  bool entryTaken;
 };
 
 #endif

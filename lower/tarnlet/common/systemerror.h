@@ -11,4 +11,8 @@
 // every code without a name of its own.
 errstatus vekStatusOfSystemCode(int code);
 
+// The platform's own code for a name or path longer than the buffer or the
+// system takes.
+extern int const vekNameTooLongCode;
+
 #endif

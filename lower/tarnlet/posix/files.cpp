@@ -18,6 +18,7 @@
 #include <memory>
 #include <string>
 
+#include "filenames.h"
 #include "handles.h"
 #include "ombmem.h"
 #include "textcase.h"
@@ -174,24 +175,6 @@ int MoveByCopy(char const* from, char const* to) {
   return 0;
 }
 
-// Copies text with its terminator into buffer if it fits in size bytes; else
-// fails as name-too-long and leaves buffer alone.
-bool CopyFitting(char const* text, std::size_t length, char* buffer, std::size_t size) {
-  if (length + 1 > size) {
-    vekSetLastError(ENAMETOOLONG);
-    return false;
-  }
-  std::memcpy(buffer, text, length + 1);
-  return true;
-}
-
-int NameInto(char const* name, char* buffer, std::uint32_t* size, bool countTerminator) {
-  std::size_t length = std::strlen(name);
-  bool copied = CopyFitting(name, length, buffer, *size);
-  *size = static_cast<std::uint32_t>(countTerminator || !copied ? length + 1 : length);
-  return copied ? 1 : 0;
-}
-
 }  // namespace
 
 unsigned uGetCurrentDirectory(unsigned size, char* buffer) {
@@ -203,7 +186,7 @@ unsigned uGetCurrentDirectory(unsigned size, char* buffer) {
     return 0;
   }
   std::size_t length = std::strlen(current);
-  bool copied = CopyFitting(current, length, buffer, size);
+  bool copied = vekCopyFitting(current, length, buffer, size);
   std::free(current);
   return copied ? static_cast<unsigned>(length) : 0;
 }
@@ -421,17 +404,6 @@ int EmptyDirectory(int fd, std::size_t length, std::size_t longest) {
   return failure;
 }
 
-// Whether the last name of path is "." or "..": a path that names no
-// directory of its own, which rmdir would refuse after the walk emptied it.
-bool EndsInDots(char const* path) {
-  std::size_t end = std::strlen(path);
-  while (end > 1 && path[end - 1] == '/') --end;
-  std::size_t begin = end;
-  while (begin > 0 && path[begin - 1] != '/') --begin;
-  std::size_t const dots = end - begin;
-  return (dots == 1 || dots == 2) && path[begin] == '.' && path[end - 1] == '.';
-}
-
 bool SameFile(struct stat const& one, struct stat const& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
@@ -439,7 +411,9 @@ bool SameFile(struct stat const& one, struct stat const& other) {
 }  // namespace
 
 int vekRemoveTree(char const* path, std::size_t longest) {
-  if (EndsInDots(path)) {
+  // A last name of "." or ".." names no directory of its own, which rmdir
+  // would refuse after the walk emptied it.
+  if (vekEndsInDots(path, "/")) {
     vekSetLastError(EINVAL);
     return 0;
   }
@@ -531,22 +505,13 @@ int uGetDiskFreeSpace(char const* root, std::uint32_t* sectorsPerCluster,
                       std::uint32_t* totalClusters) {
   struct statvfs info;
   if (::statvfs(root, &info) != 0) return Fail();
-  // Clusters of more blocks until both counts fit in 32 bits.
-  std::uint64_t perCluster = 1, available = info.f_bavail, total = info.f_blocks;
-  while (available > 0xFFFFFFFFu || total > 0xFFFFFFFFu) {
-    perCluster *= 2;
-    available /= 2;
-    total /= 2;
-  }
-  *sectorsPerCluster = static_cast<std::uint32_t>(perCluster);
-  *bytesPerSector = static_cast<std::uint32_t>(info.f_frsize);
-  *freeClusters = static_cast<std::uint32_t>(available);
-  *totalClusters = static_cast<std::uint32_t>(total);
+  vekSpaceInClusters(info.f_frsize, info.f_bavail, info.f_blocks, sectorsPerCluster, bytesPerSector,
+                     freeClusters, totalClusters);
   return 1;
 }
 
 bool vekFreeSpaceRoot(char const* path, char* root, unsigned size) {
-  return CopyFitting(path, std::strlen(path), root, size);
+  return vekCopyFitting(path, std::strlen(path), root, size);
 }
 
 unsigned uGetLogicalDriveStrings(unsigned size, char* buffer) {
@@ -564,7 +529,7 @@ int uGetComputerName(char* buffer, std::uint32_t* size) {
   char name[256];
   if (::gethostname(name, sizeof name) != 0) return Fail();
   name[sizeof name - 1] = '\0';
-  return NameInto(name, buffer, size, false);
+  return vekNameInto(name, buffer, size, false);
 }
 
 int uGetUserName(char* buffer, std::uint32_t* size) {
@@ -576,5 +541,5 @@ int uGetUserName(char* buffer, std::uint32_t* size) {
     vekSetLastError(code != 0 ? code : ENOENT);
     return 0;
   }
-  return NameInto(found->pw_name, buffer, size, true);
+  return vekNameInto(found->pw_name, buffer, size, true);
 }

@@ -3,6 +3,8 @@
 
 #include "systemerror.h"
 
+int const vekNameTooLongCode = ENAMETOOLONG;
+
 errstatus vekStatusOfSystemCode(int code) {
   switch (code) {
     case ENOENT: case ENXIO: case ESRCH: return errSysNotFound;

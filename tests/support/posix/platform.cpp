@@ -232,6 +232,10 @@ unsigned SetFileCreationMask(unsigned mask) { return umask(static_cast<mode_t>(m
 
 bool MakeFifo(std::string const& path) { return mkfifo(path.c_str(), 0666) == 0; }
 
+bool MakeSymbolicLink(std::string const& target, std::string const& link) {
+  return symlink(target.c_str(), link.c_str()) == 0;
+}
+
 bool IsPrivileged() { return geteuid() == 0; }
 
 bool OnOtherFileSystems(std::string const& first, std::string const& second) {

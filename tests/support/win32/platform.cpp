@@ -239,6 +239,15 @@ long SessionOf(std::uint32_t) { return -1; }
 bool KillProcess(std::uint32_t) { return false; }
 unsigned SetFileCreationMask(unsigned) { return 0; }
 bool MakeFifo(std::string const&) { return false; }
+
+bool MakeSymbolicLink(std::string const& target, std::string const& link) {
+  // Some systems answer success and make nothing: the link must be there.
+  std::wstring const wideLink = Wide(link);
+  if (!CreateSymbolicLinkW(wideLink.c_str(), Wide(target).c_str(), SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE))
+    return false;
+  DWORD const attributes = GetFileAttributesW(wideLink.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
 bool IsPrivileged() { return false; }
 bool OnOtherFileSystems(std::string const&, std::string const&) { return false; }
 
