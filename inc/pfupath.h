@@ -145,7 +145,8 @@ class QUILLON_API pfuOSPath {
   /// Unchanged when the result would not fit.
   void AddWildcard();
   /// Cuts the trailing separators; a root and the separators right behind it
-  /// stay.
+  /// stay. A leading native separator counts as a root here, so "\" (the
+  /// current drive's root on Windows) stays.
   void TrimTrailSeps();
 
   /// The current directory; unchanged if it cannot be had.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -333,9 +334,11 @@ TEST(FilesLimits, ARefusedPathNamesNoDirectory) {
 // each needs is there at both lengths (made by the system's own calls, which
 // take longer paths), so only the refusal keeps a 1024-byte call from working.
 TEST(FilesLimits, EveryPathOperationTakes1023BytesAndRefuses1024) {
-  QTEST_POSIX_ONLY("paths past 260 characters, which Win32 takes only with long-path support, and links");
   TempDir dir;
   CurrentDirGuard back;
+  // Windows makes symbolic links only with a privilege (Wine not at all).
+  bool const links = qtest::host::MakeSymbolicLink("f", dir / "probe");
+  if (!links) std::printf("symbolic links cannot be made here: IsLink and ReadLink are left out\n");
   struct Paths { std::string file, fresh, sub, link; };
   struct Operation {
     char const* name;
@@ -395,6 +398,8 @@ TEST(FilesLimits, EveryPathOperationTakes1023BytesAndRefuses1024) {
     Paths const p{PathOfLength(dir, length, 'f'), PathOfLength(dir, length, 'n'), PathOfLength(dir, length, 's'),
                   PathOfLength(dir, length, 'l')};
     for (Operation const& op : operations) {
+      bool const onLink = std::strcmp(op.name, "IsLink") == 0 || std::strcmp(op.name, "ReadLink") == 0;
+      if (onLink && !links) continue;
       // What the last operation made is one file or one empty directory.
       std::error_code ignored;
       fs::remove(p.fresh, ignored);
@@ -402,7 +407,7 @@ TEST(FilesLimits, EveryPathOperationTakes1023BytesAndRefuses1024) {
       fs::remove(p.link, ignored);
       WriteFile(p.file, "data");
       ASSERT_TRUE(MakeDir(p.sub));
-      Link("f", p.link);
+      if (links) Link("f", p.link);
       // Windows holds no current directory of MAX_PATH characters or more.
       bool const fits = length < 1024 && (qtest::host::kIsPosix || std::strcmp(op.name, "ChangeDir") != 0);
       EXPECT_EQ(op.call(p), fits ? 1 : op.refused) << op.name << " at " << length;

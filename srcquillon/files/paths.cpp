@@ -238,7 +238,9 @@ void pfuOSPath::AddWildcard() { AppendInto(path, pfuFiles::WildcardFor(path)); }
 void pfuOSPath::TrimTrailSeps() {
   char* p = path;
   int n;
-  if (pfuIsStringPathAbsolute(path)) {
+  // A leading native separator is the root of the current drive on Windows
+  // ("\"), which trimming must keep as it keeps "/" and "C:\".
+  if (pfuIsStringPathAbsolute(path) || path[0] == VEK_NATIVE_SEPARATOR) {
     while ((n = mbxStepLength(p)) != 0 && !issep(p)) p += n;
     while ((n = mbxStepLength(p)) != 0 && issep(p)) p += n;
   }
