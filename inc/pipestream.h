@@ -21,20 +21,6 @@ class oPipeStream;
 /// function only through the first friend declaration of it.
 class PipeStreamMaker;
 
-/// Makes a pipe: *out is its write end, *in its read end. The caller owns
-/// both ends and releases each with DeletePipe. Both ends are close-on-exec:
-/// a child gets one only when it is assigned to it.
-/// \return errOK; errPipeCreate when no pipe could be made, with both
-///         out-parameters left as they were.
-QUILLON_API errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
-
-///@{
-/// Releases a pipe end made by CreatePipeSt: the stream, then its buffer, which
-/// closes the end (a write end flushes first). The argument must not be null.
-QUILLON_API void DeletePipe(iPipeStream* stream);
-QUILLON_API void DeletePipe(oPipeStream* stream);
-///@}
-
 /// The read end. Reads block until data comes; end-of-file once every writer
 /// has gone. rdbuf()->in_avail() tells without blocking what can be read.
 /// Made by CreatePipeSt and released by DeletePipe. One thread at a time.
@@ -81,6 +67,22 @@ class QUILLON_API oPipeStream : public std::basic_ostream<char> {
 
   vekOPipeSBuf* sbuf;
 };
+
+/// Makes a pipe: *out is its write end, *in its read end. The caller owns
+/// both ends and releases each with DeletePipe. Both ends are close-on-exec:
+/// a child gets one only when it is assigned to it.
+/// \return errOK; errPipeCreate when no pipe could be made, with both
+///         out-parameters left as they were.
+/// Declared after the classes, whose friend it is: on Windows a friend that
+/// followed this declaration would drop its import attribute.
+QUILLON_API errstatus CreatePipeSt(oPipeStream** out, iPipeStream** in);
+
+///@{
+/// Releases a pipe end made by CreatePipeSt: the stream, then its buffer, which
+/// closes the end (a write end flushes first). The argument must not be null.
+QUILLON_API void DeletePipe(iPipeStream* stream);
+QUILLON_API void DeletePipe(oPipeStream* stream);
+///@}
 
 /// Signalled while the read end of its stream has data, or its writers have
 /// gone. The object behind cast() is the event itself. One thread at a time.

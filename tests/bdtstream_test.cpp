@@ -373,12 +373,14 @@ TEST(BdtText, UnsignedShortAsMultibyteCharacter) {
   io >> a >> b >> c;
   EXPECT_EQ(std::make_tuple(a, b, c), std::make_tuple(0xE9, 0x20AC, 'A'));
   EXPECT_EQ(io.rdstate(), 0);
-  // A character beyond 16 bits keeps its low bits and fails, as a short does.
+  // A character beyond 16 bits fails, as a short out of range does. Where
+  // wchar_t holds it, the target keeps its low bits; where wchar_t has 16 bits
+  // (Windows), the character is refused whole and the target keeps its value.
   std::stringbuf wide(std::string("\0\0\0\x04\xF0\x9F\x98\x80", 8));
   bdtIStream in(&wide, true);
   in.setMultibyte(1);
   in >> a;
-  EXPECT_EQ(a, 0xF600);
+  EXPECT_EQ(a, sizeof(wchar_t) == 4 ? 0xF600 : 0xE9);
   EXPECT_EQ(in.rdstate(), 2);
 }
 

@@ -5,11 +5,10 @@
 // With a module as second argument, the probe opens it after the library and
 // calls its quillon_probe_use() before unloading both, so that the library's
 // process-wide data is in use, not only built.
-#include <dlfcn.h>
-
 #include <cstdio>
 #include <cstdlib>
 
+#include "loader.h"
 #include "ombmem.h"
 
 namespace {
@@ -32,23 +31,23 @@ int main(int argc, char** argv) {
   }
   blocksBefore = vekLiveBlocks();
   std::atexit(checkAtExit);
-  void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+  void* library = qtest::loader::Open(argv[1]);
   if (library == nullptr) {
-    std::fprintf(stderr, "dlopen: %s\n", dlerror());
+    std::fprintf(stderr, "library: %s\n", qtest::loader::LastFailure().c_str());
     return 2;
   }
   std::printf("blocks after load: %lld\n", vekLiveBlocks() - blocksBefore);
   if (argc == 3) {
-    void* module = dlopen(argv[2], RTLD_NOW | RTLD_LOCAL);
-    void* use = module != nullptr ? dlsym(module, "quillon_probe_use") : nullptr;
+    void* module = qtest::loader::Open(argv[2]);
+    void* use = module != nullptr ? qtest::loader::Find(module, "quillon_probe_use") : nullptr;
     if (use == nullptr) {
-      std::fprintf(stderr, "module: %s\n", dlerror());
+      std::fprintf(stderr, "module: %s\n", qtest::loader::LastFailure().c_str());
       return 2;
     }
     int const failed = reinterpret_cast<int (*)()>(use)();
     std::printf("use: %d, blocks after use: %lld\n", failed, vekLiveBlocks() - blocksBefore);
-    dlclose(module);
+    qtest::loader::Close(module);
   }
-  dlclose(library);
+  qtest::loader::Close(library);
   return 0;
 }

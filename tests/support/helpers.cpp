@@ -53,13 +53,13 @@ bool RegisterHelper(char const* name, HelperMain body) {
   return true;
 }
 
-int RunHelperIfAsked(int argc, char** argv, bool* asked) {
-  *asked = argc >= 3 && std::string(argv[1]) == "--helper";
+int RunHelperIfAsked(std::vector<std::string> const& args, bool* asked) {
+  *asked = args.size() >= 3 && args[1] == "--helper";
   if (!*asked) return 0;
-  auto found = helpers().find(argv[2]);
+  auto found = helpers().find(args[2]);
   if (found == helpers().end()) return 99;
   host::UseBinaryStandardStreams();
-  return found->second(std::vector<std::string>(argv + 3, argv + argc));
+  return found->second(std::vector<std::string>(args.begin() + 3, args.end()));
 }
 
 }  // namespace qtest

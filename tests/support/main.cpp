@@ -1,9 +1,11 @@
 // The test programs' main: runs a helper mode when asked, the suite otherwise.
 #include <gtest/gtest.h>
 
+#include "platform.h"
+
 namespace qtest {
 void PrepareRunDirectory();
-int RunHelperIfAsked(int argc, char** argv, bool* asked);
+int RunHelperIfAsked(std::vector<std::string> const& args, bool* asked);
 }
 
 // Under AddressSanitizer, let an impossible allocation fail the way the
@@ -13,7 +15,7 @@ extern "C" __attribute__((visibility("default"), used)) char const* __asan_defau
 int main(int argc, char** argv) {
   qtest::PrepareRunDirectory();
   bool asked = false;
-  int helperStatus = qtest::RunHelperIfAsked(argc, argv, &asked);
+  int helperStatus = qtest::RunHelperIfAsked(qtest::host::ProgramArguments(argc, argv), &asked);
   if (asked) return helperStatus;
   // Death tests re-run the binary instead of forking a threaded process.
   GTEST_FLAG_SET(death_test_style, "threadsafe");

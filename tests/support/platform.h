@@ -7,6 +7,8 @@
 // - The facts are constants of the host, written out independently of the
 //   library (a test must not take its expectation from the code under test).
 // - Operations report failure by their result and never throw.
+// - Text is native text in the C locale, which the library takes as UTF-8 on
+//   every host: Windows operations convert it for the system's W calls.
 // - The operations under "POSIX by nature" have no meaning elsewhere: on other
 //   hosts they fail (false, -1), and the tests that use them are skipped
 //   first with QTEST_POSIX_ONLY.
@@ -15,6 +17,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,7 +40,8 @@ extern int const kExitAfterInterrupt;
 // SOL_SOCKET and SO_REUSEADDR in the host's own numbers.
 extern int const kSocketLevel;
 extern int const kReuseAddressOption;
-// A UTF-8 locale of the C library, or null where it has none (msvcrt).
+// A locale whose native text the library takes as UTF-8: the C library's
+// UTF-8 locale, or the C locale where the C library has none (msvcrt).
 extern char const* const kUtf8Locale;
 
 // --- The test program and its environment ----------------------------------
@@ -49,6 +53,11 @@ std::string TempFolder();
 std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix);
 // The running program's own file.
 std::string ExecutablePath();
+// The program's arguments as native text (msvcrt gives main its arguments in
+// the ANSI code page; Windows reads them from the command line itself).
+std::vector<std::string> ProgramArguments(int argc, char** argv);
+// The value of an environment variable; nothing when it is not set.
+std::optional<std::string> GetEnv(char const* name);
 // Sets an environment variable, or removes it when value is null.
 void SetEnv(char const* name, char const* value);
 std::uint32_t ProcessId();

@@ -47,9 +47,9 @@ void RemoveRunDirectory() {
 
 void PrepareRunDirectory() {
   std::error_code ignored;
-  char const* inherited = std::getenv(kRunDirectoryVariable);
-  if (inherited != nullptr && std::filesystem::is_directory(inherited, ignored)) {
-    Run().path = inherited;
+  std::optional<std::string> inherited = host::GetEnv(kRunDirectoryVariable);
+  if (inherited && std::filesystem::is_directory(std::filesystem::u8path(*inherited), ignored)) {
+    Run().path = *inherited;
     return;
   }
   Run().path = host::MakeUniqueDirectory(host::TempFolder(), "quillon-test-");
@@ -71,17 +71,17 @@ void RemoveTree(std::string const& path) {
   namespace fs = std::filesystem;
   std::error_code ignored;
   // Make everything removable first: a test may leave read-only entries.
-  for (auto it = fs::recursive_directory_iterator(path, ignored); it != fs::recursive_directory_iterator();
+  for (auto it = fs::recursive_directory_iterator(fs::u8path(path), ignored); it != fs::recursive_directory_iterator();
        it.increment(ignored)) {
     if (!it->is_symlink(ignored)) {
       fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
     }
   }
-  fs::remove_all(path, ignored);
+  fs::remove_all(fs::u8path(path), ignored);
 }
 
 void WriteFile(std::string const& path, std::string const& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  std::ofstream out(std::filesystem::u8path(path), std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!out) throw std::runtime_error("cannot write " + path);
 }
@@ -93,13 +93,13 @@ std::string PathOfLength(TempDir const& dir, std::size_t length, char fill) {
   while (length - path.size() > 256) {
     path += "/" + std::string(200, 'p');
     std::error_code ignored;
-    std::filesystem::create_directory(path, ignored);
+    std::filesystem::create_directory(std::filesystem::u8path(path), ignored);
   }
   return path + "/" + std::string(length - path.size() - 1, fill);
 }
 
 std::string ReadFile(std::string const& path) {
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(std::filesystem::u8path(path), std::ios::binary);
   std::ostringstream text;
   text << in.rdbuf();
   return text.str();
@@ -116,7 +116,7 @@ std::string Native(std::string path) {
 }
 
 EnvVar::EnvVar(char const* name, char const* value) : name(name) {
-  if (char const* old = std::getenv(name)) saved = old;
+  saved = host::GetEnv(name);
   Set(value);
 }
 

@@ -1,14 +1,8 @@
-// The C library wrappers that are the same on every host.
-#include "ombcrt.h"
-
-#include <cerrno>
+// The C library's wrappers that are the same on every platform.
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 
-char const* vek_getenv(char const* name) {
-  return name == nullptr ? nullptr : std::getenv(name);
-}
+#include "ombcrt.h"
 
 int vek_printf(char const* format, ...) {
   std::va_list args;
@@ -18,5 +12,3 @@ int vek_printf(char const* format, ...) {
   std::fflush(stdout);
   return written;
 }
-
-void vekResetRuntimeError() { errno = 0; }

@@ -4,8 +4,12 @@
 
 namespace {
 
+constexpr bool narrowWide = sizeof(wchar_t) == 2;
+
 bool IsTrail(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 bool IsSurrogate(std::uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+bool IsHighSurrogate(std::uint32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
+bool IsLowSurrogate(std::uint32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
 
 }  // namespace
 
@@ -71,4 +75,25 @@ int vekUtf8Write(char* out, std::uint32_t c) {
   bytes[2] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
   bytes[3] = static_cast<unsigned char>(0x80 | (c & 0x3F));
   return 4;
+}
+
+std::uint32_t vekWideRead(wchar_t const* wide, int& taken) {
+  taken = 1;
+  if (!narrowWide) return static_cast<std::uint32_t>(wide[0]);
+  std::uint32_t const c = static_cast<std::uint16_t>(wide[0]);
+  if (!IsHighSurrogate(c)) return c;
+  std::uint32_t const next = static_cast<std::uint16_t>(wide[1]);
+  if (!IsLowSurrogate(next)) return c;
+  taken = 2;
+  return 0x10000 + ((c - 0xD800) << 10) + (next - 0xDC00);
+}
+
+int vekWideWrite(wchar_t* out, std::uint32_t character) {
+  if (!narrowWide || character < 0x10000) {
+    out[0] = static_cast<wchar_t>(character);
+    return 1;
+  }
+  out[0] = static_cast<wchar_t>(0xD800 + ((character - 0x10000) >> 10));
+  out[1] = static_cast<wchar_t>(0xDC00 + ((character - 0x10000) & 0x3FF));
+  return 2;
 }

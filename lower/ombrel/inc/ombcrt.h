@@ -36,7 +36,7 @@
 OMBREL_API char const* vek_getenv(char const* name);
 OMBREL_API int vek_printf(char const* format, ...)
 #if defined(__GNUC__)
-    __attribute__((format(printf, 1, 2)))
+    __attribute__((format(VEK_PRINTF_FORMAT, 1, 2)))
 #endif
     ;
 OMBREL_API int vek_chdir(char const* path);

@@ -1,6 +1,6 @@
 // ombrel: UTF-8, one character at a time. The one codec of the libraries:
-// tarnlet's neutral encoding and the native text of the C locale on POSIX
-// hosts (see ombtext.h) are both written and read with it.
+// tarnlet's neutral encoding and the native text of the C locale (see
+// ombtext.h) are both written and read with it.
 //
 // Contract:
 // - vekUtf8Read(text, count, character): the length (1 to 4) of the UTF-8
@@ -17,6 +17,17 @@
 //   that is no character: a surrogate, or anything above U+10FFFF.
 // So every character has exactly one spelling, and every spelling that is
 // read back is written again the same.
+//
+// Wide text, one character at a time, for both widths of wchar_t: a 16-bit
+// wchar_t (Windows) holds a character above U+FFFF as a surrogate pair.
+// - vekWideRead(wide, taken): the value of the character at wide, with the
+//   wide characters it takes in taken: 2 for a surrogate pair on a 16-bit
+//   host, otherwise 1. A lone surrogate, and a 32-bit value that is no
+//   character (a negative one reads as a value above U+10FFFF), come back as
+//   they are, for vekUtf8Write to refuse.
+// - vekWideWrite(out, character): writes character (at most U+10FFFF) as one
+//   wide character, or as a surrogate pair on a 16-bit host, and returns how
+//   many it wrote.
 #ifndef OMBUTF8_H
 #define OMBUTF8_H
 
@@ -30,5 +41,11 @@ constexpr int vekUtf8Longest = 4;
 
 OMBREL_API int vekUtf8Read(char const* text, std::size_t count, std::uint32_t& character);
 OMBREL_API int vekUtf8Write(char* out, std::uint32_t character);
+
+// The most wide characters that vekWideWrite writes.
+constexpr int vekWideLongest = sizeof(wchar_t) == 2 ? 2 : 1;
+
+OMBREL_API std::uint32_t vekWideRead(wchar_t const* wide, int& taken);
+OMBREL_API int vekWideWrite(wchar_t* out, std::uint32_t character);
 
 #endif

@@ -35,6 +35,13 @@ static_assert(FD_SETSIZE == 1024,
 #  define VEK_INSTANCE_EXPORTS 1
 #  define VEK_NATIVE_SEPARATOR '\\'
 #  define VEK_FAST_THREAD_LOCAL thread_local
+// vek_printf formats as ombrel's C++ sees printf: mingw-w64's own C99 one,
+// not msvcrt's.
+#  if defined(__MINGW32__)
+#    define VEK_PRINTF_FORMAT gnu_printf
+#  else
+#    define VEK_PRINTF_FORMAT printf
+#  endif
 #else
 #  include <netdb.h>       // addrinfo: vek_get_nodeaddrinfo, vek_free_nodeaddrinfo
 #  include <sys/select.h>  // fd_set: fds_zero, fds_set, fds_select
@@ -51,6 +58,7 @@ static_assert(FD_SETSIZE == 1024,
 // look-up call (the libraries are loaded with the program or early enough
 // for the static TLS room that the C library keeps).
 #  define VEK_FAST_THREAD_LOCAL __attribute__((tls_model("initial-exec"))) thread_local
+#  define VEK_PRINTF_FORMAT printf
 #endif
 
 #if defined(OMBREL_BUILDING)
@@ -59,13 +67,19 @@ static_assert(FD_SETSIZE == 1024,
 #  define OMBREL_API VEK_IMPORT
 #endif
 
-#if defined(TARNLET_BUILDING)
+// VEK_STATIC_UPPER: tarnlet and quillon are static libraries (a port in
+// progress, cmake/QuillonWindows.cmake), linked without import or export.
+#if defined(VEK_STATIC_UPPER)
+#  define TARNLET_API
+#elif defined(TARNLET_BUILDING)
 #  define TARNLET_API VEK_EXPORT
 #else
 #  define TARNLET_API VEK_IMPORT
 #endif
 
-#if defined(QUILLON_BUILDING)
+#if defined(VEK_STATIC_UPPER)
+#  define QUILLON_API
+#elif defined(QUILLON_BUILDING)
 #  define QUILLON_API VEK_EXPORT
 #else
 #  define QUILLON_API VEK_IMPORT

@@ -1,13 +1,13 @@
-// The environment through the C library, the same on every host.
-#include <cstdlib>
+// The environment through ombrel's vek_getenv (native text on every host),
+// the same on every host.
 #include <cstring>
 
+#include "ombcrt.h"
 #include "vekfile.h"
 #include "vektext.h"
 
 bool Getenv(char const* name, char const** value) {
-  if (name == nullptr) return false;
-  char const* text = std::getenv(name);
+  char const* text = vek_getenv(name);
   if (text == nullptr) return false;
   *value = text;
   return true;

@@ -4,7 +4,21 @@
 #ifndef TARNLET_TEXTCASE_H
 #define TARNLET_TEXTCASE_H
 
+#include <type_traits>
+
 bool vekSameNameChar(wchar_t a, wchar_t b);
+
+// The units of the character at text, which is not the terminator: a
+// surrogate pair of a 16-bit wchar_t is one character, so that '?' takes it
+// whole.
+template <class Char>
+int vekCharUnits(Char const* text) {
+  if (sizeof(Char) != 2) return 1;
+  auto unit = [](Char c) { return static_cast<unsigned>(static_cast<std::make_unsigned_t<Char>>(c)); };
+  bool const pair = unit(text[0]) >= 0xD800 && unit(text[0]) <= 0xDBFF && unit(text[1]) >= 0xDC00 &&
+                    unit(text[1]) <= 0xDFFF;
+  return pair ? 2 : 1;
+}
 
 // Wildcard match without recursion: on a mismatch, go back to the last '*'
 // and let it take one more character. Each '*' only moves forward, so the
@@ -18,7 +32,10 @@ bool vekWildcardMatch(Char const* text, Char const* pattern) {
     if (*pattern == Char('*')) {
       star = pattern++;
       resume = text;
-    } else if (*pattern != 0 && (*pattern == Char('?') || vekSameNameChar(*pattern, *text))) {
+    } else if (*pattern == Char('?')) {
+      ++pattern;
+      text += vekCharUnits(text);
+    } else if (*pattern != 0 && vekSameNameChar(*pattern, *text)) {
       ++pattern;
       ++text;
     } else if (star != nullptr) {

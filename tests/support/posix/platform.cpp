@@ -49,6 +49,15 @@ std::string ExecutablePath() {
   return std::filesystem::read_symlink("/proc/self/exe", ignored).string();
 }
 
+std::vector<std::string> ProgramArguments(int argc, char** argv) {
+  return std::vector<std::string>(argv, argv + argc);
+}
+
+std::optional<std::string> GetEnv(char const* name) {
+  char const* value = getenv(name);
+  return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+}
+
 void SetEnv(char const* name, char const* value) {
   value != nullptr ? setenv(name, value, 1) : unsetenv(name);
 }

@@ -16,6 +16,26 @@
 
 namespace qtest::host {
 
+namespace {
+
+// Native text is UTF-8 (platform.h); the system's W calls take UTF-16.
+std::wstring Wide(std::string const& text) {
+  int const length = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(length), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), &wide[0], length);
+  return wide;
+}
+
+std::string Utf8(std::wstring const& wide) {
+  int const length =
+      WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), nullptr, 0, nullptr, nullptr);
+  std::string text(static_cast<std::size_t>(length), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), &text[0], length, nullptr, nullptr);
+  return text;
+}
+
+}  // namespace
+
 bool const kIsPosix = false;
 char const kSeparator = '\\';
 int const kErrorNotFound = ERROR_FILE_NOT_FOUND;
@@ -29,13 +49,16 @@ int const kExitAfterKill = 128 + 9;
 int const kExitAfterInterrupt = static_cast<int>(STATUS_CONTROL_C_EXIT);
 int const kSocketLevel = SOL_SOCKET;
 int const kReuseAddressOption = SO_REUSEADDR;
-char const* const kUtf8Locale = nullptr;
+// msvcrt has no UTF-8 locale, and its C locale takes bytes as Latin-1; the
+// library takes the C locale as UTF-8 instead (lower/ombrel/win32/text.cpp),
+// so that is the UTF-8 locale here.
+char const* const kUtf8Locale = "C";
 
 std::string TempFolder() {
-  char buffer[MAX_PATH + 1];
-  DWORD const length = GetTempPathA(sizeof buffer, buffer);
+  wchar_t buffer[MAX_PATH + 1];
+  DWORD const length = GetTempPathW(MAX_PATH + 1, buffer);
   if (length == 0 || length > MAX_PATH) return ".";
-  std::string folder(buffer, length);
+  std::string folder = Utf8(std::wstring(buffer, length));
   while (folder.size() > 3 && (folder.back() == '\\' || folder.back() == '/')) folder.pop_back();
   return folder;
 }
@@ -48,26 +71,47 @@ std::string MakeUniqueDirectory(std::string const& parent, std::string const& pr
     std::string path = parent + "\\" + prefix;
     for (int i = 0; i < 6; ++i) path += letters[pick() % (sizeof letters - 1)];
     // The temporary folder is the user's own, and a new directory takes its access rules.
-    if (CreateDirectoryA(path.c_str(), nullptr)) return path;
+    if (CreateDirectoryW(Wide(path).c_str(), nullptr)) return path;
     if (GetLastError() != ERROR_ALREADY_EXISTS) break;
   }
   return std::string();
 }
 
 std::string ExecutablePath() {
-  std::string path(MAX_PATH, '\0');
+  std::wstring path(MAX_PATH, L'\0');
   for (;;) {
-    DWORD const length = GetModuleFileNameA(nullptr, &path[0], static_cast<DWORD>(path.size()));
+    DWORD const length = GetModuleFileNameW(nullptr, &path[0], static_cast<DWORD>(path.size()));
     if (length == 0) return std::string();
-    if (length < path.size()) return path.substr(0, length);
+    if (length < path.size()) return Utf8(path.substr(0, length));
     path.resize(path.size() * 2);
   }
 }
 
+std::vector<std::string> ProgramArguments(int, char**) {
+  std::vector<std::string> args;
+  int count = 0;
+  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (wide == nullptr) return args;
+  for (int i = 0; i < count; ++i) args.push_back(Utf8(wide[i]));
+  LocalFree(wide);
+  return args;
+}
+
+std::optional<std::string> GetEnv(char const* name) {
+  std::wstring const wideName = Wide(name);
+  DWORD const size = GetEnvironmentVariableW(wideName.c_str(), nullptr, 0);
+  if (size == 0) return std::nullopt;  // an empty value takes 1, for its terminator
+  std::wstring value(size, L'\0');
+  DWORD const length = GetEnvironmentVariableW(wideName.c_str(), &value[0], size);
+  value.resize(length < size ? length : 0);
+  return Utf8(value);
+}
+
 void SetEnv(char const* name, char const* value) {
   // The C library keeps a copy of its own; children get the system's.
-  _putenv((std::string(name) + "=" + (value != nullptr ? value : "")).c_str());
-  SetEnvironmentVariableA(name, value);
+  std::wstring const wideName = Wide(name);
+  _wputenv((wideName + L"=" + (value != nullptr ? Wide(value) : std::wstring())).c_str());
+  SetEnvironmentVariableW(wideName.c_str(), value != nullptr ? Wide(value).c_str() : nullptr);
 }
 
 std::uint32_t ProcessId() { return GetCurrentProcessId(); }
@@ -121,15 +165,15 @@ int RunProgram(std::vector<std::string> const& argv, std::string const& input, s
   ChildStream in, out, err;
   bool ready = in.MakePipe(true) && (output != nullptr ? out.MakePipe(false) : out.Inherit(STD_OUTPUT_HANDLE)) &&
                (errors != nullptr ? err.MakePipe(false) : err.Inherit(STD_ERROR_HANDLE));
-  STARTUPINFOA startup{};
+  STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = in.child;
   startup.hStdOutput = out.child;
   startup.hStdError = err.child;
   PROCESS_INFORMATION process{};
-  std::string line = CommandLine(argv);
-  ready = ready && CreateProcessA(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process);
+  std::wstring line = Wide(CommandLine(argv));
+  ready = ready && CreateProcessW(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process);
   for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->child);
   if (!ready) {
     for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->parent);

@@ -1,0 +1,37 @@
+# Windows builds. Windows finds a program's DLLs beside it, so every program
+# and DLL of a top-level build goes to one folder, bin/, together with the
+# compiler's runtime DLLs; nothing then needs PATH, under Wine or on Windows.
+if(NOT QUILLON_TOP_LEVEL)
+  return()
+endif()
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+# Loadable modules (the test probe's) are LIBRARY outputs on Windows too.
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+# mingw-w64 programs need libstdc++, libgcc and winpthread at run time; the
+# compiler says where its own copies are.
+if(MINGW)
+  foreach(dll libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
+                    OUTPUT_VARIABLE dll_path OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT IS_ABSOLUTE "${dll_path}" OR NOT EXISTS "${dll_path}")
+      message(FATAL_ERROR "the compiler's runtime ${dll} was not found")
+    endif()
+    file(COPY ${dll_path} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+  endforeach()
+endif()
+
+# A port in progress: until every lower operation has its Windows form,
+# tarnlet.dll and quillon.dll cannot link. QUILLON_PARTIAL_PORT builds those
+# two as static libraries, so that a program links exactly the operations it
+# uses, and builds only the suites named in QUILLON_PARTIAL_SUITES, whose
+# operations are all there; ombrel stays a DLL. The examples and the load
+# probe need the whole library and are left out.
+option(QUILLON_PARTIAL_PORT "Build only what the Windows port has so far" OFF)
+set(QUILLON_PARTIAL_SUITES "arrays;bdtstream;cmdargs;maps;memstream;profiler;strings"
+    CACHE STRING "The suites that a partial port builds and runs")
+if(QUILLON_PARTIAL_PORT)
+  set(QUILLON_UPPER_LIBRARY_TYPE STATIC)
+  set(QUILLON_EXAMPLES OFF)
+endif()
