@@ -174,6 +174,13 @@ ChildOutcome RunUnprivileged(std::function<int()> const& body,
     GTEST_SKIP() << "POSIX by nature: " << (reason);               \
   }
 
+// Skips the rest of a test whose next step meets a known gap of Wine, when
+// the program runs there.
+#define QTEST_WINE_GAP(reason)                                     \
+  if (qtest::host::UnderWine()) {                                  \
+    GTEST_SKIP() << "a known gap of Wine: " << (reason);           \
+  }
+
 // Switches to the host's UTF-8 locale for the rest of the scope; a host whose
 // C library has none skips the rest of the test.
 #define QTEST_UTF8_LOCALE(guard)                                                           \
