@@ -51,13 +51,21 @@ bool IsEmpty(fd_set const* set) { return set == nullptr || set->fd_count == 0; }
 
 void fds_zero(fd_set& set) { FD_ZERO(&set); }
 
-// FD_SET itself leaves out a socket beyond the set's room, and one already in it.
-void fds_set(unsigned long long sock, fd_set& set) { FD_SET(static_cast<SOCKET>(sock), &set); }
+// FD_SET itself leaves out a socket beyond the set's room, and one already
+// in it; the invalid socket is left out as well.
+void fds_set(unsigned long long sock, fd_set& set) {
+  if (static_cast<SOCKET>(sock) != INVALID_SOCKET) FD_SET(static_cast<SOCKET>(sock), &set);
+}
 
-// Winsock's select ignores its first argument and leaves the timeout alone.
-// It refuses sets that are all empty, where a POSIX select only lets the
-// time pass: that is done here.
-int fds_select(int, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
+// Winsock's select ignores its first argument and leaves the timeout alone;
+// the handle is looked at only to refuse the invalid socket as POSIX does.
+// Winsock refuses sets that are all empty, where a POSIX select only lets
+// the time pass: that is done here.
+int fds_select(int sock, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
+  if (sock < 0) {
+    vekSetLastError(WSAEINVAL);
+    return -1;
+  }
   if (IsEmpty(read) && IsEmpty(write) && IsEmpty(except)) {
     if (timeout == nullptr) {
       ::Sleep(INFINITE);
