@@ -86,7 +86,7 @@ using HelperMain = int (*)(std::vector<std::string> const& args);
 bool RegisterHelper(char const* name, HelperMain body);
 
 // A command line, each argument quoted by the Windows rules for command lines,
-// which the library reads on every host.
+// which the library reads on every host (the program always in quotes).
 std::string CommandLine(std::vector<std::string> const& argv);
 // The command line that re-runs this program in a helper mode, for
 // Process_Launch and ExecProcess.

@@ -1,6 +1,8 @@
 // Command lines split by the Windows rules, the same on every host.
 #include "vekproc.h"
 
+#include "launch.h"
+
 namespace {
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
@@ -98,4 +100,11 @@ std::string vekJoinCommandLine(std::vector<std::string> const& args) {
     appendQuoted(args[i], line);
   }
   return line;
+}
+
+bool vekLaunchArguments(void** process, std::uint32_t* processId, char const* command,
+                        char const* second, unsigned int mode, std::vector<std::string>& args) {
+  if (process == nullptr || processId == nullptr || second != nullptr || (mode != 1 && mode != 2)) return false;
+  args = vekSplitCommandLine(command);
+  return !args.empty() && !args[0].empty();
 }

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "ombhandle.h"
+#include "launch.h"
 #include "ombmem.h"
 #include "waitset.h"
 #include "widetext.h"
@@ -196,12 +197,8 @@ class InheritOnly {
 // runs without a console.
 bool Process_Launch(void** process, std::uint32_t* processId, char const* command,
                     char const* second, void* in, void* out, void* err, unsigned int mode) {
-  if (process == nullptr || processId == nullptr || second != nullptr || (mode != 1 && mode != 2)) {
-    vekSetLastError(ERROR_INVALID_PARAMETER);
-    return false;
-  }
-  std::vector<std::string> args = vekSplitCommandLine(command);
-  if (args.empty() || args[0].empty()) {
+  std::vector<std::string> args;
+  if (!vekLaunchArguments(process, processId, command, second, mode, args)) {
     vekSetLastError(ERROR_INVALID_PARAMETER);
     return false;
   }
@@ -343,21 +340,10 @@ void vekPROCESSEvent::PrepareWait(vekWaitSet& wait) const {
 }
 
 #if defined(__GLIBCXX__)
-namespace {
-
-// libstdc++ keeps the open file of a filebuf in its protected member _M_file,
-// whose fd() gives the C runtime's descriptor of a filebuf that is open.
-struct FileBufAccess : std::basic_filebuf<char> {
-  static int Descriptor(std::basic_filebuf<char>* buffer) {
-    return (buffer->*&FileBufAccess::_M_file).fd();
-  }
-};
-
-}  // namespace
-
+// The HANDLE behind the C runtime's descriptor.
 void* vekStreamFileHandle(std::basic_filebuf<char>* buffer) {
   if (buffer == nullptr || !buffer->is_open()) return VEK_INVALID_HANDLE;
-  intptr_t const native = ::_get_osfhandle(FileBufAccess::Descriptor(buffer));
+  intptr_t const native = ::_get_osfhandle(vekFileBufAccess::Descriptor(buffer));
   return native == -1 ? VEK_INVALID_HANDLE : reinterpret_cast<void*>(native);
 }
 #else

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ombmem.h"
+#include "prepareevents.h"
 #include "waitset.h"
 
 namespace {
@@ -131,10 +132,7 @@ int WaitOnSplit(SplitWait& split, TimeLimit const& limit) {
 int vekWaitForAny(vekEvent** events, int count, int msec) {
   if (events == nullptr || count <= 0) return -1;
   vekWaitSet wait(count);
-  for (int i = 0; i < count; ++i) {
-    vekBaseEvent const* object = events[i] != nullptr ? events[i]->GetBaseEvent() : nullptr;
-    if (object != nullptr) wait.Prepare(i, *object);
-  }
+  vekPrepareEvents(wait, events, count);
   SplitWait split;
   if (!split.Split(wait.Entries())) return -1;
   TimeLimit const limit(msec);
