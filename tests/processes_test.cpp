@@ -105,6 +105,17 @@ TEST(CommandLine, SplitsByTheWindowsRules) {
   EXPECT_TRUE(vekSplitCommandLine(nullptr).empty());
 }
 
+TEST(CommandLine, JoinedArgumentsSplitBackTheSame) {
+  std::vector<std::string> const args = {
+      "C:\\Program Files\\tool.exe", "", "plain", "two words", "tab\there", "\"", "a\\\"b",
+      "ends\\", "ends in space\\", "\\\\\"\"", "\\\\server\\share"};
+  std::string const line = vekJoinCommandLine(args);
+  EXPECT_EQ(vekSplitCommandLine(line.c_str()), args) << line;
+  EXPECT_EQ(vekJoinCommandLine({"p", "plain"}), "\"p\" plain");
+  EXPECT_EQ(vekJoinCommandLine({"pro\"g"}), "");
+  EXPECT_EQ(vekJoinCommandLine({}), "");
+}
+
 TEST(LowerProcess, StatusAndExitCodeNeverReap) {
   QTEST_POSIX_ONLY("reaping, which a zombie's entry in /proc shows");
   void* process = nullptr;
@@ -234,6 +245,7 @@ TEST(ExecProcessTask, KillAndInterruptASleepingChild) {
   EXPECT_TRUE(killed.Kill());
   EXPECT_EQ(QTEST_BOUNDED("the wait for the killed child", killed.WaitForProcess()), qtest::host::kExitAfterKill);
 
+  QTEST_WINE_GAP("GenerateConsoleCtrlEvent fails without a console");
   ExecProcess interrupted(sleeper.c_str(), 0);
   ASSERT_TRUE(interrupted.Start(false));
   EXPECT_TRUE(interrupted.Interrupt());

@@ -105,6 +105,10 @@ class DefaultBrokenPipeSignal {
 // (never, where there is no SIGPIPE).
 bool BrokenPipeSignalPending();
 
+// True when the program runs under Wine (ntdll has wine_get_version), whose
+// known gaps a test may skip at run time (QTEST_WINE_GAP).
+bool UnderWine();
+
 // --- POSIX by nature ---------------------------------------------------------
 
 // The number of open descriptors of this process (/proc/self/fd).

@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "vekproc.h"
+
 namespace qtest {
 
 namespace {
@@ -138,33 +140,8 @@ bool WaitUntil(std::function<bool()> const& condition, std::chrono::milliseconds
 
 std::string SelfPath() { return host::ExecutablePath(); }
 
-std::string CommandLine(std::vector<std::string> const& argv) {
-  std::string line;
-  for (std::size_t i = 0; i < argv.size(); ++i) {
-    if (i > 0) line += ' ';
-    std::string const& arg = argv[i];
-    if (!arg.empty() && arg.find_first_of(" \t\"") == std::string::npos) {
-      line += arg;
-      continue;
-    }
-    // Inside quotes, backslashes count only before a quote: double those, and
-    // the ones before the closing quote.
-    line += '"';
-    std::size_t backslashes = 0;
-    for (char c : arg) {
-      if (c == '\\') {
-        ++backslashes;
-        continue;
-      }
-      line.append(c == '"' ? 2 * backslashes + 1 : backslashes, '\\');
-      backslashes = 0;
-      line += c;
-    }
-    line.append(2 * backslashes, '\\');
-    line += '"';
-  }
-  return line;
-}
+// The library's own join, which the command-line tests pin to its split.
+std::string CommandLine(std::vector<std::string> const& argv) { return vekJoinCommandLine(argv); }
 
 std::string HelperCommand(std::string const& mode, std::vector<std::string> const& args) {
   std::vector<std::string> argv{SelfPath(), "--helper", mode};

@@ -86,7 +86,7 @@ using HelperMain = int (*)(std::vector<std::string> const& args);
 bool RegisterHelper(char const* name, HelperMain body);
 
 // A command line, each argument quoted by the Windows rules for command lines,
-// which the library reads on every host.
+// which the library reads on every host (the program always in quotes).
 std::string CommandLine(std::vector<std::string> const& argv);
 // The command line that re-runs this program in a helper mode, for
 // Process_Launch and ExecProcess.
@@ -172,6 +172,13 @@ ChildOutcome RunUnprivileged(std::function<int()> const& body,
 #define QTEST_POSIX_ONLY(reason)                                   \
   if (!qtest::host::kIsPosix) {                                    \
     GTEST_SKIP() << "POSIX by nature: " << (reason);               \
+  }
+
+// Skips the rest of a test whose next step meets a known gap of Wine, when
+// the program runs there.
+#define QTEST_WINE_GAP(reason)                                     \
+  if (qtest::host::UnderWine()) {                                  \
+    GTEST_SKIP() << "a known gap of Wine: " << (reason);           \
   }
 
 // Switches to the host's UTF-8 locale for the rest of the scope; a host whose

@@ -13,3 +13,9 @@ addrinfo* vekIPv6First(addrinfo* list) {
   }
   return list;
 }
+
+addrinfo* vekOrderLookUp(addrinfo* list, char const* node, addrinfo const* hints, bool (*hostHasIPv6)()) {
+  bool const wildcardOfAnyFamily = node == nullptr && hints != nullptr &&
+                                   (hints->ai_flags & AI_PASSIVE) != 0 && hints->ai_family == AF_UNSPEC;
+  return wildcardOfAnyFamily && hostHasIPv6() ? vekIPv6First(list) : list;
+}

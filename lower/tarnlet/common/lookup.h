@@ -9,4 +9,9 @@
 // look-up of the wildcard of any family, where IPv6 can serve both families.
 addrinfo* vekIPv6First(addrinfo* list);
 
+// The results of a look-up in the library's order: for a passive look-up of
+// the wildcard of any family on a host that can make IPv6 sockets
+// (hostHasIPv6, asked only then), IPv6 first; otherwise as they came.
+addrinfo* vekOrderLookUp(addrinfo* list, char const* node, addrinfo const* hints, bool (*hostHasIPv6)());
+
 #endif

@@ -89,6 +89,12 @@ class TARNLET_API vekPROCESSEvent : public vekBaseEvent {
 // takes quotes only as grouping, backslashes always as they are.
 TARNLET_API std::vector<std::string> vekSplitCommandLine(char const* command);
 
+// The inverse: one command line that vekSplitCommandLine splits into args
+// again (the program quoted whole; an argument quoted when it is empty or
+// holds a blank or a quote, its quotes and the backslashes before them
+// escaped). A program that holds a quote cannot be written: empty result.
+TARNLET_API std::string vekJoinCommandLine(std::vector<std::string> const& args);
+
 TARNLET_API void* vekStreamFileHandle(std::basic_filebuf<char>* buffer);
 
 #endif

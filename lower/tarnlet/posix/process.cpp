@@ -13,6 +13,7 @@
 #include <cstdlib>
 
 #include "handles.h"
+#include "launch.h"
 #include "ombmem.h"
 #include "pollwait.h"
 #include "vekproc.h"
@@ -117,12 +118,8 @@ bool peekExit(ProcessRecord const& record, std::int32_t* code) {
 
 bool Process_Launch(void** process, std::uint32_t* processId, char const* command,
                     char const* second, void* in, void* out, void* err, unsigned int mode) {
-  if (process == nullptr || processId == nullptr || second != nullptr || (mode != 1 && mode != 2)) {
-    vekSetLastError(EINVAL);
-    return false;
-  }
-  std::vector<std::string> args = vekSplitCommandLine(command);
-  if (args.empty() || args[0].empty()) {
+  std::vector<std::string> args;
+  if (!vekLaunchArguments(process, processId, command, second, mode, args)) {
     vekSetLastError(EINVAL);
     return false;
   }
@@ -268,20 +265,8 @@ void vekPROCESSEvent::PrepareWait(vekWaitSet& wait) const {
 }
 
 #if defined(__GLIBCXX__)
-namespace {
-
-// libstdc++ keeps the open file of a filebuf in its protected member _M_file,
-// whose fd() gives the descriptor of a filebuf that is open.
-struct FileBufAccess : std::basic_filebuf<char> {
-  static int Descriptor(std::basic_filebuf<char>* buffer) {
-    return (buffer->*&FileBufAccess::_M_file).fd();
-  }
-};
-
-}  // namespace
-
 void* vekStreamFileHandle(std::basic_filebuf<char>* buffer) {
-  return buffer != nullptr && buffer->is_open() ? vekHandleOf(FileBufAccess::Descriptor(buffer))
+  return buffer != nullptr && buffer->is_open() ? vekHandleOf(vekFileBufAccess::Descriptor(buffer))
                                                 : VEK_INVALID_HANDLE;
 }
 #else

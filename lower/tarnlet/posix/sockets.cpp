@@ -67,10 +67,7 @@ int vek_get_nodeaddrinfo(char const* node, char const* service, addrinfo const* 
   addrinfo* list = nullptr;
   int outcome = ::getaddrinfo(node, service, hints, &list);
   if (outcome != 0) return KeepLookUpError(outcome);
-  bool wildcardOfAnyFamily = node == nullptr && hints != nullptr &&
-                             (hints->ai_flags & AI_PASSIVE) != 0 && hints->ai_family == AF_UNSPEC;
-  if (wildcardOfAnyFamily && HostHasIPv6()) list = vekIPv6First(list);
-  *result = list;
+  *result = vekOrderLookUp(list, node, hints, HostHasIPv6);
   return 0;
 }
 

@@ -7,16 +7,14 @@
 
 #include "ombmem.h"
 #include "pollwait.h"
+#include "prepareevents.h"
 #include "vekevent.h"
 #include "waitset.h"
 
 int vekWaitForAny(vekEvent** events, int count, int msec) {
   if (events == nullptr || count <= 0) return -1;
   vekWaitSet wait(count);
-  for (int i = 0; i < count; ++i) {
-    vekBaseEvent const* object = events[i] != nullptr ? events[i]->GetBaseEvent() : nullptr;
-    if (object != nullptr) wait.Prepare(i, *object);
-  }
+  vekPrepareEvents(wait, events, count);
   if (vekPollUntil(wait.Entries(), wait.Count(), msec) <= 0) return -1;
   for (int i = 0; i < count; ++i) {
     if (wait.Signalled(i)) {

@@ -206,6 +206,8 @@ long ResidentBytes() {
 }
 
 // A zombie keeps its /proc entry until it is reaped.
+bool UnderWine() { return false; }
+
 bool ProcessIsGone(std::uint32_t pid) { return access(("/proc/" + std::to_string(pid)).c_str(), F_OK) != 0; }
 
 bool AnyChildLeft() {

@@ -230,6 +230,11 @@ bool IsInheritable(std::uintptr_t handle) {
 
 int OpenDescriptorCount() { return -1; }
 long ResidentBytes() { return -1; }
+bool UnderWine() {
+  HMODULE const ntdll = GetModuleHandleW(L"ntdll.dll");
+  return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
+}
+
 bool ProcessIsGone(std::uint32_t) { return false; }
 bool AnyChildLeft() { return false; }
 int OpenInheritableDescriptor(std::string const&) { return -1; }
