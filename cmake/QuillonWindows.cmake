@@ -21,19 +21,3 @@ if(MINGW)
     file(COPY ${dll_path} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
   endforeach()
 endif()
-
-# A port in progress: until every lower operation has its Windows form,
-# tarnlet.dll and quillon.dll cannot link. QUILLON_PARTIAL_PORT builds those
-# two as static libraries, so that a program links exactly the operations it
-# uses, and builds only the suites named in QUILLON_PARTIAL_SUITES, whose
-# operations are all there; ombrel stays a DLL. The examples and the load
-# probe need the whole library and are left out. The wire format's suite
-# joins once the file, socket, wait and status operations are there (it links
-# the framing and the paths, though it calls no system through them).
-option(QUILLON_PARTIAL_PORT "Build only what the Windows port has so far" OFF)
-set(QUILLON_PARTIAL_SUITES "arrays;bdtstream;cmdargs;dir;fs;maps;memstream;paths;profiler;strings"
-    CACHE STRING "The suites that a partial port builds and runs")
-if(QUILLON_PARTIAL_PORT)
-  set(QUILLON_UPPER_LIBRARY_TYPE STATIC)
-  set(QUILLON_EXAMPLES OFF)
-endif()

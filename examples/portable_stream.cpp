@@ -55,6 +55,7 @@ int main() {
   std::ifstream bytes(pfuOSPath(path), std::ios::binary);
   std::cout << "the first bytes of the file:";
   for (int i = 0; i < 13 && bytes; ++i) std::printf(" %02X", bytes.get() & 0xFF);
+  bytes.close();  // Windows removes no file that is still open
   std::cout << "\n  'Q', the short -2 in 4 bytes, 65534, the int 1: the same on every host\n";
 
   std::filebuf file;

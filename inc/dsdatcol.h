@@ -305,15 +305,16 @@ void dsXArray<T>::Init(dsXACtrl const* newControl) {
   if (control.grain == 0) control.grain = DefaultGrain();
 }
 
-// The accessors are inline, so that a caller's loop over the block (or a
-// map's search) reads the two fields instead of calling into the library.
+// The accessors are inline where the platform allows it (see
+// QUILLON_INLINE_VIRTUAL), so that a caller's loop over the block (or a map's
+// search) reads the two fields instead of calling into the library.
 template <class T>
-inline unsigned int dsXArray<T>::GetSize() const {
+QUILLON_INLINE_VIRTUAL unsigned int dsXArray<T>::GetSize() const {
   return size;
 }
 
 template <class T>
-inline T* dsXArray<T>::GetDataPtr() const {
+QUILLON_INLINE_VIRTUAL T* dsXArray<T>::GetDataPtr() const {
   return elems;
 }
 

@@ -368,7 +368,7 @@ inline dsSortedMapEntry<V, K>* dsBaseSortedMap<A, V, K>::LowerBound(K key, Below
 }
 
 template <class A, class V, class K>
-inline V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
+QUILLON_INLINE_VIRTUAL V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
   unsigned int index;
   dsSortedMapEntry<V, K>* const entry = Locate(key, index);
   if (entry == nullptr) vekAbort("dsSortedMap::operator [] failed", "inc/dsortmap", __LINE__);
@@ -376,7 +376,7 @@ inline V& dsBaseSortedMap<A, V, K>::operator[](K key) const {
 }
 
 template <class A, class V, class K>
-inline bool dsBaseSortedMap<A, V, K>::Contains(K key) const {
+QUILLON_INLINE_VIRTUAL bool dsBaseSortedMap<A, V, K>::Contains(K key) const {
   unsigned int index;
   return Locate(key, index) != nullptr;
 }
@@ -400,7 +400,7 @@ bool dsBaseSortedMap<A, V, K>::Remove(K key) {
 }
 
 template <class A, class V, class K>
-inline bool dsBaseSortedMap<A, V, K>::Find(K key, V& value) const {
+QUILLON_INLINE_VIRTUAL bool dsBaseSortedMap<A, V, K>::Find(K key, V& value) const {
   unsigned int index;
   dsSortedMapEntry<V, K> const* const entry = Locate(key, index);
   if (entry == nullptr) return false;

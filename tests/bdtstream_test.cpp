@@ -20,13 +20,13 @@
 // the wire never became one big allocation, and a guard behind every array
 // that delete[] checks, so a write past an array's end is seen in any build.
 // Visible, so the library calls them.
-#define QTEST_REPLACES __attribute__((visibility("default")))
 static std::atomic<std::size_t> largestArray{0};
 static std::atomic<int> overruns{0};
 namespace {
 constexpr std::size_t arrayHeader = 16;  // the size, keeping the alignment of new
 constexpr char guardBytes[8] = {'g', 'u', 'a', 'r', 'd', '!', '!', '!'};
 }  // namespace
+#if QTEST_ALLOCATOR_REPLACEABLE
 QTEST_REPLACES void* operator new[](std::size_t bytes) {
   if (bytes > largestArray) largestArray = bytes;
   char* block = static_cast<char*>(std::malloc(arrayHeader + bytes + sizeof guardBytes));
@@ -44,6 +44,7 @@ QTEST_REPLACES void operator delete[](void* array) noexcept {
   std::free(block);
 }
 QTEST_REPLACES void operator delete[](void* array, std::size_t) noexcept { operator delete[](array); }
+#endif
 
 namespace {
 

@@ -9,13 +9,14 @@
 #include <utility>
 
 #include "quillon.h"
+#include "testsupport.h"
 
 // A released array has its first byte overwritten by 0xFF and stays in a
 // small quarantine before it goes back to the allocator, which would write
 // into it: a text read after its release is no longer what it was, and a
 // database entry left behind by a released cell sorts after every real key.
 // Visible, so that the library calls them.
-#define QTEST_REPLACES __attribute__((visibility("default")))
+#if QTEST_ALLOCATOR_REPLACEABLE
 static void* quarantine[64];
 static std::size_t quarantined = 0;
 QTEST_REPLACES void* operator new[](std::size_t bytes) {
@@ -28,6 +29,7 @@ QTEST_REPLACES void operator delete[](void* block) noexcept {
   std::free(std::exchange(quarantine[quarantined++ % 64], block));
 }
 QTEST_REPLACES void operator delete[](void* block, std::size_t) noexcept { operator delete[](block); }
+#endif
 
 namespace {
 
@@ -85,6 +87,7 @@ TEST(UniqueCounting, TheLastUserOrLockTakesTheCellAway) {
 // A cell given up by its last user leaves the database: every other text
 // still finds its one cell afterwards.
 TEST(UniqueCounting, AReleasedCellLeavesNoEntryBehind) {
+  QTEST_NEEDS_REPLACED_ALLOCATOR();
   char const* const texts[] = {"key-a", "key-b", "key-c", "key-d", "key-e",
                                "key-f", "key-g", "key-h", "key-i", "key-j"};
   std::unique_ptr<dsUniqueString> held[10];

@@ -22,6 +22,18 @@
 #include <string>
 #include <vector>
 
+// Whether a test program's own operator new[] and delete[] replace those that
+// the library calls. On ELF one definition serves the whole process; a Windows
+// DLL keeps its own runtime's, so a program there defines none (blocks would
+// pass between two allocators). QTEST_REPLACES marks each replacement, which
+// must be visible to the library.
+#if defined(_WIN32)
+#  define QTEST_ALLOCATOR_REPLACEABLE 0
+#else
+#  define QTEST_ALLOCATOR_REPLACEABLE 1
+#  define QTEST_REPLACES __attribute__((visibility("default")))
+#endif
+
 namespace qtest::host {
 
 // --- Facts -----------------------------------------------------------------

@@ -169,6 +169,13 @@ ChildOutcome RunUnprivileged(std::function<int()> const& body,
 #define QTEST_BOUNDED(what, ...) qtest::Bounded(__FILE__, __LINE__, what, [&] { return __VA_ARGS__; })
 
 // Skips the rest of a test that is POSIX by nature on other hosts.
+// Skips a test that counts or refuses the library's allocations through the
+// program's own operator new[] (see QTEST_ALLOCATOR_REPLACEABLE).
+#define QTEST_NEEDS_REPLACED_ALLOCATOR()                                         \
+  if (!QTEST_ALLOCATOR_REPLACEABLE) {                                            \
+    GTEST_SKIP() << "a program's own operator new[] does not reach a DLL's calls"; \
+  }
+
 #define QTEST_POSIX_ONLY(reason)                                   \
   if (!qtest::host::kIsPosix) {                                    \
     GTEST_SKIP() << "POSIX by nature: " << (reason);               \

@@ -67,19 +67,13 @@ static_assert(FD_SETSIZE == 1024,
 #  define OMBREL_API VEK_IMPORT
 #endif
 
-// VEK_STATIC_UPPER: tarnlet and quillon are static libraries (a port in
-// progress, cmake/QuillonWindows.cmake), linked without import or export.
-#if defined(VEK_STATIC_UPPER)
-#  define TARNLET_API
-#elif defined(TARNLET_BUILDING)
+#if defined(TARNLET_BUILDING)
 #  define TARNLET_API VEK_EXPORT
 #else
 #  define TARNLET_API VEK_IMPORT
 #endif
 
-#if defined(VEK_STATIC_UPPER)
-#  define QUILLON_API
-#elif defined(QUILLON_BUILDING)
+#if defined(QUILLON_BUILDING)
 #  define QUILLON_API VEK_EXPORT
 #else
 #  define QUILLON_API VEK_IMPORT
@@ -92,6 +86,17 @@ static_assert(FD_SETSIZE == 1024,
 #  define QUILLON_INSTANCE_API QUILLON_API
 #else
 #  define QUILLON_INSTANCE_API
+#endif
+
+// Begins the definition, in a header, of a virtual member of a class template
+// whose instantiations quillon exports. Elsewhere it is inline, so a caller
+// that knows the class runs it in place. A Windows DLL exports no inline
+// member, yet a program's vtables take the virtual members from the DLL: there
+// it is an ordinary member, exported with its instantiation.
+#if VEK_INSTANCE_EXPORTS
+#  define QUILLON_INLINE_VIRTUAL
+#else
+#  define QUILLON_INLINE_VIRTUAL inline
 #endif
 
 #endif
