@@ -1,40 +1,41 @@
-// tarnlet: buffered stream buffers over a transfer of the subclass's choice.
-//
-// A subclass gives one private operation per direction, Read(p, n) and
-// Write(p, n); these classes do all the buffering for std::basic_streambuf.
-//
-// Contract:
-// - vekStreamBufferSize holds the size of the buffer; its SetBufferSize stores
-//   any int and returns true. vekStreamBufferBase holds the storage: null
-//   until the buffer first needs it, then either the caller's (given to the
-//   constructor, never released here) or a new[] block of bufferSize bytes of
-//   the buffer's own, released by ~vekStreamBufferBase.
-// - doallocate() gets the storage when there is none and sets up the get and
-//   put areas; it returns 1. It runs at the first transfer, not before.
-// - Read(p, n) returns the count it put at p (1 to n), or -1 for the end of
-//   input or a failure. underflow() refills an empty get area with one Read
-//   of the whole area; -1 (or 0) is the end of input.
-// - vekBufferedOutput is the put area of every buffered output of the
-//   libraries (these classes and the pipe buffers). Write(p, n) returns the
-//   count it took (1 to n; less is not a failure) or -1. DrainPutArea()
-//   hands the pending bytes to Write until none is left or a Write takes
-//   none; the bytes taken leave the area and the rest moves to its start, so
-//   a later drain sends no byte twice. True when all went.
-// - overflow(c), sync() and flush() of vekOStreamBuf drain the put area. On a
-//   failed Write the bytes not yet taken are dropped and the call fails
-//   (overflow: eof, sync and flush: -1); flush gives 0 otherwise.
-// - A direction that a class lacks fails: overflow of vekIStreamBuf and
-//   underflow of vekOStreamBuf give eof. showmanyc() is always 0. Both are
-//   std::basic_streambuf's own, which these classes leave in place.
-// - vekIOStreamBuf splits its one storage: the first half (rounded up) is the
-//   get area, the rest the put area (a buffer of one byte has no put area
-//   and writes each character straight through). Before it reads it sends what is pending
-//   in the put area, so that a request written and then a reply read need no
-//   flush in between.
-// - SetBufferSize(size) of the three classes refuses a size below 1 (below 2
-//   for vekIOStreamBuf), a buffer that runs on the caller's storage, and a
-//   buffer that holds unread input or unsent output. Otherwise it releases
-//   its own storage, stores the size, and the next transfer allocates anew.
+/// \file
+/// tarnlet: buffered stream buffers over a transfer of the subclass's choice.
+///
+/// A subclass gives one private operation per direction, Read(p, n) and
+/// Write(p, n); these classes do all the buffering for std::basic_streambuf.
+///
+/// Contract:
+/// - vekStreamBufferSize holds the size of the buffer; its SetBufferSize stores
+///   any int and returns true. vekStreamBufferBase holds the storage: null
+///   until the buffer first needs it, then either the caller's (given to the
+///   constructor, never released here) or a new[] block of bufferSize bytes of
+///   the buffer's own, released by ~vekStreamBufferBase.
+/// - doallocate() gets the storage when there is none and sets up the get and
+///   put areas; it returns 1. It runs at the first transfer, not before.
+/// - Read(p, n) returns the count it put at p (1 to n), or -1 for the end of
+///   input or a failure. underflow() refills an empty get area with one Read
+///   of the whole area; -1 (or 0) is the end of input.
+/// - vekBufferedOutput is the put area of every buffered output of the
+///   libraries (these classes and the pipe buffers). Write(p, n) returns the
+///   count it took (1 to n; less is not a failure) or -1. DrainPutArea()
+///   hands the pending bytes to Write until none is left or a Write takes
+///   none; the bytes taken leave the area and the rest moves to its start, so
+///   a later drain sends no byte twice. True when all went.
+/// - overflow(c), sync() and flush() of vekOStreamBuf drain the put area. On a
+///   failed Write the bytes not yet taken are dropped and the call fails
+///   (overflow: eof, sync and flush: -1); flush gives 0 otherwise.
+/// - A direction that a class lacks fails: overflow of vekIStreamBuf and
+///   underflow of vekOStreamBuf give eof. showmanyc() is always 0. Both are
+///   std::basic_streambuf's own, which these classes leave in place.
+/// - vekIOStreamBuf splits its one storage: the first half (rounded up) is the
+///   get area, the rest the put area (a buffer of one byte has no put area
+///   and writes each character straight through). Before it reads it sends what is pending
+///   in the put area, so that a request written and then a reply read need no
+///   flush in between.
+/// - SetBufferSize(size) of the three classes refuses a size below 1 (below 2
+///   for vekIOStreamBuf), a buffer that runs on the caller's storage, and a
+///   buffer that holds unread input or unsent output. Otherwise it releases
+///   its own storage, stores the size, and the next transfer allocates anew.
 #ifndef VEKSBUF_H
 #define VEKSBUF_H
 

@@ -1,21 +1,22 @@
-// tarnlet: a service that callers can pause, continue and stop.
-//
-// Contract:
-// - vekServiceBase::IsEventSignaled(handle): true when the event behind
-//   handle is signalled; it does not wait and does not reset the event.
-// - vekService owns a stop event, made by the default constructor and
-//   released by the destructor. Once signalled it stays signalled.
-//   Stop() signals it. GetStopEvent() gives its handle (an eventfd on POSIX,
-//   a manual-reset event on Windows), for IsEventSignaled.
-//   A system that cannot give one more event (no descriptor left) ends the
-//   process in the constructor through vekAbort, as vekAlloc does when
-//   memory runs out.
-// - Pause() and Continue() set and clear the paused state. DoPause() returns
-//   at once unless the service is paused; while it is paused, DoPause blocks
-//   until Continue() or Stop() is called. Stop() thus also ends a pause, so a
-//   paused service can be stopped.
-// - Stop, Pause, Continue and the queries may be called from any thread,
-//   while another thread runs the service and calls DoPause.
+/// \file
+/// tarnlet: a service that callers can pause, continue and stop.
+///
+/// Contract:
+/// - vekServiceBase::IsEventSignaled(handle): true when the event behind
+///   handle is signalled; it does not wait and does not reset the event.
+/// - vekService owns a stop event, made by the default constructor and
+///   released by the destructor. Once signalled it stays signalled.
+///   Stop() signals it. GetStopEvent() gives its handle (an eventfd on POSIX,
+///   a manual-reset event on Windows), for IsEventSignaled.
+///   A system that cannot give one more event (no descriptor left) ends the
+///   process in the constructor through vekAbort, as vekAlloc does when
+///   memory runs out.
+/// - Pause() and Continue() set and clear the paused state. DoPause() returns
+///   at once unless the service is paused; while it is paused, DoPause blocks
+///   until Continue() or Stop() is called. Stop() thus also ends a pause, so a
+///   paused service can be stopped.
+/// - Stop, Pause, Continue and the queries may be called from any thread,
+///   while another thread runs the service and calls DoPause.
 #ifndef VEKSERVICE_H
 #define VEKSERVICE_H
 

@@ -1,23 +1,24 @@
-// tarnlet: the status values of quillon and the mapping of system errors.
-//
-// Contract:
-// - errstatus is 32 bits wide and unscoped, so it compares with plain numbers.
-//   1 is success; 0 means that no outcome has been recorded yet. The fixed
-//   values below keep their numbers on every platform.
-// - errMapError() maps the calling thread's last error (see ombmem.h) to a
-//   value of the system band (100 and up). The band has the same names and
-//   numbers on every platform; each platform maps its own codes into it (the
-//   table is the platform's: errno values on POSIX, GetLastError and
-//   WSAGetLastError values on Windows), and the library's own codes map the
-//   same everywhere: vekErrSharingViolation to errSysSharingViolation,
-//   vekErrPeerClosed to errSysPeerClosed, vekErrNameNotResolved to
-//   errSysNameNotResolved, vekErrPathTooLong to errSysNameTooLong,
-//   vekErrRuntimeOther to errSysOther. A system code without a name of its
-//   own gives errSysOther. With no error recorded it returns errOK.
-//   The headers of the lower libraries say "fails with errSysX" where
-//   errMapError() then gives errSysX, on every platform.
-// - errText(status) gives a short English text for every value, also for
-//   numbers outside the enumeration. It never returns null.
+/// \file
+/// tarnlet: the status values of quillon and the mapping of system errors.
+///
+/// Contract:
+/// - errstatus is 32 bits wide and unscoped, so it compares with plain numbers.
+///   1 is success; 0 means that no outcome has been recorded yet. The fixed
+///   values below keep their numbers on every platform.
+/// - errMapError() maps the calling thread's last error (see ombmem.h) to a
+///   value of the system band (100 and up). The band has the same names and
+///   numbers on every platform; each platform maps its own codes into it (the
+///   table is the platform's: errno values on POSIX, GetLastError and
+///   WSAGetLastError values on Windows), and the library's own codes map the
+///   same everywhere: vekErrSharingViolation to errSysSharingViolation,
+///   vekErrPeerClosed to errSysPeerClosed, vekErrNameNotResolved to
+///   errSysNameNotResolved, vekErrPathTooLong to errSysNameTooLong,
+///   vekErrRuntimeOther to errSysOther. A system code without a name of its
+///   own gives errSysOther. With no error recorded it returns errOK.
+///   The headers of the lower libraries say "fails with errSysX" where
+///   errMapError() then gives errSysX, on every platform.
+/// - errText(status) gives a short English text for every value, also for
+///   numbers outside the enumeration. It never returns null.
 #ifndef VEKSTATUS_H
 #define VEKSTATUS_H
 

@@ -1,75 +1,76 @@
-// tarnlet: parking on a word, thread identity, counting semaphores, threads
-// with a waitable handle, and the event that waits on such a handle.
-//
-// Contract ("fails with errSysX": errMapError() then gives that status):
-// - vekWaitOnAddress(word, expected, msec) parks the calling thread while
-//   *word holds `expected`. It returns true at once when the word holds
-//   another value, and otherwise when a wake reaches it or spuriously; false
-//   once msec milliseconds have passed (-1: no limit). Callers re-check their
-//   condition after every return. vekWakeByAddressSingle(word) wakes at most
-//   one thread parked on the word; a wake reaches only threads parked at
-//   that moment, so a waker changes the word before it wakes. Words are
-//   matched by address within one process. The wait is not a cancellation
-//   point. Both have C linkage (the Windows calls WaitOnAddress and
-//   WakeByAddressSingle keep the same contract).
-// - vekSingleThreaded points to a byte that is not zero while the process
-//   has had one thread only. It turns zero for good before a second thread
-//   starts, so that one thread may read it without ordering: while it reads
-//   non-zero, no other thread can reach shared data, and plain loads and
-//   stores may stand in for atomic read-modify-write steps. It is always
-//   zero where the system does not keep such a flag.
-// - vekGetCurrentThread() is a pseudo-handle that stands for the calling
-//   thread: the same constant in every thread, meaningful only to its caller.
-//   vekGetCurrentThreadId() is the calling thread's id as the system knows it
-//   (the kernel thread id on Linux); no two live threads share one.
-// - uCreateSemaphore(attributes, initial, maximum, name) makes a counting
-//   semaphore that holds 0..maximum units and starts with `initial`.
-//   Attributes and name must be null. It fails (null) with
-//   errSysInvalidArgument when they are not or when maximum < 1, initial < 0
-//   or initial > maximum.
-//   vekReleaseSemaphore gives back `count` units and fails, changing nothing,
-//   when that would pass the maximum (errSysOther: the system's "too many
-//   posts"), for a count below 1 (errSysInvalidArgument) or a handle that is
-//   no semaphore (errSysBadHandle). vekWaitForSingleObject(handle, msec)
-//   takes one unit of a semaphore, or waits until a thread handle is
-//   signalled (that takes nothing: an ended thread stays signalled); it
-//   gives vekWaitObject0, vekWaitTimeout once msec passed, or vekWaitFailed
-//   (errSysBadHandle for a handle of neither kind, the pseudo-handle
-//   included).
-// - vek_beginthreadex(start, argument) runs start(argument) on a new thread
-//   at once, with the default stack, and returns the thread's handle, or null
-//   (last error recorded) when no thread could be made. The handle becomes
-//   signalled when start returns; start's result is the thread's exit code.
-//   The system's resources of a thread go when it ends, whether its handle
-//   is open or not: an open handle of an ended thread is a small record that
-//   holds the exit code, nothing more.
-// - vekTerminateThread(handle, code) asks the thread to end at its next
-//   cancellation point (a wait, a sleep, a blocking read or write): the
-//   thread does not stop at once, and nothing it is doing is cleaned up
-//   beyond the destructors run by the unwinding (so a cancellation point
-//   reached inside a noexcept function ends the process). Its exit code is
-//   then `code`. It fails with errSysBadHandle on a handle that is not a
-//   thread handle, and succeeds, changing nothing, on a thread that has
-//   already ended. (Windows has no cancellation points: there it is the
-//   system's TerminateThread, which runs no destructor.)
-// - vekCloseHandle releases a thread or semaphore handle (false with
-//   errSysBadHandle for anything else). The thread itself goes on; its
-//   resources go once it has ended and nothing refers to it.
-// - StrictThread_Launch(func, argument, done) is vek_beginthreadex for an int
-//   function, returning all ones (VEK_INVALID_HANDLE) on failure. When done is not null it is
-//   called on the new thread once func has ended, before the handle becomes
-//   signalled, with the argument and true (false when the thread was ended by
-//   vekTerminateThread). StrictThread_GetExitCode gives func's result once
-//   the thread has ended and otherwise returns false, leaving *code alone.
-//   StrictThread_Free releases the handle, like vekCloseHandle.
-// - vekMOEvent(handle, type) waits on a thread handle (moThread) or a
-//   semaphore handle (moSemaphore); it holds its own reference, so the handle
-//   may be released before the event. A wait that sees the thread ended also
-//   sees everything the thread did before it ended. Waiting on a semaphore
-//   takes no unit. A handle of another type gives an event that never fires,
-//   and so does a thread event for which the system had no waitable object
-//   left (no descriptor free); a thread event holds that object while it
-//   lives, and a wait on the handle itself only while it waits.
+/// \file
+/// tarnlet: parking on a word, thread identity, counting semaphores, threads
+/// with a waitable handle, and the event that waits on such a handle.
+///
+/// Contract ("fails with errSysX": errMapError() then gives that status):
+/// - vekWaitOnAddress(word, expected, msec) parks the calling thread while
+///   *word holds `expected`. It returns true at once when the word holds
+///   another value, and otherwise when a wake reaches it or spuriously; false
+///   once msec milliseconds have passed (-1: no limit). Callers re-check their
+///   condition after every return. vekWakeByAddressSingle(word) wakes at most
+///   one thread parked on the word; a wake reaches only threads parked at
+///   that moment, so a waker changes the word before it wakes. Words are
+///   matched by address within one process. The wait is not a cancellation
+///   point. Both have C linkage (the Windows calls WaitOnAddress and
+///   WakeByAddressSingle keep the same contract).
+/// - vekSingleThreaded points to a byte that is not zero while the process
+///   has had one thread only. It turns zero for good before a second thread
+///   starts, so that one thread may read it without ordering: while it reads
+///   non-zero, no other thread can reach shared data, and plain loads and
+///   stores may stand in for atomic read-modify-write steps. It is always
+///   zero where the system does not keep such a flag.
+/// - vekGetCurrentThread() is a pseudo-handle that stands for the calling
+///   thread: the same constant in every thread, meaningful only to its caller.
+///   vekGetCurrentThreadId() is the calling thread's id as the system knows it
+///   (the kernel thread id on Linux); no two live threads share one.
+/// - uCreateSemaphore(attributes, initial, maximum, name) makes a counting
+///   semaphore that holds 0..maximum units and starts with `initial`.
+///   Attributes and name must be null. It fails (null) with
+///   errSysInvalidArgument when they are not or when maximum < 1, initial < 0
+///   or initial > maximum.
+///   vekReleaseSemaphore gives back `count` units and fails, changing nothing,
+///   when that would pass the maximum (errSysOther: the system's "too many
+///   posts"), for a count below 1 (errSysInvalidArgument) or a handle that is
+///   no semaphore (errSysBadHandle). vekWaitForSingleObject(handle, msec)
+///   takes one unit of a semaphore, or waits until a thread handle is
+///   signalled (that takes nothing: an ended thread stays signalled); it
+///   gives vekWaitObject0, vekWaitTimeout once msec passed, or vekWaitFailed
+///   (errSysBadHandle for a handle of neither kind, the pseudo-handle
+///   included).
+/// - vek_beginthreadex(start, argument) runs start(argument) on a new thread
+///   at once, with the default stack, and returns the thread's handle, or null
+///   (last error recorded) when no thread could be made. The handle becomes
+///   signalled when start returns; start's result is the thread's exit code.
+///   The system's resources of a thread go when it ends, whether its handle
+///   is open or not: an open handle of an ended thread is a small record that
+///   holds the exit code, nothing more.
+/// - vekTerminateThread(handle, code) asks the thread to end at its next
+///   cancellation point (a wait, a sleep, a blocking read or write): the
+///   thread does not stop at once, and nothing it is doing is cleaned up
+///   beyond the destructors run by the unwinding (so a cancellation point
+///   reached inside a noexcept function ends the process). Its exit code is
+///   then `code`. It fails with errSysBadHandle on a handle that is not a
+///   thread handle, and succeeds, changing nothing, on a thread that has
+///   already ended. (Windows has no cancellation points: there it is the
+///   system's TerminateThread, which runs no destructor.)
+/// - vekCloseHandle releases a thread or semaphore handle (false with
+///   errSysBadHandle for anything else). The thread itself goes on; its
+///   resources go once it has ended and nothing refers to it.
+/// - StrictThread_Launch(func, argument, done) is vek_beginthreadex for an int
+///   function, returning all ones (VEK_INVALID_HANDLE) on failure. When done is not null it is
+///   called on the new thread once func has ended, before the handle becomes
+///   signalled, with the argument and true (false when the thread was ended by
+///   vekTerminateThread). StrictThread_GetExitCode gives func's result once
+///   the thread has ended and otherwise returns false, leaving *code alone.
+///   StrictThread_Free releases the handle, like vekCloseHandle.
+/// - vekMOEvent(handle, type) waits on a thread handle (moThread) or a
+///   semaphore handle (moSemaphore); it holds its own reference, so the handle
+///   may be released before the event. A wait that sees the thread ended also
+///   sees everything the thread did before it ended. Waiting on a semaphore
+///   takes no unit. A handle of another type gives an event that never fires,
+///   and so does a thread event for which the system had no waitable object
+///   left (no descriptor free); a thread event holds that object while it
+///   lives, and a wait on the handle itself only while it waits.
 #ifndef VEKTHREAD_H
 #define VEKTHREAD_H
 

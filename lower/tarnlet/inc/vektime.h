@@ -1,17 +1,18 @@
-// tarnlet: the time of day with microseconds.
-//
-// Contract:
-// - vekTimeval holds a point in time or a span as whole seconds and
-//   microseconds, each signed 32 bits. Normalize keeps microseconds in
-//   [0, 1000000) and carries whole seconds into seconds, so a negative span
-//   has negative seconds and a remainder that is not negative. Every
-//   constructor normalizes.
-// - GetTimeOfDay() sets the value to the current time of day: the system's
-//   real-time clock, in seconds since 1970, to the microsecond. Only
-//   differences of readings mean something, and only while nobody sets the
-//   clock.
-// - ToDouble() gives seconds + microseconds / 1000000.
-// - vekTimeMill is a vekTimeval that reads the clock when it is made.
+/// \file
+/// tarnlet: the time of day with microseconds.
+///
+/// Contract:
+/// - vekTimeval holds a point in time or a span as whole seconds and
+///   microseconds, each signed 32 bits. Normalize keeps microseconds in
+///   [0, 1000000) and carries whole seconds into seconds, so a negative span
+///   has negative seconds and a remainder that is not negative. Every
+///   constructor normalizes.
+/// - GetTimeOfDay() sets the value to the current time of day: the system's
+///   real-time clock, in seconds since 1970, to the microsecond. Only
+///   differences of readings mean something, and only while nobody sets the
+///   clock.
+/// - ToDouble() gives seconds + microseconds / 1000000.
+/// - vekTimeMill is a vekTimeval that reads the clock when it is made.
 #ifndef VEKTIME_H
 #define VEKTIME_H
 
