@@ -60,20 +60,45 @@
 #include <string>
 #include <vector>
 
+/// Starts command (split by vekSplitCommandLine, the program found on PATH)
+/// with in, out and err as its standard streams (all ones: the parent's
+/// own); mode 1 an ordinary child, 2 a detached one; second must be null.
+/// \return true with *process (owned by the caller, released with
+/// Process_Free or Process_Wait) and *processId set; false with them
+/// untouched and errSysInvalidArgument, errSysNotFound, errSysAccessDenied or
+/// the system's error, no child left behind.
 TARNLET_API bool Process_Launch(void** process, std::uint32_t* processId, char const* command,
                                 char const* second, void* in, void* out, void* err,
                                 unsigned int mode);
+/// True when the process has ended, with its exit code in *code (128 + the
+/// signal for a child ended by one); with wait it blocks until then. With
+/// release a true result also releases the handle. Reaps the child once.
 TARNLET_API bool Process_Wait(void* process, std::int32_t* code, bool wait, bool release);
+/// Interrupts the process with that id (SIGINT; Ctrl-C or Ctrl-Break on
+/// Windows). \return false with the system error kept, errSysNotFound for an
+/// id that names no single process.
 TARNLET_API bool Process_Interrupt(std::uint32_t processId);
+/// Ends the process (SIGKILL; TerminateProcess on Windows). \return false
+/// with the system error kept, errSysNotFound for a process already reaped.
 TARNLET_API bool Process_Kill(void* process);
+/// asAlive while the process runs, asNotAlive once it has ended, asUnknown
+/// when the system cannot tell. Never reaps.
 TARNLET_API AliveStatus Process_GetStatus(void* process);
+/// True with the exit code in *code when the process has ended; false while
+/// it runs. Never reaps.
 TARNLET_API bool Process_GetExitCode(void* process, std::int32_t* code);
+/// Releases the handle and leaves the process alone; a child still running is
+/// reaped when it ends all the same.
 TARNLET_API void Process_Free(void* process);
 
+/// The object behind an event signalled once a process has ended. It keeps a
+/// handle of its own on the process. Waits may run on any thread.
 class TARNLET_API vekPROCESSEvent : public vekBaseEvent {
  public:
+  /// An object on process; valid after the process handle is released.
   explicit vekPROCESSEvent(void* process);
-  ~vekPROCESSEvent() override;
+  ~vekPROCESSEvent() override;  ///< Releases its own handle on the process.
+  /// Adds the process's end to wait; nothing when the object has no handle.
   void PrepareWait(vekWaitSet& wait) const override;
 
  private:
@@ -82,14 +107,17 @@ class TARNLET_API vekPROCESSEvent : public vekBaseEvent {
   void* handle;
 };
 
-// The Windows rules: blanks (space, tab) separate arguments; double quotes
-// group, and inside a quoted part two quotes in a row give one quote; 2n
-// backslashes before a quote give n backslashes and the quote groups, 2n + 1
-// give n backslashes and a literal quote; backslashes elsewhere are literal.
-// The first argument, the program, ends at the first blank outside quotes and
-// takes quotes only as grouping, backslashes always as they are.
+/// Splits a command line into its arguments by the Windows rules.
+/// The Windows rules: blanks (space, tab) separate arguments; double quotes
+/// group, and inside a quoted part two quotes in a row give one quote; 2n
+/// backslashes before a quote give n backslashes and the quote groups, 2n + 1
+/// give n backslashes and a literal quote; backslashes elsewhere are literal.
+/// The first argument, the program, ends at the first blank outside quotes and
+/// takes quotes only as grouping, backslashes always as they are.
 TARNLET_API std::vector<std::string> vekSplitCommandLine(char const* command);
 
+/// The native handle of the file that buffer has open, still owned by the
+/// buffer; all ones (VEK_INVALID_HANDLE) when it has none.
 TARNLET_API void* vekStreamFileHandle(std::basic_filebuf<char>* buffer);
 
 #endif

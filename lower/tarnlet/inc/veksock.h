@@ -35,22 +35,41 @@
 #include "vekevent.h"
 #include "vekplatform.h"
 
+/// Empties set.
 TARNLET_API void fds_zero(fd_set& set);
+/// Adds the socket handle sock to set; leaves out a handle that does not fit.
 TARNLET_API void fds_set(unsigned long long sock, fd_set& set);
+/// select() for sets that hold handles up to sock; null sets allowed, a null
+/// timeout waits without limit, *timeout left as it was. \return the ready
+/// handles, 0 on timeout, -1 with the system error kept.
 TARNLET_API int fds_select(int sock, fd_set* read, fd_set* write, fd_set* except,
                            timeval* timeout);
 
+/// getaddrinfo. \return 0 with *result, owned by the caller and released
+/// with vek_free_nodeaddrinfo; otherwise non-zero, *result untouched and the
+/// last error vekErrNameNotResolved (errSysNameNotResolved) or the system's.
 TARNLET_API int vek_get_nodeaddrinfo(char const* node, char const* service, addrinfo const* hints,
                                      addrinfo** result);
+/// Releases a result of vek_get_nodeaddrinfo.
 TARNLET_API void vek_free_nodeaddrinfo(addrinfo* result);
+/// getnameinfo: host and service names of address into the buffers given
+/// (either may be null with a size of 0). \return 0 on success, non-zero
+/// otherwise.
 TARNLET_API int vek_get_nodenameinfo(sockaddr const* address, int length, char* host,
                                      int hostSize, char* service, int serviceSize, int flags);
 
+/// The object behind an event that fires when a socket is readable or
+/// writable. It does not own the socket. Waits may run on any thread.
 class TARNLET_API vekSelectEvent : public vekBaseEvent {
  public:
-  enum Type { Readable, Writable };
+  /// What the event waits for.
+  enum Type {
+    Readable,  ///< the socket has data, a connection or an end to read
+    Writable   ///< the socket takes a send
+  };
 
-  vekSelectEvent(unsigned long long sock, Type type);
+  vekSelectEvent(unsigned long long sock, Type type);  ///< An object on sock.
+  /// Adds the socket to wait, for reading or for writing.
   void PrepareWait(vekWaitSet& wait) const override;
 
  private:

@@ -51,14 +51,36 @@
 
 #include "vekplatform.h"
 
+/// The length of text in bytes without the terminator; 0 for null.
 TARNLET_API int Strlen(char const* text);
+/// True if the variable name exists, with *value pointing at its text (owned
+/// by the environment, not to be released); false for a null name or an
+/// unknown variable, *value left alone.
 TARNLET_API bool Getenv(char const* name, char const** value);
+/// Writes the home directory (HOME on POSIX, nothing on Windows) with its
+/// terminator. \return its length; 0, buffer untouched, when there is none,
+/// it is empty or it does not fit in size bytes.
 TARNLET_API unsigned uGetHomeDirectory(unsigned size, char* buffer);
+/// A new[] copy of text with its terminator, released by the caller with
+/// delete[]; null for a null text.
 TARNLET_API char* Strnew__(char const* text);
+/// Native text as a new[] wide string, released by the caller with
+/// delete[]; null for a null text or one that holds an invalid sequence.
 TARNLET_API wchar_t* XStrnew(char const* text);
+/// Writes native text into a wide buffer of limit + 1 places. \return
+/// destination; null for a negative limit (nothing written) or an invalid
+/// sequence (destination then holds the empty string).
 TARNLET_API wchar_t* Strtoxstr(wchar_t* destination, char const* text, int limit);
+/// True if the whole of text matches pattern ('*' any run, '?' one
+/// character); case counts on POSIX hosts, not on Windows.
 TARNLET_API bool Strmatch(wchar_t const* text, wchar_t const* pattern);
+/// Writes the neutral (UTF-8) form of wide text with its terminator into
+/// neutral (4 * W + 1 bytes). \return the bytes without the terminator; -1
+/// when a value is no character (written as U+FFFD).
 TARNLET_API int mbxWideToNeut(char const* neutral, wchar_t const* wide);
+/// Writes the wide form of neutral text with its terminator into wide (L + 1
+/// places). \return the wide characters without the terminator; -1 for text
+/// that is not well-formed UTF-8 (each bad byte written as U+FFFD).
 TARNLET_API int mbxNeutToWide(char const* neutral, wchar_t const* wide);
 
 #endif

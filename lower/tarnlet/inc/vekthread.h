@@ -81,47 +81,91 @@
 #include <cstdint>
 
 extern "C" {
+/// Parks the calling thread while *word holds expected. \return true at
+/// once when it holds another value, else when woken (or spuriously); false
+/// once msec milliseconds have passed (-1: no limit). Callers re-check.
 TARNLET_API bool vekWaitOnAddress(std::atomic<std::uint32_t>* word, std::uint32_t expected,
                                   int msec);
+/// Wakes at most one thread parked on word at this moment.
 TARNLET_API void vekWakeByAddressSingle(std::atomic<std::uint32_t>* word);
 }
 
+/// A byte that is not zero while the process has had one thread only; it
+/// turns zero for good before a second thread starts.
 extern TARNLET_API char const* const vekSingleThreaded;
 
+/// A pseudo-handle for the calling thread: the same constant in every
+/// thread, not to be released.
 TARNLET_API void* vekGetCurrentThread();
+/// The calling thread's id as the system knows it; no two live threads share
+/// one.
 TARNLET_API std::uint32_t vekGetCurrentThreadId();
 
-// Results of vekWaitForSingleObject, with the values they have on Windows.
+/// Results of vekWaitForSingleObject, with the values they have on Windows.
 enum : std::uint32_t {
-  vekWaitObject0 = 0,
-  vekWaitTimeout = 258,
-  vekWaitFailed = 0xFFFFFFFFu
+  vekWaitObject0 = 0,          ///< the object was signalled (a unit taken)
+  vekWaitTimeout = 258,        ///< the time passed
+  vekWaitFailed = 0xFFFFFFFFu  ///< the wait failed, the system error kept
 };
-// A wait without a time limit.
+/// A wait without a time limit.
 constexpr int vekInfinite = -1;
 
+/// Makes a counting semaphore of 0..maximumCount units that starts with
+/// initialCount; attributes and name must be null. \return its handle,
+/// owned by the caller and released with vekCloseHandle; null with
+/// errSysInvalidArgument for arguments out of bounds.
 TARNLET_API void* uCreateSemaphore(void* attributes, std::int32_t initialCount,
                                    std::int32_t maximumCount, char const* name);
+/// Gives back count units. \return false, changing nothing, past the
+/// maximum (errSysOther), for a count below 1 (errSysInvalidArgument) or for
+/// no semaphore (errSysBadHandle).
 TARNLET_API bool vekReleaseSemaphore(void* semaphore, std::int32_t count,
                                      std::int32_t* previousCount);
+/// Takes one unit of a semaphore, or waits for a thread handle to be
+/// signalled. \return vekWaitObject0, vekWaitTimeout once msec passed, or
+/// vekWaitFailed (errSysBadHandle for a handle of neither kind).
 TARNLET_API std::uint32_t vekWaitForSingleObject(void* handle, int msec);
 
+/// Runs start(argument) on a new thread. \return the thread's handle, owned
+/// by the caller and released with vekCloseHandle; null, the last error
+/// recorded, when no thread could be made.
 TARNLET_API void* vek_beginthreadex(unsigned int (*start)(void*), void* argument);
+/// Asks the thread to end at its next cancellation point with exitCode.
+/// \return false with errSysBadHandle for no thread handle; true, changing
+/// nothing, for a thread already ended.
 TARNLET_API bool vekTerminateThread(void* thread, std::uint32_t exitCode);
+/// Releases a thread or semaphore handle; a thread goes on. \return false
+/// with errSysBadHandle for anything else.
 TARNLET_API bool vekCloseHandle(void* handle);
 
+/// vek_beginthreadex for an int function; done, when not null, runs on the
+/// new thread once func has ended. \return the handle, released with
+/// StrictThread_Free; VEK_INVALID_HANDLE on failure.
 TARNLET_API void* StrictThread_Launch(int (*func)(void*), void* argument,
                                       void (*done)(void*, bool));
+/// True with func's result in *code once the thread has ended; false
+/// otherwise, *code left alone.
 TARNLET_API bool StrictThread_GetExitCode(void* thread, int* code);
+/// Releases the handle, like vekCloseHandle.
 TARNLET_API void StrictThread_Free(void* thread);
 
+/// The object behind an event that waits on a thread or semaphore handle.
+/// It holds its own reference, so the handle may be released before it.
+/// Waits may run on any thread.
 class TARNLET_API vekMOEvent : public vekBaseEvent {
  public:
-  enum Type : int { moSemaphore = 1, moThread = 2 };
+  /// The kind of handle waited on.
+  enum Type : int {
+    moSemaphore = 1,  ///< a semaphore: signalled while it has a unit (none taken)
+    moThread = 2      ///< a thread: signalled once it has ended
+  };
 
+  /// An object on handle; one that never fires for a handle of another type.
   vekMOEvent(void* handle, Type type);
-  ~vekMOEvent() override;
+  ~vekMOEvent() override;  ///< Drops its reference on the handle's record.
+  /// Adds the handle's waitable object to wait; nothing when it has none.
   void PrepareWait(vekWaitSet& wait) const override;
+  /// Makes what the ended thread did visible to the waiter.
   void OnWaitSatisfied() const override;
 
  private:

@@ -20,14 +20,20 @@
 
 #include <cstdint>
 
+/// A point in time or a span in whole seconds and microseconds, kept
+/// normalized. A value: one thread at a time.
 class TARNLET_API vekTimeval {
  public:
+  /// The value seconds + microseconds / 1000000, normalized.
   vekTimeval(std::int32_t seconds, std::int32_t microseconds);
 
+  /// Sets the value to the current time of day (the real-time clock, seconds
+  /// since 1970, to the microsecond).
   void GetTimeOfDay();
-  double ToDouble() const;
+  double ToDouble() const;  ///< seconds + microseconds / 1000000.
 
-  std::int32_t GetSeconds() const { return seconds; }
+  std::int32_t GetSeconds() const { return seconds; }  ///< The whole seconds, signed.
+  /// The microseconds, in [0, 1000000).
   std::int32_t GetMicroseconds() const { return microseconds; }
 
  private:
@@ -37,10 +43,11 @@ class TARNLET_API vekTimeval {
   std::int32_t microseconds;
 };
 
+/// A vekTimeval that reads the clock when it is made. One thread at a time.
 class TARNLET_API vekTimeMill : public vekTimeval {
  public:
-  vekTimeMill();
-  operator double() const { return ToDouble(); }
+  vekTimeMill();  ///< The current time of day.
+  operator double() const { return ToDouble(); }  ///< As ToDouble().
 };
 
 #endif
