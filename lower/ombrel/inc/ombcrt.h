@@ -27,8 +27,8 @@
 ///   platform's own text for code (a code of the last error,
 ///   ombmem.h) and a line end, as perror does on POSIX. A code the platform
 ///   has no text for (the library's own among them) reads as the C library
-///   reports an unknown one ("Unknown error \<code\>" with glibc); on Windows
-///   the system's message without its line end, or "Unknown error \<code\>".
+///   reports an unknown one ("Unknown error <code>" with glibc); on Windows
+///   the system's message without its line end, or "Unknown error <code>".
 #ifndef OMBCRT_H
 #define OMBCRT_H
 
