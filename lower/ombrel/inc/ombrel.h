@@ -1,4 +1,5 @@
-// ombrel: the lowest of quillon's two platform libraries. One include for all.
+/// \file
+/// ombrel: the lowest of quillon's two platform libraries. One include for all.
 #ifndef OMBREL_H
 #define OMBREL_H
 
