@@ -70,6 +70,8 @@ static_assert(FD_SETSIZE == 1024,
 /// look-up call (the libraries are loaded with the program or early enough
 /// for the static TLS room that the C library keeps).
 #  define VEK_FAST_THREAD_LOCAL __attribute__((tls_model("initial-exec"))) thread_local
+/// The format archetype that vek_printf's arguments are checked against: the
+/// printf that ombrel calls (mingw-w64's C99 one, gnu_printf, on Windows).
 #  define VEK_PRINTF_FORMAT printf
 #endif
 
