@@ -96,6 +96,9 @@ bool MakeSymbolicLink(std::string const& target, std::string const& link);
 // Sends all size bytes on a connected socket of the library, never raising
 // SIGPIPE; false when the system refused.
 bool SendAll(std::uint64_t socket, void const* data, std::size_t size);
+// Makes the close of a connected socket abortive: the peer gets a reset
+// instead of the end of the stream. False when the system refused.
+bool ResetOnClose(std::uint64_t socket);
 // True when a child would inherit the handle (a file, pipe or socket handle
 // of the library, as its own integer).
 bool IsInheritable(std::uintptr_t handle);

@@ -187,6 +187,11 @@ bool SendAll(std::uint64_t socket, void const* data, std::size_t size) {
   return true;
 }
 
+bool ResetOnClose(std::uint64_t socket) {
+  linger const abortive{1, 0};
+  return setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_LINGER, &abortive, sizeof abortive) == 0;
+}
+
 bool IsInheritable(std::uintptr_t handle) {
   int flags = fcntl(static_cast<int>(handle), F_GETFD);
   return flags != -1 && (flags & FD_CLOEXEC) == 0;

@@ -221,6 +221,12 @@ bool SendAll(std::uint64_t socket, void const* data, std::size_t size) {
   return true;
 }
 
+bool ResetOnClose(std::uint64_t socket) {
+  linger const abortive{1, 0};
+  return setsockopt(static_cast<SOCKET>(socket), SOL_SOCKET, SO_LINGER, reinterpret_cast<char const*>(&abortive),
+                    sizeof abortive) == 0;
+}
+
 bool IsInheritable(std::uintptr_t handle) {
   DWORD flags = 0;
   return GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) && (flags & HANDLE_FLAG_INHERIT) != 0;
