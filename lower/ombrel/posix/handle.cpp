@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "handles.h"
+#include "system.h"
 #include "ombmem.h"
 
 bool win32CloseFileHandle(void* handle) {

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "ombmem.h"
-#include "widetext.h"
+#include "system.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include <windows.h>
 
-#include "handles.h"
 #include "ombmem.h"
+#include "system.h"
 
 bool win32CloseFileHandle(void* handle) {
   if (handle == VEK_INVALID_HANDLE) {

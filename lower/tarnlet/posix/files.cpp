@@ -19,7 +19,7 @@
 #include <string>
 
 #include "filenames.h"
-#include "handles.h"
+#include "system.h"
 #include "ombmem.h"
 #include "textcase.h"
 #include "vektext.h"

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <ctime>
 
-#include "handles.h"
+#include "system.h"
 #include "ombmem.h"
 #include "vekfile.h"
 #include "vekpipe.h"

@@ -12,10 +12,9 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "handles.h"
+#include "system.h"
 #include "launch.h"
 #include "ombmem.h"
-#include "pollwait.h"
 #include "vekproc.h"
 #include "waitset.h"
 

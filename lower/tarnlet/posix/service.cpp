@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "handles.h"
+#include "system.h"
 #include "ombmem.h"
 
 bool vekServiceBase::IsEventSignaled(void* handle) {

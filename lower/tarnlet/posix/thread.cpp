@@ -19,7 +19,6 @@
 
 #include "ombhandle.h"
 #include "ombmem.h"
-#include "pollwait.h"
 #include "threadrecord.h"
 #include "vekthread.h"
 #include "waitset.h"

@@ -6,7 +6,6 @@
 #include <chrono>
 
 #include "ombmem.h"
-#include "pollwait.h"
 #include "prepareevents.h"
 #include "vekevent.h"
 #include "waitset.h"

@@ -36,4 +36,10 @@ class vekWaitSet {
   std::size_t current = 0;
 };
 
+// poll() over fds until one is ready or msec milliseconds have passed in all
+// (-1: no limit), going on after a signal with the time that is left.
+// Returns what poll returned last: > 0 ready, 0 time passed, -1 failed with
+// the error kept for errMapError. Every wait of the library runs it.
+int vekPollUntil(pollfd* fds, nfds_t count, int msec);
+
 #endif

@@ -11,12 +11,10 @@
 #include <memory>
 #include <string>
 
-#include "errorcodes.h"
 #include "filenames.h"
-#include "handles.h"
 #include "ombmem.h"
+#include "system.h"
 #include "textcase.h"
-#include "widetext.h"
 
 namespace {
 

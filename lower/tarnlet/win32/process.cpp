@@ -11,8 +11,8 @@
 #include "ombhandle.h"
 #include "launch.h"
 #include "ombmem.h"
+#include "system.h"
 #include "waitset.h"
-#include "widetext.h"
 
 namespace {
 

@@ -5,7 +5,8 @@
 #include <winsock2.h>
 #include <windows.h>
 
-#include "errorcodes.h"
+#include "system.h"
+
 
 int const vekNameTooLongCode = ERROR_FILENAME_EXCED_RANGE;
 

@@ -1,7 +1,7 @@
-// ombrel and tarnlet, inside: how the POSIX code of both libraries holds its
-// handles. POSIX code only.
-#ifndef OMBREL_POSIX_HANDLES_H
-#define OMBREL_POSIX_HANDLES_H
+// ombrel and tarnlet, inside: what the POSIX code of both libraries shares
+// about the system: how it holds its handles. POSIX code only.
+#ifndef OMBREL_POSIX_SYSTEM_H
+#define OMBREL_POSIX_SYSTEM_H
 
 #include <dirent.h>
 
