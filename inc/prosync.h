@@ -64,6 +64,8 @@ class QUILLON_API proMutex {
   bool TakeAlone(std::uint32_t& seen);
   // Takes the mutex once the first attempt found it owned or waited for.
   void WaitForTurn(std::uint32_t seen);
+  // Counts a wake and wakes one parked waiter.
+  void WakeOne();
   void BecomeOwner(std::uint32_t self);
 
   // TryLock takes the word only from 0 (free, nobody waiting) in one
@@ -76,6 +78,12 @@ class QUILLON_API proMutex {
   // Written by the owner only; other threads read it without a lock just to
   // learn that it is not their own id.
   std::atomic<std::uint32_t> ownerId;
+  // The wakes given so far, which counted waiters park on. The owned bit of
+  // lockWord changes with every Lock and Unlock of a busy owner, this count
+  // only when a waiter is woken, so a parked waiter sleeps until then. It
+  // has a cache line of its own (64 bytes): a waiter parking or waking
+  // does not take the owner's line away.
+  alignas(64) std::atomic<std::uint32_t> wakes;
 };
 
 /// The face of a semaphore: a pool of units.

@@ -116,6 +116,52 @@ TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
   EXPECT_TRUE(TakenByAnotherThread(mutex)) << "nobody holds or waits any more";
 }
 
+// The first park on the watched mutex stops before it reaches the library
+// until the wake that should end it has gone out: a waiter on its way to
+// park when the Unlock comes.
+struct LatePark {
+  std::atomic<proMutex const*> watched{nullptr};
+  std::atomic<void*> word{nullptr};
+  std::atomic<bool> woken{false};
+} late;
+
+void HoldFirstPark(void const* word) {
+  auto const* mutex = reinterpret_cast<char const*>(late.watched.load());
+  auto const* at = static_cast<char const*>(word);
+  if (mutex == nullptr || at < mutex || at >= mutex + sizeof(proMutex)) return;
+  void* expected = nullptr;
+  if (late.word.compare_exchange_strong(expected, const_cast<void*>(word))) {
+    qtest::WaitUntil([] { return late.woken.load(); });
+  }
+}
+
+void PassWake(void const*, std::function<void()> const& next) { next(); }
+
+qtest::host::AddressWaitHooks const lateParkHooks{&HoldFirstPark, &PassWake};
+
+TEST(SyncMutex, AWakeThatComesBeforeTheWaiterParksIsNotLost) {
+  QTEST_POSIX_ONLY("the test program's own definitions in front of the library's (symbol interposition)");
+  ASSERT_TRUE(qtest::host::WatchAddressWaits(&lateParkHooks));
+  proMutex mutex;
+  late.watched = &mutex;
+  ASSERT_TRUE(mutex.Lock());
+  std::atomic<bool> waiterOwns{false};
+  std::thread waiter([&] {
+    if (!mutex.Lock()) return;
+    waiterOwns = true;
+    mutex.Unlock();
+  });
+  EXPECT_TRUE(qtest::WaitUntil([] { return late.word.load() != nullptr; })) << "the waiter parks";
+  EXPECT_TRUE(mutex.Unlock());
+  late.woken = true;
+  bool const taken = qtest::WaitUntil([&] { return waiterOwns.load(); });
+  EXPECT_TRUE(taken) << "the waiter slept through the wake";
+  if (!taken) vekWakeByAddressSingle(static_cast<std::atomic<std::uint32_t>*>(late.word.load()));
+  waiter.join();
+  late.watched = nullptr;
+  qtest::host::WatchAddressWaits(nullptr);
+}
+
 TEST(SyncMutex, MixedLockAndTryLockKeepExclusion) {
   proMutex mutex;
   int inside = 0;  // guarded by mutex; ThreadSanitizer sees any breach

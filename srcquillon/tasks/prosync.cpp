@@ -11,11 +11,9 @@ std::uint32_t SelfId() {
   return selfId;
 }
 
-// The pseudo-handle that stands for the calling thread: one constant for all.
-void* CurrentThreadHandle() {
-  static void* const handle = vekGetCurrentThread();
-  return handle;
-}
+// The pseudo-handle that stands for the calling thread: one constant for all,
+// asked for once at load rather than behind a guard on every Lock.
+void* const currentThreadHandle = vekGetCurrentThread();
 
 // While the process has one thread, no other thread can reach a lock word,
 // and plain loads and stores take and give it without a locked instruction.
@@ -29,6 +27,7 @@ bool proMutex::Initialize() {
   // A second call would free a mutex that has an owner and waiters.
   if (valid) return true;
   lockWord.store(0, std::memory_order_relaxed);
+  wakes.store(0, std::memory_order_relaxed);
   ownerId.store(noOwner, std::memory_order_relaxed);
   valid = true;
   return true;
@@ -36,14 +35,16 @@ bool proMutex::Initialize() {
 
 proMutex::~proMutex() = default;
 
-bool proMutex::NestIfOwner(std::uint32_t self) {
+// The steps of Lock, TryLock and Unlock that need no waiting are inline, so
+// that each operation is one call with no calls inside.
+inline bool proMutex::NestIfOwner(std::uint32_t self) {
   if (ownerId.load(std::memory_order_relaxed) != self) return false;
   ++depth;
   return true;
 }
 
-void proMutex::BecomeOwner(std::uint32_t self) {
-  ownerHandle = CurrentThreadHandle();
+inline void proMutex::BecomeOwner(std::uint32_t self) {
+  ownerHandle = currentThreadHandle;
   ownerId.store(self, std::memory_order_relaxed);
   depth = 1;
 }
@@ -58,7 +59,7 @@ bool proMutex::Lock() {
   return true;
 }
 
-bool proMutex::TakeFree(std::uint32_t& seen) {
+inline bool proMutex::TakeFree(std::uint32_t& seen) {
   if (OnlyThread()) return TakeAlone(seen);
   // Only the owned bit's old value is asked for: one locked bit-test-and-set.
   if ((lockWord.fetch_or(owned, std::memory_order_acquire) & owned) == 0) return true;
@@ -66,14 +67,14 @@ bool proMutex::TakeFree(std::uint32_t& seen) {
   return false;
 }
 
-bool proMutex::TakeUnwanted(std::uint32_t& seen) {
+inline bool proMutex::TakeUnwanted(std::uint32_t& seen) {
   if (OnlyThread()) return TakeAlone(seen);
   seen = 0;
   return lockWord.compare_exchange_strong(seen, owned, std::memory_order_acquire,
                                           std::memory_order_relaxed);
 }
 
-bool proMutex::TakeAlone(std::uint32_t& seen) {
+inline bool proMutex::TakeAlone(std::uint32_t& seen) {
   // Nobody else can own or wait: free is 0.
   seen = lockWord.load(std::memory_order_relaxed);
   if (seen != 0) return false;
@@ -85,29 +86,33 @@ bool proMutex::TakeAlone(std::uint32_t& seen) {
 [[gnu::noinline]] void proMutex::WaitForTurn(std::uint32_t seen) {
   // A free mutex is taken at once, waiters or not; an owned one is waited
   // for as a counted waiter, so that an Unlock wakes one and TryLock fails.
-  // A counted waiter that runs clears wakePending before it parks or takes
-  // the mutex, so the next Unlock wakes again.
+  // A waiter parks on the wake count, read before the step in which it last
+  // looked at the word: a wake counted after that step ends the park.
   bool counted = false;
   for (;;) {
-    std::uint32_t next = seen;
     if ((seen & owned) == 0) {
-      next = counted ? ((seen | owned) - oneWaiter) & ~wakePending : seen | owned;
-    } else if (!counted) {
-      next = seen + oneWaiter;
-    } else if ((seen & wakePending) != 0) {
-      next = seen & ~wakePending;
+      std::uint32_t const next = counted ? ((seen | owned) - oneWaiter) & ~wakePending : seen | owned;
+      if (lockWord.compare_exchange_weak(seen, next, std::memory_order_acquire,
+                                         std::memory_order_relaxed)) {
+        return;
+      }
+      continue;
+    }
+    std::uint32_t const turn = wakes.load(std::memory_order_seq_cst);
+    // Each look also takes up a wake given (clears wakePending), so the next
+    // Unlock wakes again.
+    if (counted) {
+      seen = lockWord.fetch_and(~wakePending, std::memory_order_seq_cst) & ~wakePending;
+      if ((seen & owned) == 0) continue;
+    } else if (lockWord.compare_exchange_weak(seen, (seen + oneWaiter) & ~wakePending,
+                                              std::memory_order_seq_cst,
+                                              std::memory_order_relaxed)) {
+      counted = true;
     } else {
-      vekWaitOnAddress(&lockWord, seen, vekInfinite);
-      seen = lockWord.load(std::memory_order_relaxed);
       continue;
     }
-    if (!lockWord.compare_exchange_weak(seen, next, std::memory_order_acquire,
-                                        std::memory_order_relaxed)) {
-      continue;
-    }
-    if ((next & owned) != 0 && (seen & owned) == 0) return;
-    counted = true;
-    seen = next;
+    vekWaitOnAddress(&wakes, turn, vekInfinite);
+    seen = lockWord.load(std::memory_order_relaxed);
   }
 }
 
@@ -138,12 +143,20 @@ bool proMutex::Unlock() {
   for (;;) {
     bool const wake = seen >= oneWaiter && (seen & wakePending) == 0;
     std::uint32_t const next = (seen - owned) | (wake ? wakePending : 0);
-    if (lockWord.compare_exchange_weak(seen, next, std::memory_order_release,
+    if (lockWord.compare_exchange_weak(seen, next, std::memory_order_seq_cst,
                                        std::memory_order_relaxed)) {
-      if (wake) vekWakeByAddressSingle(&lockWord);
+      if (wake) WakeOne();
       return true;
     }
   }
+}
+
+void proMutex::WakeOne() {
+  // Counted after the wake was marked in the lock word (both in one total
+  // order with the waiters' reads), so a waiter that saw no mark parks on a
+  // count older than this one.
+  wakes.fetch_add(1, std::memory_order_seq_cst);
+  vekWakeByAddressSingle(&wakes);
 }
 
 proSemaphoreBase::~proSemaphoreBase() = default;
