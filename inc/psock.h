@@ -80,6 +80,11 @@ class QUILLON_API psockStreamImpl : public psockStream {
 
   int Read(void* p, int n, bool oob) override;
   int Write(void const* p, int n, bool oob) override;
+  /// Beyond the interface: one send of head followed by body, as if they
+  /// were one buffer (gathered, so they need not be copied together), with
+  /// the result and the failure handling of Write. The framed write sends a
+  /// message's count and payload through it.
+  int WriteGathered(void const* head, int headLength, void const* body, int bodyLength);
   bool Exception() override;
   int Select(fd_set* read, fd_set* write, fd_set* except, timeval* tv) override;
   int SelectWait(fd_set* read, fd_set* write, fd_set* except, timeval* tv) override;

@@ -3,6 +3,7 @@
 // on 127.0.0.1 with ports the system picks; every wait is bounded.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "quillon.h"
 #include "testsupport.h"
@@ -133,6 +135,37 @@ TEST(SocketFrame, LayoutIsCountThenPayloadAndEmptyFramesAddNothing) {
   EXPECT_EQ(Bytes(received), "12345");
   EXPECT_EQ(QTEST_BOUNDED("the framed read after the empty frame", Read(*c.server, received)), errOK);
   EXPECT_EQ(Bytes(received), "12345xyz");
+}
+
+// A stream of its own class over a library stream, whose Write sends at most
+// 3 bytes a call and notes what each call was asked to send.
+class ShortWrites : public psockStream {
+ public:
+  explicit ShortWrites(psockStream& inner) : inner(inner) {}
+  int Read(void* p, int n, bool oob) override { return inner.Read(p, n, oob); }
+  int Write(void const* p, int n, bool oob) override {
+    asked.push_back(n);
+    return inner.Write(p, std::min(n, 3), oob);
+  }
+  bool Exception() override { return inner.Exception(); }
+  int Select(fd_set* r, fd_set* w, fd_set* e, timeval* tv) override { return inner.Select(r, w, e, tv); }
+  int SelectWait(fd_set* r, fd_set* w, fd_set* e, timeval* tv) override { return inner.SelectWait(r, w, e, tv); }
+  errstatus getErr() override { return inner.getErr(); }
+  unsigned long long getSock() override { return inner.getSock(); }
+  void CloseSocket() override { inner.CloseSocket(); }
+  std::vector<int> asked;
+
+ private:
+  psockStream& inner;
+};
+
+TEST(SocketFrame, StreamsOfOtherClassesGetTheCountThenThePayloadThroughTheirWrite) {
+  Connection c = Connect();
+  ShortWrites stream(*c.client);
+  dsXArray<char> a;
+  EXPECT_EQ(Write(stream, Fill(a, "abcdefgh")), errOK);
+  EXPECT_EQ(stream.asked, (std::vector<int>{4, 1, 8, 5, 2}));  // each short write finished
+  EXPECT_EQ(Frame(*c.server), "abcdefgh");
 }
 
 TEST(SocketFrame, BackToBackLargeAndByteByByteFramesArriveWhole) {

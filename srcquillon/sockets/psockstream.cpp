@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <typeinfo>
 
 #include "bdtstream.h"
 #include "foundation/shared.h"
@@ -15,10 +16,8 @@ namespace {
 int const kPortable = 1;
 // The most a frame's array grows before any of its payload has arrived.
 unsigned int const kFirstRoom = 16384;
-// The bytes of a frame's count, and the largest payload written together with
-// its count.
-unsigned int const kCountBytes = 4;
-unsigned int const kOneSend = 16384;
+// The bytes of a frame's count.
+int const kCountBytes = 4;
 
 // A failed transfer keeps its mapped status in err; a receive of nothing maps
 // to success and keeps nothing.
@@ -67,6 +66,12 @@ int psockStreamImpl::Read(void* p, int n, bool oob) {
 
 int psockStreamImpl::Write(void const* p, int n, bool oob) {
   int sent = vek_send(sock, p, n, oob ? vekMsgOob : 0);
+  if (sent == -1) KeepFailure(err);
+  return sent;
+}
+
+int psockStreamImpl::WriteGathered(void const* head, int headLength, void const* body, int bodyLength) {
+  int sent = vek_send_gathered(sock, head, headLength, body, bodyLength, 0);
   if (sent == -1) KeepFailure(err);
   return sent;
 }
@@ -135,21 +140,42 @@ errstatus Read(psockStream& s, char* p, int& n) {
   return e;
 }
 
-errstatus Write(psockStream& s, dsXArray<char>& a) {
-  // A payload up to kOneSend bytes goes out behind its count in one write, so
-  // that the peer is not woken for a segment of 4 bytes (the socket sends at
-  // once); a larger one goes out straight from the array, behind its count.
-  char frame[kCountBytes + kOneSend];
-  std::strstreambuf headerBuffer(frame, kCountBytes, frame);
-  bdtOStream encoder(&headerBuffer, kPortable);
-  encoder << static_cast<int>(a.GetSize());
-  if (a.GetSize() <= kOneSend) {
-    if (a.GetSize() > 0) std::memcpy(frame + kCountBytes, a.GetDataPtr(), a.GetSize());
-    return Write(s, frame, static_cast<int>(kCountBytes + a.GetSize()));
-  }
-  errstatus e = Write(s, frame, static_cast<int>(kCountBytes));
+namespace {
+
+// One frame on the library's own stream: the count and the payload in one
+// gathered send, so that the peer is not woken for a segment of 4 bytes (the
+// socket sends at once) and the payload is not copied; whatever a short send
+// leaves goes out as the exact write sends.
+errstatus WriteFrame(psockStreamImpl& s, char const* count, char const* payload, int size) {
+  errstatus e = s.getErr();
   if (e != errOK) return e;
-  return Write(s, a.GetDataPtr(), static_cast<int>(a.GetSize()));
+  int sent = std::max(s.WriteGathered(count, kCountBytes, payload, size), 0);
+  e = s.getErr();
+  if (e != errOK) return e;
+  if (sent < kCountBytes) {
+    e = Write(s, count + sent, kCountBytes - sent);
+    if (e != errOK) return e;
+    sent = kCountBytes;
+  }
+  return Write(s, payload + (sent - kCountBytes), size - (sent - kCountBytes));
+}
+
+}  // namespace
+
+errstatus Write(psockStream& s, dsXArray<char>& a) {
+  char count[kCountBytes];
+  std::strstreambuf countBuffer(count, kCountBytes, count);
+  bdtOStream encoder(&countBuffer, kPortable);
+  int const size = static_cast<int>(a.GetSize());
+  encoder << size;
+  // A stream of another class (a subclass of psockStreamImpl too) gets its
+  // own Write calls: the count, then the payload.
+  if (typeid(s) == typeid(psockStreamImpl)) {
+    return WriteFrame(static_cast<psockStreamImpl&>(s), count, a.GetDataPtr(), size);
+  }
+  errstatus e = Write(s, count, kCountBytes);
+  if (e != errOK) return e;
+  return Write(s, a.GetDataPtr(), size);
 }
 
 namespace {

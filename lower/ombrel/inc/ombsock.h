@@ -11,7 +11,7 @@
 /// - Every socket these operations make (vek_socket, vek_accept) is
 ///   close-on-exec, so no child process inherits it. An IPv6 socket is made
 ///   dual-stack: bound to the wildcard it also hears IPv4. TCP sockets send
-///   at once (no Nagle delay), since a framed message goes out in two sends.
+///   at once (no Nagle delay), since a framed message may go out in two sends.
 /// - Interrupted calls are resumed; none of them fails for a signal.
 /// - vek_recv and vek_send take a 64-bit length (more than INT_MAX bytes are
 ///   handled as INT_MAX) and the flags below. vek_send never raises SIGPIPE: a
@@ -20,7 +20,10 @@
 ///   vekErrPeerClosed is recorded as the last error, so that errMapError()
 ///   reports errSysPeerClosed; a receive of 0 bytes returns 0 and records no
 ///   error (the last error is cleared).
-/// - vek_recv_queued is the one operation with no call of its name: how many
+/// - vek_send_gathered sends two buffers, one after the other, in one call
+///   (sendmsg on POSIX, WSASend on Windows) as vek_send sends one: the bytes
+///   sent count through the first buffer into the second.
+/// - vek_recv_queued has no call of its name either: how many
 ///   bytes a receive could take now without waiting, those that have arrived
 ///   and not been received (FIONREAD, of ioctl on POSIX and of ioctlsocket on
 ///   Windows); 0 when none have.
@@ -75,6 +78,11 @@ OMBREL_API int vek_recv(unsigned long long sock, void* buffer, long long length,
 /// (errSysBrokenPipe or errSysConnReset to a closed peer); never raises
 /// SIGPIPE.
 OMBREL_API int vek_send(unsigned long long sock, void const* buffer, long long length, int flags);
+/// send of head (headLength bytes) followed by body (bodyLength bytes), as one
+/// buffer: the bytes sent (at most INT_MAX, head's first), or -1 with the
+/// system error kept, as vek_send.
+OMBREL_API int vek_send_gathered(unsigned long long sock, void const* head, long long headLength,
+                                 void const* body, long long bodyLength, int flags);
 /// The bytes that have arrived and not been received, which a receive could
 /// take now without waiting; 0 when none have, -1 with the system error kept.
 OMBREL_API long long vek_recv_queued(unsigned long long sock);

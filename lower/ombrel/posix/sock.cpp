@@ -7,8 +7,10 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 
@@ -124,6 +126,21 @@ int vek_recv(unsigned long long sock, void* buffer, long long length, int flags)
 int vek_send(unsigned long long sock, void const* buffer, long long length, int flags) {
   for (;;) {
     ssize_t sent = ::send(Fd(sock), buffer, Clamp(length), PlatformFlags(flags) | MSG_NOSIGNAL);
+    if (sent >= 0) return static_cast<int>(sent);
+    if (errno != EINTR) return Fail();
+  }
+}
+
+int vek_send_gathered(unsigned long long sock, void const* head, long long headLength,
+                      void const* body, long long bodyLength, int flags) {
+  std::size_t const headBytes = Clamp(headLength);
+  iovec pieces[2] = {{const_cast<void*>(head), headBytes},
+                     {const_cast<void*>(body), Clamp(std::min<long long>(bodyLength, INT_MAX - headBytes))}};
+  msghdr message{};
+  message.msg_iov = pieces;
+  message.msg_iovlen = 2;
+  for (;;) {
+    ssize_t sent = ::sendmsg(Fd(sock), &message, PlatformFlags(flags) | MSG_NOSIGNAL);
     if (sent >= 0) return static_cast<int>(sent);
     if (errno != EINTR) return Fail();
   }

@@ -6,6 +6,7 @@
 #include <ws2tcpip.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <climits>
 
 #include "ombmem.h"
@@ -104,6 +105,19 @@ int vek_recv(unsigned long long sock, void* buffer, long long length, int flags)
 int vek_send(unsigned long long sock, void const* buffer, long long length, int flags) {
   int sent = ::send(Sock(sock), static_cast<char const*>(buffer), Clamp(length), PlatformFlags(flags));
   return sent == SOCKET_ERROR ? Fail() : sent;
+}
+
+int vek_send_gathered(unsigned long long sock, void const* head, long long headLength,
+                      void const* body, long long bodyLength, int flags) {
+  int const headBytes = Clamp(headLength);
+  WSABUF pieces[2] = {{static_cast<ULONG>(headBytes), static_cast<char*>(const_cast<void*>(head))},
+                      {static_cast<ULONG>(Clamp(std::min<long long>(bodyLength, INT_MAX - headBytes))),
+                       static_cast<char*>(const_cast<void*>(body))}};
+  DWORD sent = 0;
+  if (::WSASend(Sock(sock), pieces, 2, &sent, PlatformFlags(flags), nullptr, nullptr) == SOCKET_ERROR) {
+    return Fail();
+  }
+  return static_cast<int>(sent);
 }
 
 long long vek_recv_queued(unsigned long long sock) {
