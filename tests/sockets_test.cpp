@@ -168,6 +168,21 @@ TEST(SocketFrame, StreamsOfOtherClassesGetTheCountThenThePayloadThroughTheirWrit
   EXPECT_EQ(Frame(*c.server), "abcdefgh");
 }
 
+TEST(SocketFrame, ASendCutShortIsFinishedFromWhereItStopped) {
+  QTEST_POSIX_ONLY("a signal that cuts a send short");
+  Connection c = Connect();
+  std::string const payload = Pattern(8 << 20);
+  dsXArray<char> a;
+  std::atomic<errstatus> written{errNothingYet};
+  std::thread writer([&] { written = Write(*c.client, Fill(a, payload)); });
+  // Nothing is read yet: the send fills the socket's buffers and waits there.
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_TRUE(qtest::host::InterruptThread(writer));
+  EXPECT_TRUE(Frame(*c.server) == payload) << "the frame's bytes out of order";
+  QTEST_BOUNDED("the writer", writer.join());
+  EXPECT_EQ(written.load(), errOK);
+}
+
 TEST(SocketFrame, BackToBackLargeAndByteByByteFramesArriveWhole) {
   std::string const frames[] = {Pattern(10000), "second", "third"};
   auto sendFrames = [&](psockStream& s) {

@@ -20,6 +20,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 // Whether a test program's own operator new[] and delete[] replace those that
@@ -119,6 +120,10 @@ class DefaultBrokenPipeSignal {
 // True while a SIGPIPE waits to be delivered to the calling thread or process
 // (never, where there is no SIGPIPE).
 bool BrokenPipeSignalPending();
+// Interrupts the system call that thread waits in, with a signal whose
+// handler does nothing, so that the call returns early (a send that has sent
+// part of its bytes returns their count). False where that cannot be done.
+bool InterruptThread(std::thread& thread);
 
 // True when the program runs under Wine (ntdll has wine_get_version), whose
 // known gaps a test may skip at run time (QTEST_WINE_GAP).

@@ -267,6 +267,17 @@ DefaultBrokenPipeSignal::~DefaultBrokenPipeSignal() {
   if (active) sigaction(SIGPIPE, &savedBrokenPipeAction, nullptr);
 }
 
+namespace {
+void Nothing(int) {}
+}  // namespace
+
+bool InterruptThread(std::thread& thread) {
+  struct sigaction interrupt {};
+  interrupt.sa_handler = Nothing;  // no SA_RESTART: the waiting call returns
+  sigemptyset(&interrupt.sa_mask);
+  return sigaction(SIGUSR2, &interrupt, nullptr) == 0 && pthread_kill(thread.native_handle(), SIGUSR2) == 0;
+}
+
 bool BrokenPipeSignalPending() {
   sigset_t pending;
   sigemptyset(&pending);

@@ -267,6 +267,9 @@ DefaultBrokenPipeSignal::DefaultBrokenPipeSignal() : active(true) {}
 DefaultBrokenPipeSignal::~DefaultBrokenPipeSignal() {}
 bool BrokenPipeSignalPending() { return false; }
 
+// Windows has no signal that ends a waiting call.
+bool InterruptThread(std::thread&) { return false; }
+
 // A DLL's functions cannot be replaced by the program's own definitions.
 bool WatchAddressWaits(AddressWaitHooks const*) { return false; }
 
