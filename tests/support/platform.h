@@ -15,10 +15,8 @@
 #ifndef QUILLON_TEST_PLATFORM_H
 #define QUILLON_TEST_PLATFORM_H
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -69,8 +67,6 @@ std::string ExecutablePath();
 // The program's arguments as native text (msvcrt gives main its arguments in
 // the ANSI code page; Windows reads them from the command line itself).
 std::vector<std::string> ProgramArguments(int argc, char** argv);
-// The value of an environment variable; nothing when it is not set.
-std::optional<std::string> GetEnv(char const* name);
 // Sets an environment variable, or removes it when value is null.
 void SetEnv(char const* name, char const* value);
 std::uint32_t ProcessId();
@@ -81,13 +77,6 @@ std::uint32_t ThreadId();
 void FailWithBadHandle();
 // Standard input and output carry bytes as they are (no line-end rewriting).
 void UseBinaryStandardStreams();
-
-// Runs argv (argv[0] found on PATH) with input on its standard input, which
-// then ends. Standard output and error are collected where output and errors
-// are not null and inherited otherwise. Gives the exit status, or -1 when the
-// program could not start or did not end within limit (it is killed then).
-int RunProgram(std::vector<std::string> const& argv, std::string const& input, std::string* output,
-               std::string* errors, std::chrono::milliseconds limit);
 
 // Makes a symbolic link at link that holds target (a file's name; Windows
 // makes it without privilege where the system allows).

@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "ombcrt.h"
+#include "vekpipe.h"
 #include "vekproc.h"
 
 namespace qtest {
@@ -49,9 +51,9 @@ void RemoveRunDirectory() {
 
 void PrepareRunDirectory() {
   std::error_code ignored;
-  std::optional<std::string> inherited = host::GetEnv(kRunDirectoryVariable);
-  if (inherited && std::filesystem::is_directory(std::filesystem::u8path(*inherited), ignored)) {
-    Run().path = *inherited;
+  char const* inherited = vek_getenv(kRunDirectoryVariable);
+  if (inherited != nullptr && std::filesystem::is_directory(std::filesystem::u8path(inherited), ignored)) {
+    Run().path = inherited;
     return;
   }
   Run().path = host::MakeUniqueDirectory(host::TempFolder(), "quillon-test-");
@@ -118,7 +120,7 @@ std::string Native(std::string path) {
 }
 
 EnvVar::EnvVar(char const* name, char const* value) : name(name) {
-  saved = host::GetEnv(name);
+  if (char const* old = vek_getenv(name)) saved = old;
   Set(value);
 }
 
@@ -149,9 +151,70 @@ std::string HelperCommand(std::string const& mode, std::vector<std::string> cons
   return CommandLine(argv);
 }
 
+namespace {
+
+// One standard stream of a child: a pipe of the library's, whose child end
+// the launch hands over, or (both ends all ones) the parent's own stream.
+struct ChildStream {
+  void* child = VEK_INVALID_HANDLE;
+  void* parent = VEK_INVALID_HANDLE;
+
+  bool MakePipe(bool childReads) {
+    vekOutputPipe write;
+    vekInputPipe read;
+    if (!vekAnonymousPipe::Create(write, read)) return false;
+    child = childReads ? read.fd() : write.fd();
+    parent = childReads ? write.fd() : read.fd();
+    return true;
+  }
+  static void Close(void*& end) {
+    if (end != VEK_INVALID_HANDLE) vekPipeClose(end);
+    end = VEK_INVALID_HANDLE;
+  }
+};
+
+void Collect(void* from, std::string* into) {
+  char chunk[4096];
+  unsigned got = 0;
+  while (vekPipeRead(from, chunk, sizeof chunk, &got) && got > 0) into->append(chunk, got);
+}
+
+}  // namespace
+
 int RunProgram(std::vector<std::string> const& argv, std::string* output, std::chrono::milliseconds limit,
                std::string const& input, std::string* errors) {
-  return host::RunProgram(argv, input, output, errors, limit);
+  ChildStream in, out, err;
+  bool ready = in.MakePipe(true) && (output == nullptr || out.MakePipe(false)) &&
+               (errors == nullptr || err.MakePipe(false));
+  void* process = nullptr;
+  std::uint32_t id = 0;
+  ready = ready && Process_Launch(&process, &id, CommandLine(argv).c_str(), nullptr, in.child, out.child,
+                                  err.child, 1);
+  for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->child);
+  if (!ready) {
+    for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->parent);
+    return -1;
+  }
+  // The pipes end with the child: a write blocked on a full pipe fails, the
+  // readers see the end.
+  std::thread writer([&] {
+    unsigned written = 0;
+    if (!input.empty()) vekPipeWrite(in.parent, input.data(), static_cast<unsigned>(input.size()), &written);
+    ChildStream::Close(in.parent);  // the child's input ends
+  });
+  std::thread outReader([&] { if (output != nullptr) Collect(out.parent, output); });
+  std::thread errReader([&] { if (errors != nullptr) Collect(err.parent, errors); });
+  std::int32_t code = -1;
+  bool const ended = WaitUntil([&] { return Process_Wait(process, &code, false, false); }, limit);
+  if (!ended) {
+    Process_Kill(process);
+    Process_Wait(process, &code, true, false);
+  }
+  Process_Free(process);
+  for (std::thread* thread : {&writer, &outReader, &errReader}) thread->join();
+  ChildStream::Close(out.parent);
+  ChildStream::Close(err.parent);
+  return ended ? code : -1;
 }
 
 void EndStuckTest(char const* file, int line, char const* what) {
