@@ -39,6 +39,21 @@ RunDirectory& Run() {
   return run;
 }
 
+// Removes a directory and everything in it, read-only entries included;
+// follows no link.
+void RemoveTree(std::string const& path) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  // Make everything removable first: a test may leave read-only entries.
+  for (auto it = fs::recursive_directory_iterator(fs::u8path(path), ignored); it != fs::recursive_directory_iterator();
+       it.increment(ignored)) {
+    if (!it->is_symlink(ignored)) {
+      fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+    }
+  }
+  fs::remove_all(fs::u8path(path), ignored);
+}
+
 void RemoveRunDirectory() {
   RunDirectory& run = Run();
   // A forked child that calls exit() must not take its parent's directory.
@@ -70,19 +85,6 @@ TempDir::TempDir(std::string const& base)
 }
 
 TempDir::~TempDir() { RemoveTree(path); }
-
-void RemoveTree(std::string const& path) {
-  namespace fs = std::filesystem;
-  std::error_code ignored;
-  // Make everything removable first: a test may leave read-only entries.
-  for (auto it = fs::recursive_directory_iterator(fs::u8path(path), ignored); it != fs::recursive_directory_iterator();
-       it.increment(ignored)) {
-    if (!it->is_symlink(ignored)) {
-      fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
-    }
-  }
-  fs::remove_all(fs::u8path(path), ignored);
-}
 
 void WriteFile(std::string const& path, std::string const& bytes) {
   std::ofstream out(std::filesystem::u8path(path), std::ios::binary | std::ios::trunc);
