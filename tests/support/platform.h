@@ -49,11 +49,6 @@ extern char const* const kUtf8Locale;
 
 // --- The test program and its environment ----------------------------------
 
-// The folder for temporary files: TMPDIR or /tmp; GetTempPath on Windows.
-std::string TempFolder();
-// Makes a new directory parent + separator + prefix + a unique suffix, which
-// only the current user may enter; its path, or "" on failure.
-std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix);
 // The running program's own file.
 std::string ExecutablePath();
 // The program's arguments as native text (msvcrt gives main its arguments in

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -54,6 +55,25 @@ void RemoveTree(std::string const& path) {
   fs::remove_all(fs::u8path(path), ignored);
 }
 
+// Makes a new directory parent + separator + prefix + a unique suffix, which
+// only the current user may enter; its path, or "" on failure.
+std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix) {
+  namespace fs = std::filesystem;
+  static char const letters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+  std::mt19937 pick(std::random_device{}() ^ host::ProcessId());
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    std::string path = parent + host::kSeparator + prefix;
+    for (int i = 0; i < 6; ++i) path += letters[pick() % (sizeof letters - 1)];
+    std::error_code failed;
+    if (fs::create_directory(fs::u8path(path), failed)) {
+      fs::permissions(fs::u8path(path), fs::perms::owner_all, fs::perm_options::replace, failed);
+      return path;
+    }
+    if (failed) break;  // anything but a name that is taken
+  }
+  return std::string();
+}
+
 void RemoveRunDirectory() {
   RunDirectory& run = Run();
   // A forked child that calls exit() must not take its parent's directory.
@@ -65,13 +85,16 @@ void RemoveRunDirectory() {
 }  // namespace
 
 void PrepareRunDirectory() {
-  std::error_code ignored;
+  std::error_code failed;
   char const* inherited = vek_getenv(kRunDirectoryVariable);
-  if (inherited != nullptr && std::filesystem::is_directory(std::filesystem::u8path(inherited), ignored)) {
+  if (inherited != nullptr && std::filesystem::is_directory(std::filesystem::u8path(inherited), failed)) {
     Run().path = inherited;
     return;
   }
-  Run().path = host::MakeUniqueDirectory(host::TempFolder(), "quillon-test-");
+  std::filesystem::path const temp = std::filesystem::temp_directory_path(failed);
+  // Without its trailing separator, which Windows' temporary folder has.
+  Run().path = failed ? "" : MakeUniqueDirectory((temp.has_filename() ? temp : temp.parent_path()).u8string(),
+                                                  "quillon-test-");
   if (Run().path.empty()) return;  // every TempDir will fail
   Run().owner = host::ProcessId();
   host::SetEnv(kRunDirectoryVariable, Run().path.c_str());
@@ -79,8 +102,7 @@ void PrepareRunDirectory() {
 }
 
 TempDir::TempDir(std::string const& base)
-    : path(base.empty() ? host::MakeUniqueDirectory(Run().path, "dir-")
-                        : host::MakeUniqueDirectory(base, "quillon-test-")) {
+    : path(base.empty() ? MakeUniqueDirectory(Run().path, "dir-") : MakeUniqueDirectory(base, "quillon-test-")) {
   if (path.empty()) throw std::runtime_error("cannot make a temporary directory");
 }
 

@@ -30,16 +30,6 @@ int const kSocketLevel = SOL_SOCKET;
 int const kReuseAddressOption = SO_REUSEADDR;
 char const* const kUtf8Locale = "C.UTF-8";
 
-std::string TempFolder() {
-  char const* base = std::getenv("TMPDIR");
-  return base != nullptr && *base != 0 ? base : "/tmp";
-}
-
-std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix) {
-  std::string pattern = parent + "/" + prefix + "XXXXXX";
-  return mkdtemp(&pattern[0]) != nullptr ? pattern : std::string();
-}
-
 std::string ExecutablePath() {
   std::error_code ignored;
   return std::filesystem::read_symlink("/proc/self/exe", ignored).string();

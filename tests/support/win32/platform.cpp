@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <random>
 
 namespace qtest::host {
 
@@ -50,29 +49,6 @@ int const kReuseAddressOption = SO_REUSEADDR;
 // library takes the C locale as UTF-8 instead (lower/ombrel/win32/text.cpp),
 // so that is the UTF-8 locale here.
 char const* const kUtf8Locale = "C";
-
-std::string TempFolder() {
-  wchar_t buffer[MAX_PATH + 1];
-  DWORD const length = GetTempPathW(MAX_PATH + 1, buffer);
-  if (length == 0 || length > MAX_PATH) return ".";
-  std::string folder = Utf8(std::wstring(buffer, length));
-  while (folder.size() > 3 && (folder.back() == '\\' || folder.back() == '/')) folder.pop_back();
-  return folder;
-}
-
-std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix) {
-  static char const letters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
-  std::random_device seed;
-  std::mt19937 pick(seed() ^ GetCurrentProcessId());
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    std::string path = parent + "\\" + prefix;
-    for (int i = 0; i < 6; ++i) path += letters[pick() % (sizeof letters - 1)];
-    // The temporary folder is the user's own, and a new directory takes its access rules.
-    if (CreateDirectoryW(Wide(path).c_str(), nullptr)) return path;
-    if (GetLastError() != ERROR_ALREADY_EXISTS) break;
-  }
-  return std::string();
-}
 
 std::string ExecutablePath() {
   std::wstring path(MAX_PATH, L'\0');
