@@ -5,12 +5,8 @@
 // runs on Linux only.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "quillon.h"
@@ -27,57 +23,28 @@ int const kRounds = 200;
 int const kRounds = 1000;
 #endif
 
-// Children of this process, in any state or only those that have ended and
-// are not reaped (state Z), from /proc/<pid>/stat.
-int Children(bool zombiesOnly) {
-  int found = 0;
-  std::error_code error;
-  for (auto const& entry : std::filesystem::directory_iterator("/proc", error)) {
-    std::ifstream stat(entry.path() / "stat");
-    std::string line;
-    if (!std::getline(stat, line)) continue;
-    std::size_t const name = line.rfind(')');  // the command name may hold anything
-    if (name == std::string::npos) continue;
-    char state = 0;
-    long parent = 0;
-    std::istringstream(line.substr(name + 1)) >> state >> parent;
-    if (parent == static_cast<long>(qtest::host::ProcessId()) && (state == 'Z' || !zombiesOnly)) ++found;
-  }
-  return found;
-}
-
 // Runs a round a few times first, so that what the library makes once per
 // process exists, then kRounds times. Afterwards, once every child has ended
 // (one that outlived its object is reaped when it ends), the descriptors must
 // be back where they were and no child may be left unreaped; a leak fails here
 // after a bounded wait.
 void ExpectNothingLeft(std::function<void()> const& round) {
-  QTEST_POSIX_ONLY("descriptors and children counted in /proc");
+  QTEST_POSIX_ONLY("descriptors counted in /proc, children by waitid");
   if (qtest::host::OpenDescriptorCount() < 0) GTEST_SKIP() << "needs /proc/self/fd";
   for (int i = 0; i < 3; ++i) round();
-  ASSERT_TRUE(qtest::WaitUntil([] { return Children(false) == 0; }));
+  ASSERT_TRUE(qtest::WaitUntil([] { return !qtest::host::AnyChildLeft(); }));
   int const before = qtest::host::OpenDescriptorCount();
   for (int i = 0; i < kRounds && !testing::Test::HasFailure(); ++i) round();
-  qtest::WaitUntil([&] { return qtest::host::OpenDescriptorCount() == before && Children(false) == 0; });
+  qtest::WaitUntil([&] { return qtest::host::OpenDescriptorCount() == before && !qtest::host::AnyChildLeft(); });
   EXPECT_EQ(qtest::host::OpenDescriptorCount(), before) << "descriptors left open";
-  EXPECT_EQ(Children(true), 0) << "children left unreaped";
+  EXPECT_FALSE(qtest::host::AnyChildLeft()) << "children left unreaped";
 }
 
-std::string Command(char const* helper, std::string const& argument = "") {
-  return "\"" + qtest::SelfPath() + "\" --helper " + helper + " " + argument;
-}
-
-QTEST_HELPER(exit) { return std::stoi(args.at(0)); }
-
-QTEST_HELPER(echo) {
-  if (!args.empty()) return 2;
-  std::cout << std::cin.rdbuf();
-  return 0;
-}
+using qtest::HelperCommand;
 
 TEST(Leaks, LaunchAndWait) {
   ExpectNothingLeft([] {
-    ExecProcess child(Command("exit", "3").c_str(), 0);
+    ExecProcess child(HelperCommand("exit", {"3"}).c_str(), 0);
     ASSERT_TRUE(child.Start());
     EXPECT_EQ(child.WaitForProcess(), 3);
   });
@@ -89,7 +56,7 @@ TEST(Leaks, ChildWhoseObjectGoesWhileItRuns) {
     iPipeStream* input = nullptr;
     ASSERT_EQ(CreatePipeSt(&toChild, &input), errOK);
     {
-      ExecProcess child(Command("echo").c_str(), 1);
+      ExecProcess child(HelperCommand("copy-input").c_str(), 1);
       child.AssignCin(iAssignableStream(*input));
       ASSERT_TRUE(child.Start());
       DeletePipe(input);  // the child has its own
@@ -101,7 +68,7 @@ TEST(Leaks, ChildWhoseObjectGoesWhileItRuns) {
 
 TEST(Leaks, PipesToAChild) {
   ExpectNothingLeft([] {
-    ExecProcess child(Command("echo").c_str(), 7);
+    ExecProcess child(HelperCommand("copy-input").c_str(), 7);
     oPipeStream* toChild = nullptr;
     iPipeStream* fromChild = nullptr;
     iPipeStream* errors = nullptr;

@@ -1,33 +1,23 @@
-// What the test support needs from the host. Each platform implements it in a
-// file of its own, tests/support/<platform>/platform.cpp (posix, win32), and
-// CMake picks the folder as it does for the lower libraries. Only those files
-// include OS headers; tests reach the host through this header.
-//
-// Contract:
-// - The facts are constants of the host, written out independently of the
-//   library (a test must not take its expectation from the code under test).
-// - Operations report failure by their result and never throw.
-// - Text is native text in the C locale, which the library takes as UTF-8 on
-//   every host: Windows operations convert it for the system's W calls.
-// - The operations under "POSIX by nature" have no meaning elsewhere: on other
-//   hosts they fail (false, -1), and the tests that use them are skipped
-//   first with QTEST_POSIX_ONLY.
+// What the test support needs from the host, implemented once per platform in
+// tests/support/<platform>/platform.cpp (posix, win32), the only files that
+// include OS headers. The facts are written out independently of the library
+// (a test must not take its expectation from the code under test).
+// Operations report failure by their result and never throw. Text is native
+// text, UTF-8 on every host. The operations under "POSIX by nature" fail
+// (false, -1) elsewhere; the tests that use them skip first (QTEST_POSIX_ONLY).
 #ifndef QUILLON_TEST_PLATFORM_H
 #define QUILLON_TEST_PLATFORM_H
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 // Whether a test program's own operator new[] and delete[] replace those that
-// the library calls. On ELF one definition serves the whole process; a Windows
-// DLL keeps its own runtime's, so a program there defines none (blocks would
-// pass between two allocators). QTEST_REPLACES marks each replacement, which
-// must be visible to the library.
+// the library calls: on ELF one definition serves the process; a Windows DLL
+// keeps its own runtime's, so a program there defines none. QTEST_REPLACES
+// makes a replacement visible to the library.
 #if defined(_WIN32)
 #  define QTEST_ALLOCATOR_REPLACEABLE 0
 #else
@@ -60,18 +50,11 @@ extern char const* const kUtf8Locale;
 
 // --- The test program and its environment ----------------------------------
 
-// The folder for temporary files: TMPDIR or /tmp; GetTempPath on Windows.
-std::string TempFolder();
-// Makes a new directory parent + separator + prefix + a unique suffix, which
-// only the current user may enter; its path, or "" on failure.
-std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix);
 // The running program's own file.
 std::string ExecutablePath();
 // The program's arguments as native text (msvcrt gives main its arguments in
 // the ANSI code page; Windows reads them from the command line itself).
 std::vector<std::string> ProgramArguments(int argc, char** argv);
-// The value of an environment variable; nothing when it is not set.
-std::optional<std::string> GetEnv(char const* name);
 // Sets an environment variable, or removes it when value is null.
 void SetEnv(char const* name, char const* value);
 std::uint32_t ProcessId();
@@ -83,22 +66,15 @@ void FailWithBadHandle();
 // Standard input and output carry bytes as they are (no line-end rewriting).
 void UseBinaryStandardStreams();
 
-// Runs argv (argv[0] found on PATH) with input on its standard input, which
-// then ends. Standard output and error are collected where output and errors
-// are not null and inherited otherwise. Gives the exit status, or -1 when the
-// program could not start or did not end within limit (it is killed then).
-int RunProgram(std::vector<std::string> const& argv, std::string const& input, std::string* output,
-               std::string* errors, std::chrono::milliseconds limit);
-
 // Makes a symbolic link at link that holds target (a file's name; Windows
 // makes it without privilege where the system allows).
 bool MakeSymbolicLink(std::string const& target, std::string const& link);
 
 // Sends all size bytes on a connected socket of the library, never raising
-// SIGPIPE; false when the system refused.
+// SIGPIPE.
 bool SendAll(std::uint64_t socket, void const* data, std::size_t size);
 // Makes the close of a connected socket abortive: the peer gets a reset
-// instead of the end of the stream. False when the system refused.
+// instead of the end of the stream.
 bool ResetOnClose(std::uint64_t socket);
 // True when a child would inherit the handle (a file, pipe or socket handle
 // of the library, as its own integer).
@@ -160,11 +136,10 @@ bool IsPrivileged();
 bool OnOtherFileSystems(std::string const& first, std::string const& second);
 
 // Watches the library's address waits (vekWaitOnAddress and
-// vekWakeByAddressSingle): the test program's own definitions of the two come
-// before tarnlet's (symbol interposition; posix/addresswaits.cpp, linked only
-// into a program that calls this), call the hooks and go on to the library.
-// Null stops watching. False where a program cannot put its own definition
-// in front of a shared library's.
+// vekWakeByAddressSingle): the program's own definitions of the two
+// (posix/addresswaits.cpp) come before tarnlet's, call the hooks and go on to
+// the library. Null stops watching. False where a program cannot put its own
+// definition in front of a shared library's.
 struct AddressWaitHooks {
   void (*beforeWait)(void const* word);
   // Must call next, the library's wake, once.
@@ -187,8 +162,8 @@ class NoMoreDescriptors {
 };
 
 // Limits this process's address space to what it maps now plus half a
-// default thread stack: room for small allocations, not for a new thread.
-// For a child in a helper mode: the limit stays.
+// default thread stack: room for small allocations, not for a new thread. For
+// a child in a helper mode: the limit stays.
 bool LeaveNoRoomForAThread();
 
 }  // namespace qtest::host

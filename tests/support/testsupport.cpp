@@ -9,10 +9,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 
+#include "ombcrt.h"
+#include "vekpipe.h"
 #include "vekproc.h"
 
 namespace qtest {
@@ -37,38 +40,8 @@ RunDirectory& Run() {
   return run;
 }
 
-void RemoveRunDirectory() {
-  RunDirectory& run = Run();
-  // A forked child that calls exit() must not take its parent's directory.
-  if (run.owner != host::ProcessId() || run.path.empty()) return;
-  RemoveTree(run.path);
-  run.path.clear();
-}
-
-}  // namespace
-
-void PrepareRunDirectory() {
-  std::error_code ignored;
-  std::optional<std::string> inherited = host::GetEnv(kRunDirectoryVariable);
-  if (inherited && std::filesystem::is_directory(std::filesystem::u8path(*inherited), ignored)) {
-    Run().path = *inherited;
-    return;
-  }
-  Run().path = host::MakeUniqueDirectory(host::TempFolder(), "quillon-test-");
-  if (Run().path.empty()) return;  // every TempDir will fail
-  Run().owner = host::ProcessId();
-  host::SetEnv(kRunDirectoryVariable, Run().path.c_str());
-  std::atexit(RemoveRunDirectory);
-}
-
-TempDir::TempDir(std::string const& base)
-    : path(base.empty() ? host::MakeUniqueDirectory(Run().path, "dir-")
-                        : host::MakeUniqueDirectory(base, "quillon-test-")) {
-  if (path.empty()) throw std::runtime_error("cannot make a temporary directory");
-}
-
-TempDir::~TempDir() { RemoveTree(path); }
-
+// Removes a directory and everything in it, read-only entries included;
+// follows no link.
 void RemoveTree(std::string const& path) {
   namespace fs = std::filesystem;
   std::error_code ignored;
@@ -81,6 +54,59 @@ void RemoveTree(std::string const& path) {
   }
   fs::remove_all(fs::u8path(path), ignored);
 }
+
+// Makes a new directory parent + separator + prefix + a unique suffix, which
+// only the current user may enter; its path, or "" on failure.
+std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix) {
+  namespace fs = std::filesystem;
+  static char const letters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+  std::mt19937 pick(std::random_device{}() ^ host::ProcessId());
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    std::string path = parent + host::kSeparator + prefix;
+    for (int i = 0; i < 6; ++i) path += letters[pick() % (sizeof letters - 1)];
+    std::error_code failed;
+    if (fs::create_directory(fs::u8path(path), failed)) {
+      fs::permissions(fs::u8path(path), fs::perms::owner_all, fs::perm_options::replace, failed);
+      return path;
+    }
+    if (failed) break;  // anything but a name that is taken
+  }
+  return std::string();
+}
+
+void RemoveRunDirectory() {
+  RunDirectory& run = Run();
+  // A forked child that calls exit() must not take its parent's directory.
+  if (run.owner != host::ProcessId() || run.path.empty()) return;
+  RemoveTree(run.path);
+  run.path.clear();
+}
+
+}  // namespace
+
+void PrepareRunDirectory() {
+  std::error_code failed;
+  char const* inherited = vek_getenv(kRunDirectoryVariable);
+  if (inherited != nullptr && std::filesystem::is_directory(std::filesystem::u8path(inherited), failed)) {
+    Run().path = inherited;
+    return;
+  }
+  std::filesystem::path const temp = std::filesystem::temp_directory_path(failed);
+  // Without its trailing separator, which Windows' temporary folder has.
+  Run().path = failed ? "" : MakeUniqueDirectory((temp.has_filename() ? temp : temp.parent_path()).u8string(),
+                                                  "quillon-test-");
+  if (Run().path.empty()) return;  // every TempDir will fail
+  Run().owner = host::ProcessId();
+  host::SetEnv(kRunDirectoryVariable, Run().path.c_str());
+  std::atexit(RemoveRunDirectory);
+}
+
+TempDir::TempDir(std::string const& base)
+    : path(base.empty() ? MakeUniqueDirectory(Run().path, "dir-") : MakeUniqueDirectory(base, "quillon-test-")) {
+  if (path.empty()) throw std::runtime_error("cannot make a temporary directory");
+}
+
+TempDir::~TempDir() { RemoveTree(path); }
 
 void WriteFile(std::string const& path, std::string const& bytes) {
   std::ofstream out(std::filesystem::u8path(path), std::ios::binary | std::ios::trunc);
@@ -118,7 +144,7 @@ std::string Native(std::string path) {
 }
 
 EnvVar::EnvVar(char const* name, char const* value) : name(name) {
-  saved = host::GetEnv(name);
+  if (char const* old = vek_getenv(name)) saved = old;
   Set(value);
 }
 
@@ -149,9 +175,70 @@ std::string HelperCommand(std::string const& mode, std::vector<std::string> cons
   return CommandLine(argv);
 }
 
+namespace {
+
+// One standard stream of a child: a pipe of the library's, whose child end
+// the launch hands over, or (both ends all ones) the parent's own stream.
+struct ChildStream {
+  void* child = VEK_INVALID_HANDLE;
+  void* parent = VEK_INVALID_HANDLE;
+
+  bool MakePipe(bool childReads) {
+    vekOutputPipe write;
+    vekInputPipe read;
+    if (!vekAnonymousPipe::Create(write, read)) return false;
+    child = childReads ? read.fd() : write.fd();
+    parent = childReads ? write.fd() : read.fd();
+    return true;
+  }
+  static void Close(void*& end) {
+    if (end != VEK_INVALID_HANDLE) vekPipeClose(end);
+    end = VEK_INVALID_HANDLE;
+  }
+};
+
+void Collect(void* from, std::string* into) {
+  char chunk[4096];
+  unsigned got = 0;
+  while (vekPipeRead(from, chunk, sizeof chunk, &got) && got > 0) into->append(chunk, got);
+}
+
+}  // namespace
+
 int RunProgram(std::vector<std::string> const& argv, std::string* output, std::chrono::milliseconds limit,
                std::string const& input, std::string* errors) {
-  return host::RunProgram(argv, input, output, errors, limit);
+  ChildStream in, out, err;
+  bool ready = in.MakePipe(true) && (output == nullptr || out.MakePipe(false)) &&
+               (errors == nullptr || err.MakePipe(false));
+  void* process = nullptr;
+  std::uint32_t id = 0;
+  ready = ready && Process_Launch(&process, &id, CommandLine(argv).c_str(), nullptr, in.child, out.child,
+                                  err.child, 1);
+  for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->child);
+  if (!ready) {
+    for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->parent);
+    return -1;
+  }
+  // The pipes end with the child: a write blocked on a full pipe fails, the
+  // readers see the end.
+  std::thread writer([&] {
+    unsigned written = 0;
+    if (!input.empty()) vekPipeWrite(in.parent, input.data(), static_cast<unsigned>(input.size()), &written);
+    ChildStream::Close(in.parent);  // the child's input ends
+  });
+  std::thread outReader([&] { if (output != nullptr) Collect(out.parent, output); });
+  std::thread errReader([&] { if (errors != nullptr) Collect(err.parent, errors); });
+  std::int32_t code = -1;
+  bool const ended = WaitUntil([&] { return Process_Wait(process, &code, false, false); }, limit);
+  if (!ended) {
+    Process_Kill(process);
+    Process_Wait(process, &code, true, false);
+  }
+  Process_Free(process);
+  for (std::thread* thread : {&writer, &outReader, &errReader}) thread->join();
+  ChildStream::Close(out.parent);
+  ChildStream::Close(err.parent);
+  return ended ? code : -1;
 }
 
 void EndStuckTest(char const* file, int line, char const* what) {

@@ -15,11 +15,10 @@
 namespace qtest {
 
 // A fresh directory for one test, removed with everything in it at the end.
-// Every one lies inside the directory of the test program's run (see
-// testsupport.cpp), which goes when the program ends, so that a child that dies
-// with its directory (a death test, a killed helper) leaves nothing behind.
-// With a base, the directory is made below base instead (another file
-// system, say), and removed by its destructor alone.
+// It lies inside the directory of the program's run (testsupport.cpp), so a
+// child that dies with its directory leaves nothing behind. With a base it
+// lies below base instead (another file system), and only its destructor
+// removes it.
 class TempDir {
  public:
   explicit TempDir(std::string const& base = "");
@@ -34,10 +33,6 @@ class TempDir {
  private:
   std::string path;
 };
-
-// Removes a directory and everything in it, read-only entries included;
-// follows no link.
-void RemoveTree(std::string const& path);
 
 void WriteFile(std::string const& path, std::string const& bytes);
 // A path of exactly length bytes below dir, ending in a name of fill
@@ -92,10 +87,10 @@ std::string CommandLine(std::vector<std::string> const& argv);
 // Process_Launch and ExecProcess.
 std::string HelperCommand(std::string const& mode, std::vector<std::string> const& args = {});
 
-// Runs a program (argv[0] found on PATH) to its end, with a time limit and
-// input on its standard input. Returns its exit status, or -1 if it did not
-// end in time (it is killed then) or could not start. Standard output and
-// error are collected where output and errors are not null.
+// Runs a program (argv[0] found on PATH) with input on its standard input,
+// which then ends. Its exit status, or -1 when it could not start or did not
+// end within limit (it is killed then). Standard output and error are
+// collected where output and errors are not null, inherited otherwise.
 int RunProgram(std::vector<std::string> const& argv, std::string* output = nullptr,
                std::chrono::milliseconds limit = std::chrono::seconds(30), std::string const& input = {},
                std::string* errors = nullptr);
@@ -105,8 +100,8 @@ int RunProgram(std::vector<std::string> const& argv, std::string* output = nullp
 constexpr std::chrono::seconds kStuckAfter{5};
 
 // Fails the running test at file:line because what is stuck, and ends the
-// program: the stuck step still uses the test's objects, so the test cannot
-// go on, and a hang would only end at the runner's far longer limit.
+// program: the stuck step still uses the test's objects, and a hang would
+// only end at the runner's far longer limit.
 [[noreturn]] void EndStuckTest(char const* file, int line, char const* what);
 
 template <class Step>
@@ -133,10 +128,9 @@ struct ChildOutcome {
 ChildOutcome RunInChild(std::function<int()> const& body,
                         std::chrono::milliseconds limit = std::chrono::seconds(30));
 
-// Runs body in a forked child confined to dir: dir becomes the child's root
-// (chroot) and its current directory, and the file dir/marker must then be
-// visible as /marker before body runs. So nothing body does can reach a file
-// outside dir, whatever the code under test gets wrong.
+// Runs body in a forked child whose root (chroot) and current directory are
+// dir, once dir/marker shows there as /marker: nothing body does can reach a
+// file outside dir, whatever the code under test gets wrong.
 ChildOutcome RunConfined(std::string const& dir, std::string const& marker,
                          std::function<int()> const& body,
                          std::chrono::milliseconds limit = std::chrono::seconds(30));
@@ -168,7 +162,6 @@ ChildOutcome RunUnprivileged(std::function<int()> const& body,
 // back within qtest::kStuckAfter, the test fails naming what is stuck.
 #define QTEST_BOUNDED(what, ...) qtest::Bounded(__FILE__, __LINE__, what, [&] { return __VA_ARGS__; })
 
-// Skips the rest of a test that is POSIX by nature on other hosts.
 // Skips a test that counts or refuses the library's allocations through the
 // program's own operator new[] (see QTEST_ALLOCATOR_REPLACEABLE).
 #define QTEST_NEEDS_REPLACED_ALLOCATOR()                                         \
@@ -176,6 +169,7 @@ ChildOutcome RunUnprivileged(std::function<int()> const& body,
     GTEST_SKIP() << "a program's own operator new[] does not reach a DLL's calls"; \
   }
 
+// Skips the rest of a test that is POSIX by nature on other hosts.
 #define QTEST_POSIX_ONLY(reason)                                   \
   if (!qtest::host::kIsPosix) {                                    \
     GTEST_SKIP() << "POSIX by nature: " << (reason);               \

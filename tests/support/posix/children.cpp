@@ -25,15 +25,9 @@ struct ChildReport {
   char step[64];
 };
 
-// A set-up step that failed, with its error; no name when all went well.
-struct StepFailure {
-  char const* name;
-  int error;
-};
-
-StepFailure Succeeded() { return {nullptr, 0}; }
-
-ChildOutcome Fork(std::function<StepFailure()> const& setUp, std::function<int()> const& body,
+// setUp gives the name of the step that failed, with errno its error, or
+// null when all went well.
+ChildOutcome Fork(std::function<char const*()> const& setUp, std::function<int()> const& body,
                   std::chrono::milliseconds limit) {
   ChildOutcome outcome;
   int ends[2];
@@ -45,13 +39,12 @@ ChildOutcome Fork(std::function<StepFailure()> const& setUp, std::function<int()
   if (pid == 0) {
     close(ends[0]);
     ChildReport report{};
-    StepFailure const failure = setUp();
-    if (failure.name == nullptr) {
+    if (char const* failed = setUp()) {
+      report.value = errno;
+      std::snprintf(report.step, sizeof report.step, "%s", failed);
+    } else {
       report.ran = 1;
       report.value = body();
-    } else {
-      report.value = failure.error;
-      std::snprintf(report.step, sizeof report.step, "%s", failure.name);
     }
     ssize_t written = write(ends[1], &report, sizeof report);
     _exit(written == static_cast<ssize_t>(sizeof report) ? 0 : 1);
@@ -88,29 +81,27 @@ ChildOutcome Fork(std::function<StepFailure()> const& setUp, std::function<int()
 }  // namespace
 
 ChildOutcome RunInChild(std::function<int()> const& body, std::chrono::milliseconds limit) {
-  return Fork(Succeeded, body, limit);
+  return Fork([] { return nullptr; }, body, limit);
 }
 
 ChildOutcome RunConfined(std::string const& dir, std::string const& marker,
                          std::function<int()> const& body, std::chrono::milliseconds limit) {
   std::string const markerInside = "/" + marker;
-  auto confine = [&]() -> StepFailure {
-    if (chroot(dir.c_str()) != 0) return {"chroot", errno};
-    if (chdir("/") != 0) return {"chdir", errno};
+  auto confine = [&]() -> char const* {
+    if (chroot(dir.c_str()) != 0) return "chroot";
+    if (chdir("/") != 0) return "chdir";
     struct stat info;
-    if (stat(markerInside.c_str(), &info) != 0) return {"the marker inside the jail", errno};
-    return Succeeded();
+    return stat(markerInside.c_str(), &info) != 0 ? "the marker inside the jail" : nullptr;
   };
   return Fork(confine, body, limit);
 }
 
 ChildOutcome RunUnprivileged(std::function<int()> const& body, std::chrono::milliseconds limit) {
-  auto dropPrivilege = []() -> StepFailure {
-    if (geteuid() != 0) return Succeeded();
-    if (setgroups(0, nullptr) != 0) return {"setgroups", errno};
-    if (setgid(65534) != 0) return {"setgid", errno};
-    if (setuid(65534) != 0) return {"setuid", errno};
-    return Succeeded();
+  auto dropPrivilege = []() -> char const* {
+    if (geteuid() != 0) return nullptr;
+    if (setgroups(0, nullptr) != 0) return "setgroups";
+    if (setgid(65534) != 0) return "setgid";
+    return setuid(65534) != 0 ? "setuid" : nullptr;
   };
   return Fork(dropPrivilege, body, limit);
 }

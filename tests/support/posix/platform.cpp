@@ -2,10 +2,8 @@
 #include "platform.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -17,8 +15,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-
-extern char** environ;
 
 namespace qtest::host {
 
@@ -34,16 +30,6 @@ int const kSocketLevel = SOL_SOCKET;
 int const kReuseAddressOption = SO_REUSEADDR;
 char const* const kUtf8Locale = "C.UTF-8";
 
-std::string TempFolder() {
-  char const* base = std::getenv("TMPDIR");
-  return base != nullptr && *base != 0 ? base : "/tmp";
-}
-
-std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix) {
-  std::string pattern = parent + "/" + prefix + "XXXXXX";
-  return mkdtemp(&pattern[0]) != nullptr ? pattern : std::string();
-}
-
 std::string ExecutablePath() {
   std::error_code ignored;
   return std::filesystem::read_symlink("/proc/self/exe", ignored).string();
@@ -51,11 +37,6 @@ std::string ExecutablePath() {
 
 std::vector<std::string> ProgramArguments(int argc, char** argv) {
   return std::vector<std::string>(argv, argv + argc);
-}
-
-std::optional<std::string> GetEnv(char const* name) {
-  char const* value = getenv(name);
-  return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
 void SetEnv(char const* name, char const* value) {
@@ -69,111 +50,6 @@ std::uint32_t ThreadId() { return static_cast<std::uint32_t>(syscall(SYS_gettid)
 void FailWithBadHandle() { close(-1); }
 
 void UseBinaryStandardStreams() {}
-
-namespace {
-
-// One end of the child's standard streams as the parent holds it.
-struct ParentEnd {
-  int fd = -1;
-  std::string* collected = nullptr;
-
-  void Close() {
-    if (fd >= 0) close(fd);
-    fd = -1;
-  }
-  // Takes what waits; closes at the end of the stream.
-  void Drain() {
-    char chunk[4096];
-    ssize_t n;
-    while (fd >= 0 && (n = read(fd, chunk, sizeof chunk)) != 0) {
-      if (n < 0) {
-        if (errno != EINTR) return;  // nothing more yet
-        continue;
-      }
-      collected->append(chunk, static_cast<std::size_t>(n));
-    }
-    Close();
-  }
-};
-
-}  // namespace
-
-int RunProgram(std::vector<std::string> const& argv, std::string const& input, std::string* output,
-               std::string* errors, std::chrono::milliseconds limit) {
-  if (argv.empty()) return -1;
-  // Input goes through a socket, whose send can refuse SIGPIPE when the child
-  // has stopped reading.
-  int inputEnds[2];
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, inputEnds) != 0) return -1;
-  ParentEnd in{inputEnds[0]}, out{-1, output}, err{-1, errors};
-  int childEnds[3] = {inputEnds[1], -1, -1};
-  for (int stream : {1, 2}) {
-    ParentEnd& end = stream == 1 ? out : err;
-    int ends[2];
-    if (end.collected != nullptr && pipe2(ends, O_CLOEXEC) == 0) {
-      end.fd = ends[0];
-      childEnds[stream] = ends[1];
-    }
-  }
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  for (int stream = 0; stream < 3; ++stream) {
-    if (childEnds[stream] >= 0) posix_spawn_file_actions_adddup2(&actions, childEnds[stream], stream);
-  }
-  std::vector<char*> args;
-  for (auto const& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-  args.push_back(nullptr);
-  pid_t pid = 0;
-  int const spawned = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  for (int end : childEnds) {
-    if (end >= 0) close(end);
-  }
-  if (spawned != 0) {
-    for (ParentEnd* end : {&in, &out, &err}) end->Close();
-    return -1;
-  }
-  for (ParentEnd* end : {&in, &out, &err}) {
-    if (end->fd >= 0) fcntl(end->fd, F_SETFL, O_NONBLOCK);
-  }
-
-  auto const deadline = std::chrono::steady_clock::now() + limit;
-  std::size_t sent = 0;
-  int status = 0;
-  bool ended = false;
-  while (!ended) {
-    if (in.fd >= 0 && sent == input.size()) in.Close();  // the child's input ends
-    pollfd watched[3];
-    nfds_t count = 0;
-    if (in.fd >= 0) watched[count++] = {in.fd, POLLOUT, 0};
-    for (ParentEnd* end : {&out, &err}) {
-      if (end->fd >= 0) watched[count++] = {end->fd, POLLIN, 0};
-    }
-    poll(watched, count, 10);
-    if (in.fd >= 0) {
-      ssize_t n = send(in.fd, input.data() + sent, input.size() - sent, MSG_NOSIGNAL);
-      if (n > 0) sent += static_cast<std::size_t>(n);
-      if (n < 0 && errno != EAGAIN && errno != EINTR) in.Close();  // it stopped reading
-    }
-    out.Drain();
-    err.Drain();
-    ended = waitpid(pid, &status, WNOHANG) == pid;
-    if (!ended && std::chrono::steady_clock::now() >= deadline) break;
-  }
-  if (!ended) {
-    kill(pid, SIGKILL);
-    waitpid(pid, &status, 0);
-  }
-  // What the child wrote before it ended; a grandchild may keep the ends open,
-  // so take what is there and stop.
-  for (ParentEnd* end : {&in, &out, &err}) {
-    if (end != &in) end->Drain();
-    end->Close();
-  }
-  if (!ended) return -1;
-  if (WIFEXITED(status)) return WEXITSTATUS(status);
-  return 128 + WTERMSIG(status);
-}
 
 bool SendAll(std::uint64_t socket, void const* data, std::size_t size) {
   auto const* bytes = static_cast<char const*>(data);

@@ -9,10 +9,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <random>
-#include <thread>
-
-#include "testsupport.h"
 
 namespace qtest::host {
 
@@ -54,29 +50,6 @@ int const kReuseAddressOption = SO_REUSEADDR;
 // so that is the UTF-8 locale here.
 char const* const kUtf8Locale = "C";
 
-std::string TempFolder() {
-  wchar_t buffer[MAX_PATH + 1];
-  DWORD const length = GetTempPathW(MAX_PATH + 1, buffer);
-  if (length == 0 || length > MAX_PATH) return ".";
-  std::string folder = Utf8(std::wstring(buffer, length));
-  while (folder.size() > 3 && (folder.back() == '\\' || folder.back() == '/')) folder.pop_back();
-  return folder;
-}
-
-std::string MakeUniqueDirectory(std::string const& parent, std::string const& prefix) {
-  static char const letters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
-  std::random_device seed;
-  std::mt19937 pick(seed() ^ GetCurrentProcessId());
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    std::string path = parent + "\\" + prefix;
-    for (int i = 0; i < 6; ++i) path += letters[pick() % (sizeof letters - 1)];
-    // The temporary folder is the user's own, and a new directory takes its access rules.
-    if (CreateDirectoryW(Wide(path).c_str(), nullptr)) return path;
-    if (GetLastError() != ERROR_ALREADY_EXISTS) break;
-  }
-  return std::string();
-}
-
 std::string ExecutablePath() {
   std::wstring path(MAX_PATH, L'\0');
   for (;;) {
@@ -97,16 +70,6 @@ std::vector<std::string> ProgramArguments(int, char**) {
   return args;
 }
 
-std::optional<std::string> GetEnv(char const* name) {
-  std::wstring const wideName = Wide(name);
-  DWORD const size = GetEnvironmentVariableW(wideName.c_str(), nullptr, 0);
-  if (size == 0) return std::nullopt;  // an empty value takes 1, for its terminator
-  std::wstring value(size, L'\0');
-  DWORD const length = GetEnvironmentVariableW(wideName.c_str(), &value[0], size);
-  value.resize(length < size ? length : 0);
-  return Utf8(value);
-}
-
 void SetEnv(char const* name, char const* value) {
   // The C library keeps a copy of its own; children get the system's.
   std::wstring const wideName = Wide(name);
@@ -122,92 +85,6 @@ void FailWithBadHandle() { CloseHandle(nullptr); }
 
 void UseBinaryStandardStreams() {
   for (FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
-}
-
-namespace {
-
-// One of the child's standard streams: the end it inherits, and ours.
-struct ChildStream {
-  HANDLE child = nullptr;
-  HANDLE parent = nullptr;
-
-  // A pipe whose child end is inheritable.
-  bool MakePipe(bool childReads) {
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    HANDLE read = nullptr, write = nullptr;
-    if (!CreatePipe(&read, &write, &inherit, 0)) return false;
-    child = childReads ? read : write;
-    parent = childReads ? write : read;
-    return SetHandleInformation(parent, HANDLE_FLAG_INHERIT, 0) != 0;
-  }
-  // The parent's own stream, passed on.
-  bool Inherit(DWORD which) {
-    return DuplicateHandle(GetCurrentProcess(), GetStdHandle(which), GetCurrentProcess(), &child, 0, TRUE,
-                           DUPLICATE_SAME_ACCESS) != 0;
-  }
-  static void Close(HANDLE& handle) {
-    if (handle != nullptr) CloseHandle(handle);
-    handle = nullptr;
-  }
-};
-
-void Collect(HANDLE from, std::string* into) {
-  char chunk[4096];
-  DWORD got = 0;
-  while (::ReadFile(from, chunk, sizeof chunk, &got, nullptr) && got > 0) into->append(chunk, got);
-}
-
-}  // namespace
-
-int RunProgram(std::vector<std::string> const& argv, std::string const& input, std::string* output,
-               std::string* errors, std::chrono::milliseconds limit) {
-  if (argv.empty()) return -1;
-  ChildStream in, out, err;
-  bool ready = in.MakePipe(true) && (output != nullptr ? out.MakePipe(false) : out.Inherit(STD_OUTPUT_HANDLE)) &&
-               (errors != nullptr ? err.MakePipe(false) : err.Inherit(STD_ERROR_HANDLE));
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = in.child;
-  startup.hStdOutput = out.child;
-  startup.hStdError = err.child;
-  PROCESS_INFORMATION process{};
-  std::wstring line = Wide(CommandLine(argv));
-  ready = ready && CreateProcessW(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process);
-  for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->child);
-  if (!ready) {
-    for (ChildStream* stream : {&in, &out, &err}) ChildStream::Close(stream->parent);
-    return -1;
-  }
-  CloseHandle(process.hThread);
-
-  std::thread writer([&] {
-    std::size_t sent = 0;
-    DWORD wrote = 0;
-    while (sent < input.size() &&
-           ::WriteFile(in.parent, input.data() + sent, static_cast<DWORD>(std::min<std::size_t>(input.size() - sent, 1 << 16)),
-                     &wrote, nullptr)) {
-      sent += wrote;
-    }
-    ChildStream::Close(in.parent);  // the child's input ends
-  });
-  std::thread outReader([&] { if (out.parent != nullptr) Collect(out.parent, output); });
-  std::thread errReader([&] { if (err.parent != nullptr) Collect(err.parent, errors); });
-  bool const ended = WaitForSingleObject(process.hProcess, static_cast<DWORD>(limit.count())) == WAIT_OBJECT_0;
-  if (!ended) {
-    TerminateProcess(process.hProcess, 1);
-    WaitForSingleObject(process.hProcess, INFINITE);
-  }
-  DWORD code = 0;
-  GetExitCodeProcess(process.hProcess, &code);
-  CloseHandle(process.hProcess);
-  // The pipes end with the child: a write blocked on a full pipe fails, the readers see the end.
-  writer.join();
-  outReader.join();
-  errReader.join();
-  ChildStream::Close(out.parent);
-  ChildStream::Close(err.parent);
-  return ended ? static_cast<int>(code) : -1;
 }
 
 bool SendAll(std::uint64_t socket, void const* data, std::size_t size) {
