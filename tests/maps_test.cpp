@@ -105,16 +105,12 @@ TEST(MapsStrings, ByteOrderWithNullFirstAndEqualTextsAsOneKey) {
                                   {-1, 6, -1}, {6, -1, 1}, {-1, -1, 0}})
     EXPECT_EQ(compare.Compare(text(c.first), text(c.second)), c.order) << c.first << " " << c.second;
 
+  // The order of keys in a map is checked against a model in MapsRandom.
   dsNonOwnerStringMap<int> map;
-  char const high[] = {'\xe9', 0};  // above 127: sorts after every ASCII letter
   char copyOfAb[] = "ab";
-  int value = 0;
-  for (char const* key : {"b", high, "ab", "", "z", static_cast<char const*>(nullptr), "a", "B"}) {
-    EXPECT_TRUE(map.Add(key, ++value));
-  }
-  EXPECT_EQ(Values(map), (std::vector<int>{6, 4, 8, 7, 3, 1, 5, 2}));
+  EXPECT_TRUE(map.Add("ab", 1) && map.Add(nullptr, 2) && map.Add("", 3));
   EXPECT_FALSE(map.Add(copyOfAb, 9));
-  EXPECT_EQ(map[copyOfAb], 3);
+  EXPECT_EQ(map[copyOfAb], 1);
   EXPECT_TRUE(map.Remove(nullptr) && !map.Contains(nullptr) && map.Contains(""));
 }
 

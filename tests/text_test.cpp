@@ -62,14 +62,12 @@ TEST(TextCodec, EncodesEveryLengthAndReplacesWhatIsMalformed) {
   if (sizeof(wchar_t) == 4) noCharacter.insert(noCharacter.end(), {0x110000u, 0xFFFFFFFFu});
   for (std::uint32_t value : noCharacter)
     EXPECT_EQ(WideToNeut({L'x', static_cast<wchar_t>(value)}), "!x\xEF\xBF\xBD") << std::hex << value;
-  // Malformed neutral text gives one replacement per byte, and -1.
+  // Malformed neutral text gives one replacement per byte, and -1: a lone
+  // trail byte, an overlong '/', above U+10FFFF, an encoded surrogate and a
+  // pair, cut short by the terminator or by another lead byte.
   std::wstring const bad(1, L'\xFFFD');
-  EXPECT_EQ(NeutToWide("\x80"), L"!" + bad);                     // a lone trail byte
-  EXPECT_EQ(NeutToWide("\xC0\xAF"), L"!" + bad + bad);           // overlong '/'
-  EXPECT_EQ(NeutToWide("\xF4\x90\x80\x80"), L"!" + bad + bad + bad + bad);  // above U+10FFFF
-  EXPECT_EQ(NeutToWide("\xED\xA0\x80"), L"!" + bad + bad + bad);  // an encoded surrogate
-  EXPECT_EQ(NeutToWide("\xED\xA0\xBD\xED\xB8\x80"), L"!" + std::wstring(6, L'\xFFFD'));  // and a pair
-  // Cut short by the terminator, or by another lead byte.
+  for (std::string const& malformed : {"\x80"s, "\xC0\xAF"s, "\xF4\x90\x80\x80"s, "\xED\xA0\x80"s, "\xED\xA0\xBD\xED\xB8\x80"s})
+    EXPECT_EQ(NeutToWide(malformed), L"!" + std::wstring(malformed.size(), L'\xFFFD')) << malformed.size();
   EXPECT_EQ(NeutToWide("a\xE2\x82"), L"!a" + bad + bad);
   EXPECT_EQ(NeutToWide("\xC3\xC3\xA9"), L"!" + bad + L"\u00E9");
 }
