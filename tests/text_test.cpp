@@ -72,36 +72,41 @@ TEST(TextCodec, EncodesEveryLengthAndReplacesWhatIsMalformed) {
   EXPECT_EQ(NeutToWide("\xC3\xC3\xA9"), L"!" + bad + L"\u00E9");
 }
 
-TEST(TextNative, WholeTextFirstCharacterAndWideCopiesInBothLocales) {
+using Convert = char* (*)(char const*);
+Convert const toNeutral = mbxNativeToNeut, toNative = mbxNeutToNative;
+Convert const firstToNeutral = mbcNativeToNeut, firstToNative = mbcNeutToNative;
+
+// The whole text, the first character and the wide copies answer alike in
+// the C locale, which reads and writes UTF-8 too, and in a UTF-8 locale.
+void ExpectNativeText(char const* locale) {
+  struct Case { Convert convert; char const* text; char const* result; };
+  Case const cases[] = {
+      {toNeutral, mixed.c_str(), mixed.c_str()}, {toNative, mixed.c_str(), mixed.c_str()},
+      {toNeutral, "ok\xC3", nullptr}, {toNeutral, "caf\xE9", nullptr},
+      // A UTF-8 C library decodes past U+10FFFF; such names must not all
+      // become one neutral U+FFFD. Nor may malformed neutral text become one.
+      {toNeutral, "\xF4\x90\x80\x80", nullptr}, {toNeutral, "a\xF7\xBF\xBF\xBF", nullptr},
+      {toNeutral, "\xF8\x88\x80\x80\x80", nullptr}, {toNative, "a\x80", nullptr}, {toNative, "\xED\xA0\x80", nullptr},
+      {firstToNeutral, "\xF0\x9F\x98\x80\xC3\xA9", "\xF0\x9F\x98\x80"}, {firstToNeutral, "xyz", "x"},
+      {firstToNative, "\xE2\x82\xAC" "abc", "\xE2\x82\xAC"}, {firstToNative, "\x80z", nullptr}};
+  for (Case const& c : cases)
+    EXPECT_EQ(Take(c.convert(c.text)), c.result != nullptr ? c.result : "<null>") << locale << ": " << c.text;
+  std::unique_ptr<wchar_t[]> wide(XStrnew(mixed.c_str()));
+  ASSERT_NE(wide, nullptr) << locale;
+  EXPECT_EQ(std::wstring(wide.get()), mixedWide) << locale;
+  EXPECT_EQ(XStrnew("bad\xC3"), nullptr) << locale;
+  wchar_t buffer[5];
+  EXPECT_EQ(Strtoxstr(buffer, "abcdefgh", 4), buffer);  // at most the limit, then the terminator
+  EXPECT_EQ(std::wstring(buffer), L"abcd") << locale;
+}
+
+TEST(TextNative, WholeTextFirstCharacterAndWideCopiesAnswerAlikeInBothLocales) {
   {
-    QTEST_UTF8_LOCALE(guard);
-    EXPECT_EQ(Take(mbxNativeToNeut(mixed.c_str())), mixed);
-    EXPECT_EQ(Take(mbxNeutToNative(mixed.c_str())), mixed);
-    EXPECT_EQ(Take(mbxNativeToNeut("ok\xC3")), "<null>");
-    EXPECT_EQ(Take(mbcNativeToNeut("\xF0\x9F\x98\x80\xC3\xA9")), "\xF0\x9F\x98\x80");
-    EXPECT_EQ(Take(mbcNeutToNative("\xE2\x82\xAC" "abc")), "\xE2\x82\xAC");
-    EXPECT_EQ(Take(mbcNeutToNative("\x80z")), "<null>");
-    std::unique_ptr<wchar_t[]> wide(XStrnew(mixed.c_str()));
-    ASSERT_NE(wide, nullptr);
-    EXPECT_EQ(std::wstring(wide.get()), mixedWide);
-    EXPECT_EQ(XStrnew("bad\xC3"), nullptr);
-    wchar_t buffer[5];
-    EXPECT_EQ(Strtoxstr(buffer, "abcdefgh", 4), buffer);  // at most the limit, then the terminator
-    EXPECT_EQ(std::wstring(buffer), L"abcd");
-    // The C library decodes past U+10FFFF here; such names must not all
-    // become one neutral U+FFFD. Nor may malformed neutral text become one.
-    EXPECT_EQ(Take(mbxNativeToNeut("\xF4\x90\x80\x80")) + Take(mbxNativeToNeut("a\xF7\xBF\xBF\xBF")) +
-                  Take(mbxNativeToNeut("\xF8\x88\x80\x80\x80")),
-              "<null><null><null>");
-    EXPECT_EQ(Take(mbxNeutToNative("a\x80")) + Take(mbxNeutToNative("\xED\xA0\x80")), "<null><null>");
+    Locale guard("C");
+    ExpectNativeText("C");
   }
-  // The C locale reads and writes UTF-8 too, and refuses what is no UTF-8.
-  Locale guard("C");
-  EXPECT_EQ(Take(mbxNativeToNeut(mixed.c_str())), mixed);
-  EXPECT_EQ(Take(mbxNeutToNative(mixed.c_str())), mixed);
-  EXPECT_EQ(Take(mbcNativeToNeut("\xE2\x82\xAC" "x")), "\xE2\x82\xAC");
-  EXPECT_EQ(Take(mbxNativeToNeut("caf\xE9")) + Take(mbxNativeToNeut("\xF4\x90\x80\x80")), "<null><null>");
-  EXPECT_EQ(Take(mbcNativeToNeut("xyz")), "x");
+  QTEST_UTF8_LOCALE(guard);
+  ExpectNativeText(qtest::host::kUtf8Locale);
 }
 
 // In the C locale the multibyte wrappers answer as the C library does in its
