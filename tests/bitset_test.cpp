@@ -89,8 +89,7 @@ TEST(BitSetStorage, HighBitFirstWithOneByteMoreThanWholeBytes) {
   EXPECT_EQ(Bytes(set), std::string("\x80\x60\x00", 3));
   EXPECT_EQ(Text(set), "[0, 9, 10]");
 
-  // SetOn and SetOff past the end grow the set.
-  EXPECT_TRUE(set.SetOn(100));
+  EXPECT_TRUE(set.SetOn(100));  // past the end: grows the set
   EXPECT_EQ(set.GetBitCount(), 101u);
   EXPECT_TRUE(set.SetOff(200));
   EXPECT_EQ(set.GetBitCount(), 201u);
