@@ -103,19 +103,14 @@ TEST(BitSetStorage, TailBitsThroughReverseFillAndResize) {
   EXPECT_EQ(Bytes(set), "\xBF\xFF");  // the tail is on, but not part of the set
   EXPECT_EQ(set.GetSize(), 9u);
 
-  dsBitSet filled(10);
-  filled.Fill(0, 0);
-  EXPECT_EQ(Bytes(filled), "\xFF\xC0");
-  dsBitSet part(10);
-  part.Fill(3, 0);
-  EXPECT_EQ(Text(part), "[3, 4, 5, 6, 7, 8, 9]");
-  part.Clear();
-  part.Fill(5, 5);
-  part.Fill(5, 3);
-  EXPECT_EQ(part.GetSize(), 0u);
-  dsBitSet wide(40);
-  wide.Fill(5, 35);
-  EXPECT_EQ(Bytes(wide), std::string("\x07\xFF\xFF\xFF\xE0\x00", 6));
+  // Fill(0, 0) clears the tail, to 0 means up to the end, to <= from is nothing.
+  struct Filled { std::uint32_t size, from, to; std::string bytes; };
+  for (Filled const& f : {Filled{10, 0, 0, "\xFF\xC0"}, Filled{10, 3, 0, "\x1F\xC0"}, Filled{10, 5, 5, std::string(2, '\0')},
+                          Filled{10, 5, 3, std::string(2, '\0')}, Filled{40, 5, 35, std::string("\x07\xFF\xFF\xFF\xE0\x00", 6)}}) {
+    dsBitSet filled(f.size);
+    filled.Fill(f.from, f.to);
+    EXPECT_EQ(Bytes(filled), f.bytes) << f.size << ": " << f.from << ".." << f.to;
+  }
 
   // Resizes of a reversed set of 10 (tail on): growth inside the last byte
   // takes the tail in; after a shrink, growth past the capacity brings the old
