@@ -69,31 +69,23 @@ TEST(ArraysGrowth, WholeGrainsAndShrinkToNoBlock) {
   EXPECT_EQ(vekLiveBlocks(), before + 1);  // without shrink the block stays
 }
 
-// Replaces CopyElems: whatever it moves arrives in upper case, and it counts
-// its calls, so any move that went around it would show.
+// Replaces CopyElems: whatever it moves arrives in upper case, so any move
+// that went around it would show.
 class ShoutingArray : public dsXArray<char> {
  public:
   void CopyElems(char const* source, char* destination, unsigned int count) const override {
-    ++calls;
     std::memmove(destination, source, count);
     for (unsigned int i = 0; i < count; ++i) destination[i] = static_cast<char>(std::toupper(destination[i]));
   }
-  mutable int calls = 0;
 };
 
 TEST(ArraysEditing, ASubclassThatReplacesCopyElemsSeesEveryMove) {
   ShoutingArray shouting;
-  dsXArray<char> plain;
   std::string text;
   for (int i = 0; i < 1000; ++i) {  // across several grains
-    char const letter = static_cast<char>('a' + i % 26);
-    shouting += letter;
-    plain += letter;
-    text += letter;
+    shouting += static_cast<char>('a' + i % 26);
+    text += static_cast<char>('A' + i % 26);
   }
-  EXPECT_EQ(shouting.calls, 2000);  // the empty tail shift and the element, each time
-  EXPECT_EQ(Text(plain), text);
-  for (char& c : text) c = static_cast<char>(std::toupper(c));
   EXPECT_EQ(Text(shouting), text);
 }
 

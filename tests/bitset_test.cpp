@@ -89,8 +89,7 @@ TEST(BitSetStorage, HighBitFirstWithOneByteMoreThanWholeBytes) {
   EXPECT_EQ(Bytes(set), std::string("\x80\x60\x00", 3));
   EXPECT_EQ(Text(set), "[0, 9, 10]");
 
-  // SetOn and SetOff past the end grow the set.
-  EXPECT_TRUE(set.SetOn(100));
+  EXPECT_TRUE(set.SetOn(100));  // past the end: grows the set
   EXPECT_EQ(set.GetBitCount(), 101u);
   EXPECT_TRUE(set.SetOff(200));
   EXPECT_EQ(set.GetBitCount(), 201u);
@@ -104,19 +103,14 @@ TEST(BitSetStorage, TailBitsThroughReverseFillAndResize) {
   EXPECT_EQ(Bytes(set), "\xBF\xFF");  // the tail is on, but not part of the set
   EXPECT_EQ(set.GetSize(), 9u);
 
-  dsBitSet filled(10);
-  filled.Fill(0, 0);
-  EXPECT_EQ(Bytes(filled), "\xFF\xC0");
-  dsBitSet part(10);
-  part.Fill(3, 0);
-  EXPECT_EQ(Text(part), "[3, 4, 5, 6, 7, 8, 9]");
-  part.Clear();
-  part.Fill(5, 5);
-  part.Fill(5, 3);
-  EXPECT_EQ(part.GetSize(), 0u);
-  dsBitSet wide(40);
-  wide.Fill(5, 35);
-  EXPECT_EQ(Bytes(wide), std::string("\x07\xFF\xFF\xFF\xE0\x00", 6));
+  // Fill(0, 0) clears the tail, to 0 means up to the end, to <= from is nothing.
+  struct Filled { std::uint32_t size, from, to; std::string bytes; };
+  for (Filled const& f : {Filled{10, 0, 0, "\xFF\xC0"}, Filled{10, 3, 0, "\x1F\xC0"}, Filled{10, 5, 5, std::string(2, '\0')},
+                          Filled{10, 5, 3, std::string(2, '\0')}, Filled{40, 5, 35, std::string("\x07\xFF\xFF\xFF\xE0\x00", 6)}}) {
+    dsBitSet filled(f.size);
+    filled.Fill(f.from, f.to);
+    EXPECT_EQ(Bytes(filled), f.bytes) << f.size << ": " << f.from << ".." << f.to;
+  }
 
   // Resizes of a reversed set of 10 (tail on): growth inside the last byte
   // takes the tail in; after a shrink, growth past the capacity brings the old
@@ -224,14 +218,12 @@ TEST(BitSetNavigation, AgreesWithBitByBitDefinition) {
 TEST(BitSetIterator, WalksThePositionsThatAreOn) {
   dsBitSet set = Of(30, {4, 17, 29});
   std::unique_ptr<dsBaseIter<int>> it(set.GetIter());
-  std::vector<int> seen;
-  for (it->SetAtFirst(); !it->Finished(); it->MoveToNext()) seen.push_back(it->Current());
-  EXPECT_EQ(seen, (std::vector<int>{4, 17, 29}));
   it->SetAtFirst();
-  std::unique_ptr<dsBaseIter<int>> copy(it->Reproduce());  // stays where it was made
-  it->MoveToNext();
+  std::unique_ptr<dsBaseIter<int>> copy(it->Reproduce());  // walks on its own
+  std::vector<int> seen;
+  for (it->MoveToNext(); !it->Finished(); it->MoveToNext()) seen.push_back(it->Current());
+  EXPECT_EQ(seen, (std::vector<int>{17, 29}));
   EXPECT_EQ(copy->Current(), 4);
-  EXPECT_EQ(it->Current(), 17);
 }
 
 TEST(BitSetPacked, ZeroRunsAreCodedByteForByte) {
@@ -287,22 +279,13 @@ TEST(BitSetPacked, HostileStreamsStayInsideTheStorage) {
   EXPECT_EQ(Bytes(set), std::string("A\x00", 2));
 }
 
-// A set that cannot get memory: the constructor throws, growth fails and
-// leaves the set as it was.
-TEST(BitSetMemory, FailedAllocationsLeaveTheSetAsItWas) {
+TEST(BitSetMemory, FailedGrowthLeavesTheSetAsItWas) {
   QTEST_NEEDS_REPLACED_ALLOCATOR();
   dsBitSet set = Of(10, {3});
   failArrays = true;
   bool const grew = set.SetOn(5000) || set.SetOff(5000) || set.Resize(5000);
-  bool threw = false;
-  try {
-    dsBitSet big(100);
-  } catch (std::bad_alloc const&) {
-    threw = true;
-  }
   failArrays = false;
   EXPECT_FALSE(grew);
-  EXPECT_TRUE(threw);
   EXPECT_EQ(set.GetBitCount(), 10u);
   EXPECT_EQ(Text(set), "[3]");
   EXPECT_TRUE(set.SetOn(9));  // inside the storage: no allocation needed

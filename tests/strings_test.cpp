@@ -1,7 +1,6 @@
 // The owning string, its byte-level functions and the string utilities.
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <iomanip>
 #include <sstream>
 #include <string>
@@ -52,11 +51,8 @@ TEST(StringsOwning, SharedBufferOnlyForNoText) {
   EXPECT_STREQ(dsString(noText, "cd"), "cd");
   EXPECT_STREQ(dsString("abcdef", 2u), "ab");
   EXPECT_STREQ(dsString(L"abc"), "abc");
-  if (std::setlocale(LC_ALL, "C.UTF-8") != nullptr) {
-    dsString s(L"caf\u00e9");
-    std::setlocale(LC_ALL, "C");
-    EXPECT_STREQ(s, "caf\xC3\xA9");
-  }
+  QTEST_UTF8_LOCALE(guard);
+  EXPECT_STREQ(dsString(L"caf\u00e9"), "caf\xC3\xA9");
 }
 
 TEST(StringsOwning, CopiesAreDeepAndAppendingMayUseItsOwnText) {

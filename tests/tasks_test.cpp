@@ -4,10 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <string>
-#include <utility>
 #include <thread>
-#include <type_traits>
 #include <vector>
 
 #include "quillon.h"
@@ -23,7 +20,8 @@ struct Unwound {
   ~Unwound() { flag = true; }
 };
 
-// A body that runs until released (or killed) and may record its end.
+// A body that runs until released (or killed) and may record its end. Strict
+// and managed tasks leave their handle open: the test closes it.
 template <typename Base>
 class Worker : public Base {
  public:
@@ -33,13 +31,6 @@ class Worker : public Base {
   std::atomic<bool> release{false};
   std::atomic<bool> ended{false};
   bool recordEnd = false;
-
-  ~Worker() override {
-    // Strict and managed tasks leave their handle open; the test closes it.
-    if (!std::is_same<Base, pmThread>::value && this->handle != badThreadHandle) {
-      vekCloseHandle(this->handle);
-    }
-  }
 
   void* Handle() const { return this->GetHandle(); }
   bool Running() { return qtest::WaitUntil([&] { return runs > 0; }); }
@@ -52,6 +43,11 @@ class Worker : public Base {
     if (recordEnd) this->GetExitStatus().setStatus(errOK);
     return 7;
   }
+};
+
+// A managed task whose body returns at once and records nothing.
+struct Quick : Worker<pmManageTask> {
+  Quick() : Worker(false, false) { release = true; }
 };
 
 bool Ends(void* handle) { return vekWaitForSingleObject(handle, 10000) == vekWaitObject0; }
@@ -91,8 +87,7 @@ TEST(TasksThread, RecordsOnlyWhatTheBodyWritesAndKillEndsASecondThread) {
 // for a kill from outside, with the code given and done told of it.
 TEST(TasksThread, ABodyThatTerminatesItsOwnThreadEndsWithTheCodeGiven) {
   static std::atomic<void*> own{nullptr};
-  static std::atomic<int> doneCalls{0};
-  static std::atomic<bool> doneSawReturn{true};
+  static std::atomic<int> doneCalls{0}, doneReturns{0};
   void* const handle = StrictThread_Launch(
       [](void*) {
         qtest::WaitUntil([] { return own.load() != nullptr; });
@@ -102,17 +97,15 @@ TEST(TasksThread, ABodyThatTerminatesItsOwnThreadEndsWithTheCodeGiven) {
       },
       nullptr,
       [](void*, bool returned) {
-        doneSawReturn = returned;
         ++doneCalls;
+        doneReturns += returned;
       });
   ASSERT_NE(handle, VEK_INVALID_HANDLE);
   own = handle;
   ASSERT_TRUE(Ends(handle));
   int code = 0;
-  EXPECT_TRUE(StrictThread_GetExitCode(handle, &code));
-  EXPECT_EQ(code, 9);
-  EXPECT_EQ(doneCalls, 1);
-  EXPECT_FALSE(doneSawReturn);
+  EXPECT_TRUE(StrictThread_GetExitCode(handle, &code) && code == 9) << code;
+  EXPECT_TRUE(doneCalls == 1 && doneReturns == 0) << "done is told once, of an end without a return";
   EXPECT_TRUE(vekTerminateThread(handle, 3)) << "ended: succeeds, changing nothing";
   EXPECT_TRUE(StrictThread_GetExitCode(handle, &code) && code == 9);
   StrictThread_Free(handle);
@@ -169,34 +162,22 @@ TEST(TasksManaged, RegistryFollowsStartKillAndDestruction) {
   ASSERT_TRUE(Ends(secondKey));
   delete kept;
   EXPECT_EQ(pmManageTask::Fetch(secondKey), nullptr);
+  EXPECT_TRUE(vekCloseHandle(secondKey));
 }
-
-// A body that returns at once. Strict and managed tasks keep their handle
-// open until the process ends, and so does a plain one whose body records
-// nothing.
-template <typename Base>
-class Quick : public Base {
- public:
-  using Base::Base;
-  void* Handle() const { return this->GetHandle(); }
-
- protected:
-  unsigned int ThreadBody() override { return 0; }
-};
 
 TEST(TasksManaged, DestroyingAKilledTaskLeavesTheTaskThatGotItsHandleValue) {
   // The record behind a handle is freed once the thread has ended and the
   // handle is closed; the next thread's record may then take its address.
   bool reused = false;
   for (int attempt = 0; attempt < 20 && !reused; ++attempt) {
-    auto killed = std::make_unique<Quick<pmManageTask>>(false, false);
+    auto killed = std::make_unique<Quick>();
     ASSERT_TRUE(killed->Start());
     void* const key = killed->Handle();
     ASSERT_TRUE(Ends(key));
     // Until the thread has let go of the record too, closing only drops a reference.
     std::this_thread::sleep_for(2ms);
     ASSERT_TRUE(killed->Kill());
-    Quick<pmManageTask> next(false, false);
+    Quick next;
     ASSERT_TRUE(next.Start());
     reused = next.Handle() == key;
     if (reused) {
@@ -210,13 +191,6 @@ TEST(TasksManaged, DestroyingAKilledTaskLeavesTheTaskThatGotItsHandleValue) {
   if (!reused) GTEST_SKIP() << "the allocator never gave a freed handle record back (a sanitizer's quarantine)";
 }
 
-// Under a sanitizer, freed blocks go to a quarantine and memory grows anyway.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-
 // Managed tasks run to their ends one after the other, each keeping its
 // handle open (and its registry entry coming and going): the ended threads
 // hold no descriptor and little memory, and their handles stay waitable.
@@ -227,7 +201,7 @@ TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
   std::vector<void*> handles;
   auto runToTheirEnds = [&handles](int count) {
     for (int i = 0; i < count; ++i) {
-      Quick<pmManageTask> task(false, false);
+      Quick task;
       ASSERT_TRUE(task.Start()) << "task " << i << ": status " << task.GetExitStatus().GetExitCode();
       handles.push_back(task.Handle());
       ASSERT_TRUE(Ends(task.Handle()));
@@ -236,13 +210,13 @@ TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
   runToTheirEnds(100);  // the allocator's and the thread library's caches fill
   ASSERT_FALSE(HasFatalFailure());
   int const descriptors = qtest::host::OpenDescriptorCount();
-  long const resident = qtest::host::ResidentBytes();
+  [[maybe_unused]] long const resident = qtest::host::ResidentBytes();
   runToTheirEnds(10000);
   ASSERT_FALSE(HasFatalFailure());
   EXPECT_EQ(qtest::host::OpenDescriptorCount(), descriptors);
-  if (!sanitized) {
-    EXPECT_LT(qtest::host::ResidentBytes() - resident, 2 << 20);
-  }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // a sanitizer's quarantine keeps freed blocks
+  EXPECT_LT(qtest::host::ResidentBytes() - resident, 2 << 20);
+#endif
   for (void* handle : {handles.front(), handles.back()}) {
     EXPECT_EQ(vekWaitForSingleObject(handle, 0), vekWaitObject0);
     vekEvent end(new vekMOEvent(handle, vekMOEvent::moThread));
@@ -252,17 +226,22 @@ TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
   for (void* handle : handles) vekCloseHandle(handle);
 }
 
-using Gate = std::pair<std::atomic<bool>, int>;
+struct Gate {
+  std::atomic<bool> open{false};
+  int value;
+  std::atomic<bool> returned{false};
+};
 
-// Returns the int it is given once the gate opens.
+// Returns the gate's value once it opens.
 int Gated(void* raw) {
-  auto* call = static_cast<Gate*>(raw);
-  while (!call->first) std::this_thread::sleep_for(1ms);
-  return call->second;
+  auto* gate = static_cast<Gate*>(raw);
+  while (!gate->open) std::this_thread::sleep_for(1ms);
+  gate->returned = true;
+  return gate->value;
 }
 
 TEST(TasksStrictAndAsync, KillOnlyMarksTheRecordAndTheEventsSeeTheRealEnds) {
-  Gate call{false, 42};
+  Gate call{{false}, 42};
   std::unique_ptr<ptkAsyncCallEvent> async(call_async_func(Gated, &call));
   ASSERT_NE(async, nullptr);
   EXPECT_EQ(async->GetReturnValue(), -1);
@@ -278,27 +257,20 @@ TEST(TasksStrictAndAsync, KillOnlyMarksTheRecordAndTheEventsSeeTheRealEnds) {
   EXPECT_EQ(task.Handle(), strict.GetProcess());  // nothing was closed
   vekEvent* both[] = {&strict, async.get()};
   EXPECT_EQ(vekWaitForAny(both, 2, 30), -1);  // and the thread runs on
-  call.first = true;
+  call.open = true;
   EXPECT_EQ(vekWaitForAny(both, 2, 10000), 1);
   EXPECT_TRUE(async->GetReturnValue() == 42 && async->GetReturnValue() == 42) << "stable once released";
   task.recordEnd = true;
   task.release = true;
   EXPECT_EQ(vekWaitForAny(both, 1, 10000), 0);
   EXPECT_EQ(task.GetExitStatus().GetExitCode(), errOK);  // the body's own record
-}
+  EXPECT_TRUE(vekCloseHandle(task.Handle()));
 
-TEST(TasksAsync, DeletingTheEventEarlyLeavesTheCallRunning) {
-  auto call = std::make_unique<Gate>(false, 5);
-  static std::atomic<bool> returned{false};
-  delete call_async_func(
-      [](void* raw) {
-        int value = Gated(raw);
-        returned = true;
-        return value;
-      },
-      call.get());
-  call->first = true;
-  EXPECT_TRUE(qtest::WaitUntil([&] { return returned.load(); }));
+  // Deleting the event early leaves the call running.
+  Gate early{{false}, 5};
+  delete call_async_func(Gated, &early);
+  early.open = true;
+  EXPECT_TRUE(qtest::WaitUntil([&] { return early.returned.load(); }));
 }
 
 }  // namespace
