@@ -124,15 +124,20 @@ class MemoryStream : public psockStream {
   errstatus err = errOK;
 };
 
-void WriteNumbers(bdtOStream& out) {
-  out << 'A' << '\0' << static_cast<char>(0x80) << static_cast<unsigned char>(0) << static_cast<unsigned char>(255);
-  out << static_cast<short>(SHRT_MIN) << static_cast<short>(-1) << static_cast<short>(SHRT_MAX);
-  out << static_cast<unsigned short>(0) << static_cast<unsigned short>(USHRT_MAX);
-  out << INT_MIN << -1 << 0 << INT_MAX << 0u << UINT_MAX;
+// Calls f on every number of the image, in its order.
+template <class F>
+void EachNumber(F const& f) {
+  for (char value : {'A', '\0', static_cast<char>(0x80)}) f(value);
+  for (unsigned char value : {0, 255}) f(value);
+  for (short value : {SHRT_MIN, -1, SHRT_MAX}) f(value);
+  for (unsigned short value : {0, USHRT_MAX}) f(value);
+  for (int value : {INT_MIN, -1, 0, INT_MAX}) f(value);
+  for (unsigned value : {0u, UINT_MAX}) f(value);
   // long and unsigned long are 32-bit values on the wire on every host.
-  out << static_cast<long>(INT32_MIN) << static_cast<long>(INT32_MAX) << static_cast<unsigned long>(UINT32_MAX);
-  for (float value : kFloats) out << value;
-  for (double value : kDoubles) out << value;
+  for (long value : {static_cast<long>(INT32_MIN), static_cast<long>(INT32_MAX)}) f(value);
+  f(static_cast<unsigned long>(UINT32_MAX));
+  for (float value : kFloats) f(value);
+  for (double value : kDoubles) f(value);
 }
 
 void WriteTexts(bdtOStream& out) {
@@ -159,11 +164,11 @@ std::string WireImage() {
   qtest::Locale locale("C");  // native text is UTF-8 in the C locale on every host
   std::stringbuf buffer;
   bdtOStream portable(&buffer, 1), native(&buffer, 0);
-  WriteNumbers(portable);
+  EachNumber([&](auto value) { portable << value; });
   WriteTexts(portable);
   portable.setMultibyte(1);
   portable << static_cast<unsigned short>(0xFC) << static_cast<unsigned short>(0x65E5);
-  WriteNumbers(native);
+  EachNumber([&](auto value) { native << value; });
   WriteTexts(native);
 
   dsBitSet set(kBitCount);
@@ -191,19 +196,6 @@ void ExpectValue(bdtIStream& in, T expected) {
   T value{};
   in >> value;
   EXPECT_EQ(BitsOf(value), BitsOf(expected)) << "a value of " << sizeof(T) << " bytes, state " << in.rdstate();
-}
-
-void ReadNumbers(bdtIStream& in) {
-  for (char value : {'A', '\0', static_cast<char>(0x80)}) ExpectValue(in, value);
-  for (unsigned char value : {0, 255}) ExpectValue(in, value);
-  for (short value : {SHRT_MIN, -1, SHRT_MAX}) ExpectValue(in, value);
-  for (unsigned short value : {0, USHRT_MAX}) ExpectValue(in, value);
-  for (int value : {INT_MIN, -1, 0, INT_MAX}) ExpectValue(in, value);
-  for (unsigned value : {0u, UINT_MAX}) ExpectValue(in, value);
-  for (long value : {static_cast<long>(INT32_MIN), static_cast<long>(INT32_MAX)}) ExpectValue(in, value);
-  ExpectValue(in, static_cast<unsigned long>(UINT32_MAX));
-  for (float value : kFloats) ExpectValue(in, value);
-  for (double value : kDoubles) ExpectValue(in, value);
 }
 
 std::string ReadString(bdtIStream& in) {
@@ -289,12 +281,12 @@ TEST(WireFormat, TheGoldenImageReadsBackValueByValue) {
   qtest::Locale locale("C");
   std::stringbuf buffer(qtest::ReadFile(GoldenPath()));
   bdtIStream portable(&buffer, 1), native(&buffer, 0);
-  ReadNumbers(portable);
+  EachNumber([&](auto value) { ExpectValue(portable, value); });
   ReadTexts(portable);
   portable.setMultibyte(1);
   ExpectValue(portable, static_cast<unsigned short>(0xFC));
   ExpectValue(portable, static_cast<unsigned short>(0x65E5));
-  ReadNumbers(native);
+  EachNumber([&](auto value) { ExpectValue(native, value); });
   ReadTexts(native);
   ReadBitSet(portable);
   ReadFrames(portable);
