@@ -114,8 +114,7 @@ TEST(LowerProcess, StatusAndExitCodeNeverReap) {
   QTEST_POSIX_ONLY("reaping, which a zombie's entry in /proc shows");
   void* process = nullptr;
   std::uint32_t pid = 0;
-  std::string const sleeper = HelperCommand("sleep", {"30000"});
-  ASSERT_TRUE(Process_Launch(&process, &pid, sleeper.c_str(), nullptr, kNone, kNone, kNone, 1));
+  ASSERT_TRUE(Process_Launch(&process, &pid, HelperCommand("sleep", {"30000"}).c_str(), nullptr, kNone, kNone, kNone, 1));
   std::int32_t code = -5;
   EXPECT_FALSE(GetProcExitCode(process, &code) || Process_Wait(process, &code, false, true));
   vekEvent ended(new vekPROCESSEvent(process));
