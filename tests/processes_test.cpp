@@ -43,10 +43,12 @@ bool readToEnd(iPipeStream& stream, std::string& text) {
   return false;
 }
 
-// Prints its arguments, each followed by a NUL byte, then copies its input.
+// Prints its arguments, each followed by a NUL byte, copies its input, then
+// complains on its error stream.
 QTEST_HELPER(args) {
   for (auto const& arg : args) std::cout << arg << '\0';
   std::cout << std::cin.rdbuf();
+  std::cerr << "failed\n";
   return 0;
 }
 
@@ -63,14 +65,6 @@ QTEST_HELPER(pid_until_input_ends) {
   (void)args;
   std::cout << qtest::host::ProcessId() << std::endl;
   std::cin.ignore(std::numeric_limits<std::streamsize>::max());
-  return 0;
-}
-
-// Copies its input to its output, then complains on its error stream.
-QTEST_HELPER(copy_then_complain) {
-  (void)args;
-  std::cout << std::cin.rdbuf();
-  std::cerr << "failed\n";
   return 0;
 }
 
@@ -120,8 +114,7 @@ TEST(LowerProcess, StatusAndExitCodeNeverReap) {
   QTEST_POSIX_ONLY("reaping, which a zombie's entry in /proc shows");
   void* process = nullptr;
   std::uint32_t pid = 0;
-  std::string const sleeper = HelperCommand("sleep", {"30000"});
-  ASSERT_TRUE(Process_Launch(&process, &pid, sleeper.c_str(), nullptr, kNone, kNone, kNone, 1));
+  ASSERT_TRUE(Process_Launch(&process, &pid, HelperCommand("sleep", {"30000"}).c_str(), nullptr, kNone, kNone, kNone, 1));
   std::int32_t code = -5;
   EXPECT_FALSE(GetProcExitCode(process, &code) || Process_Wait(process, &code, false, true));
   vekEvent ended(new vekPROCESSEvent(process));
@@ -296,7 +289,7 @@ TEST(ExecProcessTask, AssignedStreamsAreTakenWhereAllowedAndTheLastWins) {
   std::ifstream source(dir / "in");
   std::ofstream sink(dir / "out");
   std::fstream both(dir / "err", std::ios::in | std::ios::out | std::ios::trunc);
-  ExecProcess task(HelperCommand("copy_then_complain").c_str(), 7);
+  ExecProcess task(HelperCommand("args").c_str(), 7);
   task.AssignCin(iAssignableStream(source));
   task.AssignCout(oAssignableStream(sink));
   task.AssignCerr(oAssignableStream(both));

@@ -117,7 +117,9 @@ TEST(SocketStream, LowerCallsSelectEventsExactReadsAndClose) {
 
 // --- frames ------------------------------------------------------------------
 
-TEST(SocketFrame, LayoutIsCountThenPayloadAndEmptyFramesAddNothing) {
+// The library's own stream sends a frame in one gathered send; its bytes
+// on the wire, an empty frame included.
+TEST(SocketFrame, TheLibraryStreamSendsCountThenPayload) {
   Connection c = Connect();
   dsXArray<char> three, empty;
   EXPECT_EQ(Write(*c.client, Fill(three, "abc")), errOK);
@@ -126,15 +128,6 @@ TEST(SocketFrame, LayoutIsCountThenPayloadAndEmptyFramesAddNothing) {
   int n = 11;
   EXPECT_EQ(QTEST_BOUNDED("the exact read of both frames", Read(*c.server, raw, n)), errOK);
   EXPECT_EQ(std::string(raw, 11), std::string("\0\0\0\3abc\0\0\0\0", 11));
-
-  SendRaw(*c.client, std::string("\0\0\0\0\0\0\0\3xyz", 11));
-  dsXArray<char> received;
-  Fill(received, "12345");
-  // A wrong byte order would take the second count for 50 million bytes.
-  EXPECT_EQ(QTEST_BOUNDED("the empty frame's read", Read(*c.server, received)), errOK);  // adds nothing
-  EXPECT_EQ(Bytes(received), "12345");
-  EXPECT_EQ(QTEST_BOUNDED("the framed read after the empty frame", Read(*c.server, received)), errOK);
-  EXPECT_EQ(Bytes(received), "12345xyz");
 }
 
 // A stream of its own class over a library stream, whose Write sends at most
@@ -183,28 +176,24 @@ TEST(SocketFrame, ASendCutShortIsFinishedFromWhereItStopped) {
   EXPECT_EQ(written.load(), errOK);
 }
 
-TEST(SocketFrame, BackToBackLargeAndByteByByteFramesArriveWhole) {
-  std::string const frames[] = {Pattern(10000), "second", "third"};
-  auto sendFrames = [&](psockStream& s) {
-    for (std::string const& payload : frames) {
-      dsXArray<char> a;
-      ASSERT_EQ(Write(s, Fill(a, payload)), errOK);
-    }
-  };
-  Connection c = Connect();
-  sendFrames(*c.client);
-  for (std::string const& payload : frames) EXPECT_EQ(Frame(*c.server), payload);
-
+// Back-to-back frames, each into an array of its own, are the wire image's
+// test (wire_test.cpp).
+TEST(SocketFrame, BackToBackFramesIntoOneArrayAndAFrameByteByByteArriveWhole) {
   // Into one array: its spare room is never offered beyond a frame's end. The
   // close turns a read past the end into a failure instead of a wait.
-  Connection kept = Connect();
-  sendFrames(*kept.client);
-  kept.client->CloseSocket();
+  std::string const frames[] = {Pattern(10000), "second", "third"};
+  Connection c = Connect();
+  for (std::string const& payload : frames) {
+    dsXArray<char> a;
+    ASSERT_EQ(Write(*c.client, Fill(a, payload)), errOK);
+  }
+  c.client->CloseSocket();
   dsXArray<char> all;
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(Read(*kept.server, all), errOK);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Read(*c.server, all), errOK);
   EXPECT_TRUE(Bytes(all) == frames[0] + frames[1] + frames[2]) << all.GetSize() << " bytes";
 
   // A count and a payload that come a byte at a time, then the close.
+  c = Connect();
   std::thread writer([&] {
     for (char byte : std::string("\0\0\0\x0a", 4) + "0123456789") {
       qtest::host::SendAll(c.client->getSock(), &byte, 1);
@@ -216,13 +205,19 @@ TEST(SocketFrame, BackToBackLargeAndByteByByteFramesArriveWhole) {
   writer.join();
 }
 
-TEST(SocketFrame, PeerClosingMidFrameGives41AndStopsTheStream) {
+// The bytes of written frames are in the wire image (wire_test.cpp).
+TEST(SocketFrame, FramesAppendAndAPeerClosingMidFrameGives41AndStopsTheStream) {
   Connection c = Connect();
-  SendRaw(*c.client, std::string("\0\0\0\x0a", 4) + "abcd");
+  SendRaw(*c.client, std::string("\0\0\0\0" "\0\0\0\3xyz" "\0\0\0\x0a", 15) + "abcd");
   c.client->CloseSocket();
   dsXArray<char> a;
+  Fill(a, "12345");
+  EXPECT_EQ(QTEST_BOUNDED("the empty frame's read", Read(*c.server, a)), errOK);
+  EXPECT_EQ(Bytes(a), "12345") << "an empty frame adds nothing";
+  EXPECT_EQ(QTEST_BOUNDED("the framed read after the empty frame", Read(*c.server, a)), errOK);
+  EXPECT_EQ(Bytes(a), "12345xyz");
   EXPECT_EQ(QTEST_BOUNDED("the framed read cut by the close", Read(*c.server, a)), errFramedReceive);
-  EXPECT_EQ(Bytes(a), "abcd");  // the chunk that came stays
+  EXPECT_EQ(Bytes(a), "12345xyzabcd");  // the chunk that came stays
   // The failure is kept: a write, which the closed peer would still take, fails.
   EXPECT_EQ(Write(*c.server, a), errSysPeerClosed);
   char buffer[8];
@@ -264,15 +259,15 @@ class Counting : public Base {
 using NonBlocking = Counting<psockNonBlockingServer>;
 
 TEST(SocketServer, BacklogVariableIsReadAndReported) {
+  qtest::EnvVar backlog("VRN_FSERV_BACKLOG", nullptr);
   for (auto const& c : {std::make_pair("", ""), std::make_pair("3", "RTF: Backlog set to 5\n"),
                         std::make_pair("1000", "RTF: Backlog set to 1000\n")}) {
-    qtest::host::SetEnv("VRN_FSERV_BACKLOG", *c.first ? c.first : nullptr);
+    backlog.Set(*c.first ? c.first : nullptr);
     NonBlocking server;
     testing::internal::CaptureStdout();
     EXPECT_TRUE(server.Initialize(SystemAssigned));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), c.second);
   }
-  qtest::host::SetEnv("VRN_FSERV_BACKLOG", nullptr);
 }
 
 TEST(SocketServer, FailuresPrintTheirMessages) {
@@ -460,14 +455,18 @@ TEST(SocketBuffer, IoStreamRoundTripsFlushesWhenDestroyedAndSendsBeforeReading) 
   QTEST_BOUNDED("the peer's end", peer.join());
 }
 
-// A buffer over a string, whose Write takes at most two bytes a call.
+// A buffer over a string whose Write takes at most two bytes a call, while
+// its budget lasts.
 class Memory : public vekIOStreamBuf {
  public:
-  Memory(std::string input, int size)
+  Memory(std::string input, int size, int budget = 1000)
       : vekStreamBufferSize(size), vekStreamBufferBase(nullptr), vekIOStreamBuf(size, nullptr),
-        input(std::move(input)) {}
+        input(std::move(input)), budget(budget) {}
   ~Memory() override { flush(); }
+  bool Drain() { return DrainPutArea(); }
+  std::string Pending() const { return std::string(pbase(), pptr()); }
   std::string input, output;
+  int budget;
 
  private:
   int Read(void* p, int n) override {
@@ -477,8 +476,11 @@ class Memory : public vekIOStreamBuf {
     return count == 0 ? -1 : count;
   }
   int Write(void const* p, int n) override {
-    output.append(static_cast<char const*>(p), static_cast<std::size_t>(std::min(n, 2)));
-    return std::min(n, 2);
+    int const took = std::min({n, 2, budget});
+    if (took <= 0) return -1;
+    budget -= took;
+    output.append(static_cast<char const*>(p), static_cast<std::size_t>(took));
+    return took;
   }
 };
 
@@ -499,28 +501,8 @@ TEST(SocketBuffer, LowerBuffersHandleShortTransfersAndResizing) {
   EXPECT_EQ(small.output, "12345678xyzz");
 }
 
-// A put area whose Write takes two bytes a call while its budget lasts.
-class Trickle : public vekBufferedOutput {
- public:
-  explicit Trickle(int budget) : budget(budget) { setp(area, area + sizeof area); }
-  bool Drain() { return DrainPutArea(); }
-  std::string Pending() const { return std::string(pbase(), pptr()); }
-  std::string output;
-  int budget;
-
- private:
-  int Write(void const* p, int n) override {
-    int const took = std::min({n, 2, budget});
-    if (took <= 0) return -1;
-    budget -= took;
-    output.append(static_cast<char const*>(p), static_cast<std::size_t>(took));
-    return took;
-  }
-  char area[16];
-};
-
 TEST(SocketBuffer, AFailedDrainKeepsWhatDidNotGoAndSendsNoByteTwice) {
-  Trickle put(5);
+  Memory put("", 16, 5);  // a put area of 8 bytes
   ASSERT_EQ(put.sputn("abcdefgh", 8), 8);
   EXPECT_FALSE(put.Drain());
   EXPECT_EQ(put.output, "abcde");
