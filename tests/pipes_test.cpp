@@ -26,7 +26,6 @@ class TestPipeBuf : public vekPipeBuf {
  public:
   TestPipeBuf() : vekPipeBuf(true) {}
   using vekPipeBuf::overflow;
-  using vekPipeBuf::underflow;
   std::ptrdiff_t Pending() const { return pptr() - pbase(); }
 };
 
@@ -109,16 +108,13 @@ TEST(PipeStream, EndsAreClosedOnExecCarryBytesToEndOfFileAndSignalAReader) {
 TEST(PipeStream, NoPipeWhenDescriptorsRunOut) {
   QTEST_POSIX_ONLY("a limit on open descriptors");
   int untouched = 0;
-  oPipeStream* out = reinterpret_cast<oPipeStream*>(&untouched);
+  auto* const sentinel = reinterpret_cast<oPipeStream*>(&untouched);
+  oPipeStream* out = sentinel;
   iPipeStream* in = nullptr;
-  errstatus status = errOK;
-  {
-    qtest::host::NoMoreDescriptors limit;
-    ASSERT_TRUE(limit.Active());
-    status = CreatePipeSt(&out, &in);
-  }
-  EXPECT_EQ(status, errPipeCreate);
-  EXPECT_TRUE(out == reinterpret_cast<oPipeStream*>(&untouched) && in == nullptr) << "out-parameters untouched";
+  qtest::host::NoMoreDescriptors limit;
+  ASSERT_TRUE(limit.Active());
+  EXPECT_EQ(CreatePipeSt(&out, &in), errPipeCreate);
+  EXPECT_TRUE(out == sentinel && in == nullptr) << "out-parameters untouched";
 }
 
 TEST(PipeBuffer, NonBlockingReadsTellNothingYetFromTheEnd) {
@@ -128,7 +124,7 @@ TEST(PipeBuffer, NonBlockingReadsTellNothingYetFromTheEnd) {
   TestPipeBuf reader;
   EXPECT_TRUE(reader.setIOCtrlHandle(in.fd()));
   EXPECT_FALSE(reader.setIOCtrlHandle(out.fd())) << "the first handle stays";
-  EXPECT_EQ(reader.underflow(), eof);
+  EXPECT_EQ(reader.sgetc(), eof);
   EXPECT_EQ(reader.in_avail(), 0) << "nothing yet, the writer is there";
   {
     TestPipeBuf writer;
@@ -148,11 +144,9 @@ TEST(PipeBuffer, NonBlockingReadsTellNothingYetFromTheEnd) {
     EXPECT_EQ(reader.sgetc(), eof);
     ASSERT_TRUE(writer.sputn("end", 3) == 3 && writer.pubsync() == 1);
   }  // the writer closes the only write end
-  EXPECT_EQ(reader.sbumpc(), 'e');
-  EXPECT_EQ(reader.in_avail(), 2) << "the rest of what came is still there";
-  reader.sbumpc();
-  reader.sbumpc();
-  EXPECT_EQ(reader.sgetc(), eof);
+  std::string rest;
+  for (int c; (c = reader.sbumpc()) != eof;) rest += static_cast<char>(c);
+  EXPECT_EQ(rest, "end");
   EXPECT_EQ(reader.in_avail(), -1) << "the pipe has ended";
 }
 
