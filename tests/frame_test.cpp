@@ -46,17 +46,12 @@ TEST(FrameStatus, SystemErrorsPrintThePlatformsTextForTheirCode) {
     return testing::internal::GetCapturedStderr();
   };
   vekSetLastError(qtest::host::kErrorUnmapped);
-  std::string const notFound = printed("Socket failed: ", qtest::host::kErrorNotFound);
-  std::string const denied = printed("Socket failed: ", qtest::host::kErrorAccessDenied);
-  EXPECT_EQ(vekGetLastError(), qtest::host::kErrorUnmapped);  // printing records nothing
-  for (std::string const& line : {notFound, denied}) {
-    ASSERT_GT(line.size(), std::string("Socket failed: : \n").size()) << line;
-    EXPECT_EQ(line.rfind("Socket failed: : ", 0), 0u) << line;
-    EXPECT_EQ(line.find('\n'), line.size() - 1) << line;  // one line
-  }
-  EXPECT_NE(notFound, denied);  // the text is that of the code given
   std::string const bare = printed(nullptr, qtest::host::kErrorNotFound);
-  EXPECT_EQ(notFound, "Socket failed: : " + bare);
+  EXPECT_EQ(vekGetLastError(), qtest::host::kErrorUnmapped);  // printing records nothing
+  ASSERT_GT(bare.size(), 1u);
+  EXPECT_EQ(bare.find('\n'), bare.size() - 1) << bare;  // one line
+  EXPECT_EQ(printed("Socket failed: ", qtest::host::kErrorNotFound), "Socket failed: : " + bare);
+  EXPECT_NE(printed(nullptr, qtest::host::kErrorAccessDenied), bare);  // the text is that of the code given
   vekSetLastError(0);
 }
 
@@ -67,8 +62,7 @@ TEST(FrameStopDeathTest, WritesMessageFileAndLineThenAborts) {
 }
 
 // An event class written the way every event class of the library is. Waits
-// themselves are the tasks' and the semaphores' tests (tasks_test.cpp,
-// sync_test.cpp).
+// themselves are the tasks' tests (tasks_test.cpp).
 template <int Tag>
 struct TestEvent : vekEvent {
   explicit TestEvent(void* semaphore) : vekEvent(new vekMOEvent(semaphore, vekMOEvent::moSemaphore)) {}
@@ -78,8 +72,8 @@ struct TestEvent : vekEvent {
 template <int Tag>
 int const TestEvent<Tag>::kind = vekEvent::AllocEventKind();
 
-TEST(FrameEvents, EachClassHasAKindOfItsOwnAndItsEventsWait) {
-  void* semaphore = uCreateSemaphore(nullptr, 0, 1, nullptr);
+TEST(FrameEvents, EachClassHasAKindOfItsOwnAndAWaitGivesTheFirstSignalled) {
+  void* semaphore = uCreateSemaphore(nullptr, 1, 1, nullptr);
   ASSERT_NE(semaphore, nullptr);
   {
     TestEvent<1> first(semaphore);
@@ -87,9 +81,7 @@ TEST(FrameEvents, EachClassHasAKindOfItsOwnAndItsEventsWait) {
     EXPECT_NE(first.GetKind(), second.GetKind());
     EXPECT_NE(first.GetKind(), 0);
     vekEvent* both[] = {&first, &second};
-    EXPECT_EQ(vekWaitForAny(both, 2, 30), -1);
-    EXPECT_TRUE(vekReleaseSemaphore(semaphore, 1, nullptr));
-    EXPECT_EQ(vekWaitForAny(both, 2, 5000), 0) << "the first of those signalled";
+    EXPECT_EQ(vekWaitForAny(both, 2, 5000), 0);
   }
   vekCloseHandle(semaphore);
 }

@@ -1,18 +1,15 @@
-// The stream in memory: block rules, positions, lines, and running out of
-// memory.
+// The stream in memory: block rules, running out of memory, positions, lines.
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
 #include <new>
 #include <string>
 
 #include "quillon.h"
 #include "testsupport.h"
 
-// The library asks for blocks with the non-throwing form; a test
-// can make it fail. Otherwise it takes the ordinary allocation, so that
-// release meets its own kind. Visible, so that the library calls it.
+// The library asks for blocks with the non-throwing form, which a test can
+// make fail; otherwise the ordinary allocation, so that release meets its kind.
 static bool refuseMemory = false;
 #if QTEST_ALLOCATOR_REPLACEABLE
 QTEST_REPLACES void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
@@ -55,20 +52,32 @@ std::string Line(dsXArray<char> const& a) { return std::string(a.GetDataPtr(), a
 
 // N bytes written read back as N + 1, the last one a filler, in
 // (N + 1) / 4096 + 1 blocks.
-TEST(MemStream, BlockRulesAroundTheBlockSize) {
-  struct Case {
-    std::size_t bytes;
-    unsigned int blocks;
-  } const cases[] = {{4095, 1}, {4096, 2}, {4097, 2}, {8192, 3}};
-  for (Case const& c : cases) {
+TEST(MemStream, BlockRulesAroundTheBlockSizeAndNoMemoryForABlock) {
+  for (auto [bytes, blocks] : {std::pair<std::size_t, unsigned>{4095, 1}, {4096, 2}, {4097, 2}, {8192, 3}}) {
     Probe s;
-    std::string const data = s.Fill(Pattern(c.bytes));
-    EXPECT_EQ(s.Blocks(), c.blocks) << c.bytes;
-    EXPECT_EQ(s.Limit(), c.bytes + 1);
+    std::string const data = s.Fill(Pattern(bytes));
+    EXPECT_EQ(s.Blocks(), blocks) << bytes;
+    EXPECT_EQ(s.Limit(), bytes + 1);
     ASSERT_EQ(s.Seek(0, 0), errOK);
-    EXPECT_EQ(s.ReadAll(static_cast<int>(c.bytes) + 10), data + " ") << c.bytes;
+    EXPECT_EQ(s.ReadAll(static_cast<int>(bytes) + 10), data + " ") << bytes;
     EXPECT_EQ(s.ReadAll(10), "") << "at the end a read delivers nothing and still succeeds";
   }
+
+  QTEST_NEEDS_REPLACED_ALLOCATOR();
+  // The write fills its block, then cannot make the next one: what was
+  // stored stays, and the position stays where the failed move began.
+  Probe s;
+  std::string const data = s.Fill(Pattern(4094));
+  std::string more = "0123456789";
+  refuseMemory = true;
+  errstatus const cut = s.Write(&more[0], static_cast<int>(more.size()));
+  refuseMemory = false;
+  EXPECT_EQ(cut, errNoMemoryOrIO);
+  EXPECT_EQ(s.Blocks(), 1u);
+  EXPECT_EQ(s.Pos(), 4094u);
+  EXPECT_EQ(s.Limit(), 4097u);
+  ASSERT_EQ(s.Seek(0, 0), errOK);
+  EXPECT_EQ(s.ReadAll(5000), data + "01");
 }
 
 TEST(MemStream, SeekOverwriteAndArrays) {
@@ -117,24 +126,6 @@ TEST(MemStream, ReadLnThroughTheCFunctions) {
   }
   EXPECT_EQ(DeleteStreamInMemory(s), 0);
   EXPECT_EQ(DeleteStreamInMemory(nullptr), 0);
-}
-
-TEST(MemStream, NoMemoryForABlock) {
-  QTEST_NEEDS_REPLACED_ALLOCATOR();
-  // The write fills its block, then cannot make the next one: what was
-  // stored stays, and the position stays where the failed move began.
-  Probe s;
-  std::string const data = s.Fill(Pattern(4094));
-  std::string more = "0123456789";
-  refuseMemory = true;
-  errstatus const cut = s.Write(&more[0], static_cast<int>(more.size()));
-  refuseMemory = false;
-  EXPECT_EQ(cut, errNoMemoryOrIO);
-  EXPECT_EQ(s.Blocks(), 1u);
-  EXPECT_EQ(s.Pos(), 4094u);
-  EXPECT_EQ(s.Limit(), 4097u);
-  ASSERT_EQ(s.Seek(0, 0), errOK);
-  EXPECT_EQ(s.ReadAll(5000), data + "01");
 }
 
 }  // namespace
