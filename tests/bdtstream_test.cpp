@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -43,16 +42,6 @@ QTEST_REPLACES void operator delete[](void* array, std::size_t) noexcept { opera
 #endif
 
 namespace {
-
-std::string Hex(std::string const& bytes) {
-  std::string out;
-  char piece[4];
-  for (unsigned char c : bytes) {
-    std::snprintf(piece, sizeof piece, out.empty() ? "%02X" : " %02X", c);
-    out += piece;
-  }
-  return out;
-}
 
 // The wire image of an int32 prefix in either form.
 std::string Prefix(std::int32_t n, int portable) {
@@ -97,7 +86,7 @@ TEST(BdtNumbers, LongsThatNeedMoreThan32BitsAreRefused) {
     EXPECT_EQ(out.rdstate(), 4) << value;
   }
   for (std::uint64_t value : unsignedWide) out << static_cast<unsigned long>(value);
-  EXPECT_EQ(Hex(buf.str()), Hex(fitting));
+  EXPECT_EQ(buf.str(), fitting);
 }
 
 TEST(BdtState, ShortReadsAndWritesSetBitsThatStay) {
@@ -118,7 +107,7 @@ TEST(BdtState, ShortReadsAndWritesSetBitsThatStay) {
   bdtOStream out(&small, 1);
   out << 0x01020304 << static_cast<short>(5);  // the short needs 4 bytes, 2 are left
   EXPECT_EQ(out.rdstate(), 4);
-  EXPECT_EQ(Hex(small.bytes), "01 02 03 04 00 00");
+  EXPECT_EQ(small.bytes, std::string("\x01\x02\x03\x04\0\0", 6));
   out << flush;
   EXPECT_EQ(small.syncs, 0) << "flush does not synchronise the buffer";
 
@@ -150,14 +139,14 @@ TEST(BdtText, LengthCountsWhatTheWriterPuts) {
   EXPECT_EQ(bdtBase::Length(static_cast<wchar_t>(0x20AC), 0, 1), 2u);
 }
 
-// Strings longer than the first 64 KiB step of a payload read back whole in
-// both forms: each later step lands behind the ones before, and the grown
-// array keeps its room for the terminator. The last character is é, taking
-// the way through wide text, or an ASCII letter, taking the short way.
+// Strings around the first 64 KiB step of a payload and up to its third read
+// back whole in both forms: each later step lands behind the ones before, and
+// the grown array keeps its room for the terminator. The last character is é,
+// taking the way through wide text, or an ASCII letter, taking the short way.
 TEST(BdtText, StringsAroundAndAboveTheFirstPayloadStep) {
   overruns = 0;
   for (int portable : {0, 1}) {
-    for (int length : {65535, 65536, 65537, 100000, 131072}) {
+    for (int length : {65535, 65536, 65537, 131072, 200003}) {
       for (char const* last : {"\xC3\xA9", "z"}) {
         // Letters in turn, so that a step read over another shows.
         std::string text(static_cast<std::size_t>(length) - std::strlen(last), '\0');
@@ -185,7 +174,7 @@ void ExpectRejectedText(std::string const& bytes, int portable) {
   dsString text("keep");
   in >> text;
   EXPECT_STREQ(text, "keep");
-  EXPECT_EQ(in.rdstate(), 2) << Hex(bytes) << " portable " << portable;
+  EXPECT_EQ(in.rdstate(), 2) << testing::PrintToString(bytes) << " portable " << portable;
   in >> text;
   EXPECT_STREQ(text, "z");
 }
@@ -208,7 +197,7 @@ TEST(BdtText, TextThatDoesNotConvertOrDoesNotFit) {
   bdtOStream invalidOut(&invalid, 1);
   invalidOut << "ok\xFF" << "\xF4\x90\x80\x80";  // the second decodes past U+10FFFF
   EXPECT_EQ(invalidOut.rdstate(), 0);
-  EXPECT_EQ(Hex(invalid.str()), "FF FF FF FF FF FF FF FF");
+  EXPECT_EQ(invalid.str(), std::string(8, '\xFF'));
   // A native reader checks its bytes against the locale.
   ExpectRejectedText("a\xC3(", 0);
 
