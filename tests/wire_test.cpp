@@ -50,7 +50,7 @@ std::vector<double> const kDoubles{DBL_MAX,   -DBL_MIN,  DBL_TRUE_MIN,
                                    -0.0,      -INFINITY, FromBits<double>(0x7FF8000000000001ull),
                                    1.0 / 3.0};
 
-// The bit set: a zero run longer than one item of the packed form (255).
+// The bit set: a size of whole bytes, which its storage passes by one byte.
 unsigned long const kBitCount = 2200;
 std::vector<unsigned long> const kBits{0, 9, 10, 700, 2199};
 char const kBitText[] = "[0, 9, 10, 700, 2199]";
