@@ -30,10 +30,8 @@ Args Expand(Args const& old, std::string& echoed, bool echo = true) {
   return result;
 }
 
-// How lines become arguments (line ends, empty lines, a nested option, a last
-// line without a line end, a variable at the head of a line) is compared with
-// a plain reading by fuzz/argfile_fuzz.cpp. Here: the echo, a line far longer
-// than any first guess, and a variable whose value is not scanned again.
+// fuzz/argfile_fuzz.cpp compares lines and variables with a plain reading; here
+// the echo, a line far longer than any first guess, and a value not scanned again.
 TEST(CmdArgs, EchoLongLinesAndVariables) {
   Args const plain{"prog", "a b", "", "-ARGFILE", "-argfile2", "x"};
   std::string echoed;

@@ -106,9 +106,8 @@ TEST(StringsUtilities, PlainCopiesNumbersAndEnvironment) {
   EXPECT_TRUE(Getenv(name.c_str(), value) && value.IsEmpty());
 }
 
-// Token lists and C-style text are compared with plain readers and writers by
-// fuzz/strutil_fuzz.cpp; here the forms it does not reach: no list, no field,
-// and the exact spelling of what C-style text escapes.
+// What fuzz/strutil_fuzz.cpp does not reach: no list, no field, and the exact
+// spelling of what C-style text escapes.
 TEST(StringsTokensAndCStyle, NoTextAndTheEscapedForm) {
   dsString token("old");
   EXPECT_EQ(dsGetNextToken(nullptr, token, ','), nullptr);

@@ -18,8 +18,6 @@ namespace {
 
 using namespace std::string_literals;
 
-using qtest::Locale;
-
 // A converted string, owned, or "<null>".
 std::string Take(char* text) {
   std::unique_ptr<char[]> owned(text);
@@ -59,10 +57,8 @@ void ExpectNativeText(char const* locale) {
   EXPECT_EQ(std::wstring(buffer), L"abcd") << locale;
 }
 
-// In the C locale the multibyte wrappers answer as the C library does in its
-// own UTF-8 locale, call for call: counts, limits, stored characters and
-// refusals. (The C library's UTF-8 also takes values past U+10FFFF, which
-// are no UTF-8; they are left out here.)
+// What the multibyte wrappers answer, call for call: counts, limits, stored
+// characters, refusals (values past U+10FFFF, no UTF-8, are left out).
 std::string WrapperAnswers() {
   std::string answers;
   auto note = [&answers](long long value) { answers += std::to_string(value) + " "; };
@@ -103,7 +99,7 @@ std::string WrapperAnswers() {
 
 TEST(TextNative, ConversionsAnswerAlikeInBothLocales) {
   {
-    Locale guard("C");
+    qtest::Locale guard("C");
     ExpectNativeText("C");
   }
   std::string utf8;
@@ -112,7 +108,7 @@ TEST(TextNative, ConversionsAnswerAlikeInBothLocales) {
     ExpectNativeText(qtest::host::kUtf8Locale);
     utf8 = WrapperAnswers();
   }
-  Locale guard("C");
+  qtest::Locale guard("C");  // where the wrappers answer as the C library's UTF-8 does
   EXPECT_EQ(WrapperAnswers(), utf8);
   EXPECT_EQ(vek_mb_cur_max(), 4);
 }
@@ -120,7 +116,7 @@ TEST(TextNative, ConversionsAnswerAlikeInBothLocales) {
 // A program that never sets its locale handles non-ASCII names whole: paths
 // are rewritten past them and patterns match them.
 TEST(TextCLocale, NamesStayWhole) {
-  Locale guard("C");
+  qtest::Locale guard("C");
   qtest::TempDir dir;
   std::string const cafe = "caf\xC3\xA9", below = qtest::Neutral(dir.Path()) + "|d|" + cafe + "|sub|";
   EXPECT_EQ(pfuFS::pfuMakeDirRec(below.c_str()), errOK);
@@ -135,9 +131,8 @@ TEST(TextCLocale, NamesStayWhole) {
   EXPECT_FALSE(reader->ReadNextMatching(entry, "*.txt"));
 }
 
-// Converts the first length bytes of block: the pieces of the result up to
-// the empty one that ends it, as "a;b;" (or "<null>"), then "#" and what was
-// printed. The list must stay inside the buffer.
+// The pieces of the first length bytes of block as "a;b;" (or "<null>"), then
+// "#" and what was printed. The list must stay inside the buffer.
 std::string Block(std::string const& block, int length) {
   testing::internal::CaptureStdout();
   std::unique_ptr<char[]> result(mbxNativeToNeut(block.data(), length));
