@@ -1,11 +1,12 @@
 // The profiler's own-time accounting and its report line, and the clock under it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cmath>
 #include <functional>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -27,12 +28,15 @@ std::map<std::string, Report> Reports(std::function<void()> const& body) {
   testing::internal::CaptureStdout();
   body();
   std::istringstream lines(testing::internal::GetCapturedStdout());
-  std::regex const form(R"((.*): (\d+) times \* (\S+) sec = (\S+) sec total)");
   std::map<std::string, Report> reports;
-  std::smatch field;
   for (std::string line; std::getline(lines, line);) {
-    if (!std::regex_match(line, field, form)) ADD_FAILURE() << line;
-    else reports[field[1]] = {std::stoul(field[2]), std::stod(field[3]), std::stod(field[4])};
+    std::string::size_type colon = std::min(line.find(": "), line.size());
+    unsigned long count = 0;
+    char average[32] = "", total[32] = "";
+    std::sscanf(line.c_str() + std::min(colon + 2, line.size()), "%lu times * %31s sec = %31s", &count, average, total);
+    std::string name = line.substr(0, colon);
+    if (line != name + ": " + std::to_string(count) + " times * " + average + " sec = " + total + " sec total") ADD_FAILURE() << line;
+    else reports[name] = {count, std::stod(average), std::stod(total)};
   }
   return reports;
 }

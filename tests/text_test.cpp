@@ -40,8 +40,7 @@ void ExpectNativeText(char const* locale) {
   Case const cases[] = {
       {toNeutral, mixed.c_str(), mixed.c_str()}, {toNative, mixed.c_str(), mixed.c_str()},
       {toNeutral, "ok\xC3", nullptr}, {toNeutral, "caf\xE9", nullptr},
-      // A UTF-8 C library decodes past U+10FFFF; such names must not all
-      // become one neutral U+FFFD. Nor may malformed neutral text become one.
+      // Past U+10FFFF (a UTF-8 C library decodes it) and malformed: no text becomes U+FFFD.
       {toNeutral, "\xF4\x90\x80\x80", nullptr}, {toNeutral, "a\xF7\xBF\xBF\xBF", nullptr},
       {toNeutral, "\xF8\x88\x80\x80\x80", nullptr}, {toNative, "a\x80", nullptr}, {toNative, "\xED\xA0\x80", nullptr},
       {firstToNeutral, "\xF0\x9F\x98\x80\xC3\xA9", "\xF0\x9F\x98\x80"}, {firstToNeutral, "xyz", "x"},
