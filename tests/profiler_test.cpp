@@ -54,24 +54,12 @@ TEST(ProfilerClock, TimevalNormalizes) {
   EXPECT_TRUE(borrowed.GetSeconds() == 1 && borrowed.GetMicroseconds() == 750000);
 }
 
-TEST(ProfilerReport, LineFormatAndAnUnusedEntry) {
-  auto reports = Reports([] {
-    ProfileEntry unused("idle"), nameless(nullptr), used("read");
-    { ProfilePoint p(&used); }
-    { ProfilePoint p(&used); }
-  });
-  ASSERT_EQ(reports.size(), 3u) << "a null name gives a line without one";
-  EXPECT_EQ(reports["read"].count, 2u);
-  EXPECT_TRUE(reports["idle"].count == 0 && std::isnan(reports["idle"].average) && reports["idle"].total == 0);
-  EXPECT_NEAR(reports["read"].average * 2, reports["read"].total, kPrinted);
-}
-
 // Sleeps give lower bounds only; upper bounds come from the same clock read
 // around the whole run, so no figure depends on the machine's speed.
-TEST(ProfilerAccounting, NestedRepeatedAndSelfNestedPointsChargeOwnTimeOnly) {
+TEST(ProfilerReport, OwnTimeOfNestedSelfNestedAndLaterPointsAndALineForEachEntry) {
   double span = 0;
   auto reports = Reports([&span] {
-    ProfileEntry outer("outer"), inner("inner"), seq("seq");
+    ProfileEntry unused("idle"), nameless(nullptr), outer("outer"), inner("inner");
     vekTimeMill begin;
     {
       ProfilePoint o(&outer);
@@ -84,20 +72,21 @@ TEST(ProfilerAccounting, NestedRepeatedAndSelfNestedPointsChargeOwnTimeOnly) {
       }
       Sleep(20);
     }
-    for (int round = 0; round < 3; ++round) {
-      ProfilePoint p(&seq);
+    {
+      ProfilePoint later(&inner);  // after the others ended: none of them is charged again
       Sleep(10);
     }
     span = vekTimeMill() - begin;
   });
-  Report o = reports["outer"], i = reports["inner"], s = reports["seq"];
-  EXPECT_TRUE(o.count == 1 && i.count == 2 && s.count == 3);
+  ASSERT_EQ(reports.size(), 4u) << "a null name gives a line without one";
+  EXPECT_TRUE(reports["idle"].count == 0 && std::isnan(reports["idle"].average) && reports["idle"].total == 0);
+  Report o = reports["outer"], i = reports["inner"];
+  EXPECT_TRUE(o.count == 1 && i.count == 3);
+  EXPECT_NEAR(i.average * 3, i.total, kPrinted);
   EXPECT_GE(o.total, 0.050 - kPrinted);
-  EXPECT_GE(i.total, 0.060 - kPrinted);
-  EXPECT_GE(s.total, 0.030 - kPrinted);
+  EXPECT_GE(i.total, 0.070 - kPrinted);
   // Together they cover the run once: no inner time is in an outer total as well.
-  EXPECT_LE(o.total + i.total + s.total, span + kPrinted);
-  EXPECT_LE(o.total, span - 0.090 + kPrinted);
+  EXPECT_LE(o.total + i.total, span + kPrinted);
 }
 
 }  // namespace

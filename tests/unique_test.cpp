@@ -11,11 +11,9 @@
 #include "quillon.h"
 #include "testsupport.h"
 
-// A released array has its first byte overwritten by 0xFF and stays in a
-// small quarantine before it goes back to the allocator, which would write
-// into it: a text read after its release is no longer what it was, and a
-// database entry left behind by a released cell sorts after every real key.
-// Visible, so that the library calls them.
+// A released array gets 0xFF as its first byte and waits in a quarantine, so
+// that a database entry left behind by a released cell sorts after every real
+// key. Visible, so that the library calls them.
 #if QTEST_ALLOCATOR_REPLACEABLE
 static void* quarantine[64];
 static std::size_t quarantined = 0;
@@ -33,8 +31,7 @@ QTEST_REPLACES void operator delete[](void* block, std::size_t) noexcept { opera
 
 namespace {
 
-// True if no user holds the cell of text: taking one and giving it back
-// then destroys the cell.
+// True if no user holds the cell of text (taking one and giving it back destroys it).
 bool NoCellFor(char const* text) {
   dsStringCell* cell = nullptr;
   dsStringCell::AddToDatabase(text, cell);
