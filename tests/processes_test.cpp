@@ -6,7 +6,6 @@
 #include <chrono>
 #include <fstream>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <random>
 #include <string>
@@ -60,14 +59,6 @@ QTEST_HELPER(exit_if_inherited) {
   return 0;
 }
 
-// Tells its pid, then lives until its standard input ends.
-QTEST_HELPER(pid_until_input_ends) {
-  (void)args;
-  std::cout << qtest::host::ProcessId() << std::endl;
-  std::cin.ignore(std::numeric_limits<std::streamsize>::max());
-  return 0;
-}
-
 // Writes args[0] bytes of noise in pieces, each to standard output and then
 // to standard error, as tee does.
 QTEST_HELPER(same_to_both) {
@@ -82,7 +73,7 @@ QTEST_HELPER(same_to_both) {
   return 0;
 }
 
-TEST(CommandLine, SplitsByTheWindowsRules) {
+TEST(CommandLine, SplitsByTheWindowsRulesAndJoinsBackTheSame) {
   struct Case {
     char const* line;
     std::vector<std::string> args;
@@ -97,9 +88,7 @@ TEST(CommandLine, SplitsByTheWindowsRules) {
   };
   for (auto const& c : cases) EXPECT_EQ(vekSplitCommandLine(c.line), c.args) << c.line;
   EXPECT_TRUE(vekSplitCommandLine(nullptr).empty());
-}
 
-TEST(CommandLine, JoinedArgumentsSplitBackTheSame) {
   std::vector<std::string> const args = {
       "C:\\Program Files\\tool.exe", "", "plain", "two words", "tab\there", "\"", "a\\\"b",
       "ends\\", "ends in space\\", "\\\\\"\"", "\\\\server\\share"};
@@ -246,25 +235,6 @@ TEST(ExecProcessTask, KillAndInterruptASleepingChild) {
             qtest::host::kExitAfterInterrupt);
 }
 
-TEST(ExecProcessTask, DestroyedObjectLeavesTheChildRunningAndNoZombie) {
-  QTEST_POSIX_ONLY("zombies");
-  oPipeStream* toChild = nullptr;
-  iPipeStream* fromChild = nullptr;
-  iPipeStream* errFromChild = nullptr;
-  std::uint32_t pid = 0;
-  {
-    ExecProcess task(HelperCommand("pid_until_input_ends").c_str(), 7);
-    ASSERT_EQ(OpenPipeWithChildProc(&toChild, &fromChild, &errFromChild, &task), errOK);
-    QTEST_BOUNDED("the child's pid", static_cast<void>(*fromChild >> pid));
-    ASSERT_GT(pid, 0u);
-  }
-  EXPECT_FALSE(ProcessIsGone(pid)) << "the child runs on";
-  DeletePipe(toChild);  // its input ends, so it ends
-  EXPECT_TRUE(qtest::WaitUntil([&] { return ProcessIsGone(pid); })) << "left as a zombie";
-  DeletePipe(fromChild);
-  DeletePipe(errFromChild);
-}
-
 TEST(ExecProcessTask, AssignedStreamsAreTakenWhereAllowedAndTheLastWins) {
   oPipeStream* writers[2];
   iPipeStream* readers[2];
@@ -323,25 +293,6 @@ TEST(ExecProcessTask, LargeOutputOnBothStreamsReadByEvents) {
     delete events[i];
     DeletePipe(streams[i]);
   }
-}
-
-// The suites' own children: the standard helper modes, run to their end or
-// to the time limit, which ends a child that hangs.
-TEST(TestChildren, StandardHelperModesAndTheTimeLimit) {
-  std::string const self = qtest::SelfPath();
-  std::string const input("two\nlines\0and a zero", 20);
-  std::string out, err;
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "copy-input"}, &out, std::chrono::seconds(10), input, &err), 0);
-  EXPECT_TRUE(out == input && err.empty());
-  out.clear();
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "print-args", "a b", "", "\"q\""}, &out), 0);
-  EXPECT_EQ(out, "a b\n\n\"q\"\n");
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "print-error", "to-err"}, nullptr, std::chrono::seconds(10), "", &err), 0);
-  EXPECT_EQ(err, "to-err\n");
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "exit", "7"}), 7);
-  auto const start = std::chrono::steady_clock::now();
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "sleep", "30000"}, nullptr, std::chrono::milliseconds(200)), -1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, qtest::kStuckAfter) << "killed at the limit";
 }
 
 }  // namespace

@@ -10,31 +10,31 @@
 
 namespace {
 
+// Whether word lies inside the mutex watched (none when null).
+bool IsIn(std::atomic<proMutex const*> const& watched, void const* word) {
+  auto const* mutex = reinterpret_cast<char const*>(watched.load());
+  auto const* at = static_cast<char const*>(word);
+  return mutex != nullptr && at >= mutex && at < mutex + sizeof(proMutex);
+}
+
 // The first wake that proMutex::Unlock gives a waiter of the watched mutex
 // stops on a gate: the mutex is then free but still waited for, a state that
-// otherwise lasts only a few instructions. Once the gate opens and the wake
-// has gone out, the Unlock that gave it stays until the waiter owns the
-// mutex. Parks on it are counted.
+// otherwise lasts a few instructions. Once the gate opens, the Unlock that
+// gave the wake stays until the waiter owns the mutex. Parks are counted.
 struct WakeGate {
   std::atomic<proMutex const*> watched{nullptr};
   std::atomic<int> parks{0};
   std::atomic<bool> reached{false};
   std::atomic<bool> open{false};
   std::atomic<bool> waiterOwns{false};
-
-  bool Watches(void const* word) const {
-    auto const* mutex = reinterpret_cast<char const*>(watched.load());
-    auto const* at = static_cast<char const*>(word);
-    return mutex != nullptr && at >= mutex && at < mutex + sizeof(proMutex);
-  }
 } gate;
 
 void CountPark(void const* word) {
-  if (gate.Watches(word)) ++gate.parks;
+  if (IsIn(gate.watched, word)) ++gate.parks;
 }
 
 void WakeThroughGate(void const* word, std::function<void()> const& next) {
-  bool const first = gate.Watches(word) && !gate.reached.exchange(true);
+  bool const first = IsIn(gate.watched, word) && !gate.reached.exchange(true);
   if (first) qtest::WaitUntil([] { return gate.open.load(); });
   next();
   if (first) qtest::WaitUntil([] { return gate.waiterOwns.load(); });
@@ -77,10 +77,6 @@ TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
   ASSERT_TRUE(qtest::host::WatchAddressWaits(&gateHooks));
   proMutex mutex;
   gate.watched = &mutex;
-  gate.parks = 0;
-  gate.reached = false;
-  gate.open = false;
-  gate.waiterOwns = false;
   std::atomic<bool> held{false};
   std::atomic<bool> release{false};
   std::atomic<bool> unlocked{false};
@@ -126,11 +122,8 @@ struct LatePark {
 } late;
 
 void HoldFirstPark(void const* word) {
-  auto const* mutex = reinterpret_cast<char const*>(late.watched.load());
-  auto const* at = static_cast<char const*>(word);
-  if (mutex == nullptr || at < mutex || at >= mutex + sizeof(proMutex)) return;
   void* expected = nullptr;
-  if (late.word.compare_exchange_strong(expected, const_cast<void*>(word))) {
+  if (IsIn(late.watched, word) && late.word.compare_exchange_strong(expected, const_cast<void*>(word))) {
     qtest::WaitUntil([] { return late.woken.load(); });
   }
 }
