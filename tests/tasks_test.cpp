@@ -63,7 +63,6 @@ TEST(TasksThread, RecordsOnlyWhatTheBodyWrites) {
   ASSERT_TRUE(Ends(task.Handle()));
   EXPECT_FALSE(task.GetExitStatus().IsAlive());
   EXPECT_EQ(task.GetExitStatus().GetExitCode(), errOK);
-  EXPECT_TRUE(vekCloseHandle(task.Handle()));
 }
 
 // A body that ends its own thread through its handle: the end is finished as
@@ -215,23 +214,17 @@ TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
   for (void* handle : handles) vekCloseHandle(handle);
 }
 
-struct Gate {
-  std::atomic<bool> open{false};
-  int value;
-  std::atomic<bool> returned{false};
-};
-
-// Returns the gate's value once it opens.
+// Returns 42 once the gate is 1, leaving 2 in it.
 int Gated(void* raw) {
-  auto* gate = static_cast<Gate*>(raw);
-  while (!gate->open) std::this_thread::sleep_for(1ms);
-  gate->returned = true;
-  return gate->value;
+  auto& gate = *static_cast<std::atomic<int>*>(raw);
+  while (gate != 1) std::this_thread::sleep_for(1ms);
+  gate = 2;
+  return 42;
 }
 
 TEST(TasksStrictAndAsync, KillOnlyMarksTheRecordAndTheEventsSeeTheRealEnds) {
-  Gate call{{false}, 42};
-  std::unique_ptr<ptkAsyncCallEvent> async(call_async_func(Gated, &call));
+  std::atomic<int> gate{0};
+  std::unique_ptr<ptkAsyncCallEvent> async(call_async_func(Gated, &gate));
   ASSERT_NE(async, nullptr);
   EXPECT_EQ(async->GetReturnValue(), -1);
   Worker<pmStrictTask> task;
@@ -246,7 +239,7 @@ TEST(TasksStrictAndAsync, KillOnlyMarksTheRecordAndTheEventsSeeTheRealEnds) {
   EXPECT_EQ(task.Handle(), strict.GetProcess());  // nothing was closed
   vekEvent* both[] = {&strict, async.get()};
   EXPECT_EQ(vekWaitForAny(both, 2, 30), -1);  // and the thread runs on
-  call.open = true;
+  gate = 1;
   EXPECT_EQ(vekWaitForAny(both, 2, 10000), 1);
   EXPECT_TRUE(async->GetReturnValue() == 42 && async->GetReturnValue() == 42) << "stable once released";
   task.recordEnd = true;
@@ -256,10 +249,10 @@ TEST(TasksStrictAndAsync, KillOnlyMarksTheRecordAndTheEventsSeeTheRealEnds) {
   EXPECT_TRUE(vekCloseHandle(task.Handle()));
 
   // Deleting the event early leaves the call running.
-  Gate early{{false}, 5};
+  std::atomic<int> early{0};
   delete call_async_func(Gated, &early);
-  early.open = true;
-  EXPECT_TRUE(qtest::WaitUntil([&] { return early.returned.load(); }));
+  early = 1;
+  EXPECT_TRUE(qtest::WaitUntil([&] { return early == 2; }));
 }
 
 }  // namespace
