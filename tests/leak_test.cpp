@@ -37,8 +37,7 @@ void ExpectNothingLeft(std::function<void()> const& round) {
 
 using qtest::HelperCommand;
 
-// One child is waited for; the other outlives its object and must still
-// answer, then be reaped when it ends.
+// One child is waited for; one that outlives its object must still answer.
 TEST(Leaks, ChildrenWaitedForAndLeftRunning) {
   ExpectNothingLeft([] {
     oPipeStream* toChild = nullptr;
@@ -83,9 +82,8 @@ class OneFrame : public psockBlockingServer {
   int broken = 0;
 };
 
-// Peers that break off inside the count, inside the payload, after
-// announcing 2 GiB and sending 96 KiB, or with a reset in the payload, and one
-// with a negative count, which reads as an empty frame.
+// Peers that break off inside the count, inside the payload, after announcing
+// 2 GiB, or with a reset; a negative count reads as an empty frame.
 struct HostilePeer {
   std::string bytes;
   bool reset;
@@ -98,8 +96,7 @@ HostilePeer const hostilePeers[] = {{std::string("\0\0", 2), false},
 int const kHostileKinds = 5;
 
 // Each round serves a hostile peer, then a good client, which must get its
-// answer. The server's memory is back where it was after the rounds (a
-// sanitizer's quarantine keeps freed blocks, so only a plain build counts it).
+// answer; a plain build also counts the server's memory (not a sanitizer's).
 TEST(Leaks, SocketsWithGoodAndBrokenPeers) {
   OneFrame server;
   ASSERT_TRUE(server.Initialize(SystemAssigned));

@@ -1,6 +1,5 @@
-// Child processes: command lines, launching, waiting, signals, reaping, and
-// the ExecProcess task with its pipes. That a child which outlives its object
-// is reaped, and runs on meanwhile, is the leak suite's.
+// Child processes: command lines, launching, waiting, signals, reaping and the
+// ExecProcess task with its pipes (a child outliving its object: leak_test.cpp).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -208,25 +207,24 @@ TEST(ExecProcessTask, KillAndInterruptASleepingChild) {
 }
 
 TEST(ExecProcessTask, AssignedStreamsAreTakenWhereAllowedAndTheLastWins) {
-  oPipeStream* writers[2];
-  iPipeStream* readers[2];
-  for (int i = 0; i < 2; ++i) ASSERT_EQ(CreatePipeSt(&writers[i], &readers[i]), errOK);
+  qtest::TempDir dir;
+  std::ofstream overridden(dir / "overridden");
+  oPipeStream* writer = nullptr;
+  iPipeStream* reader = nullptr;
+  ASSERT_EQ(CreatePipeSt(&writer, &reader), errOK);
   ExecProcess limited(HelperCommand("print-error", {"to-err"}).c_str(), 5);
-  limited.AssignCout(oAssignableStream(*writers[0]));  // not allowed: ignored
-  limited.AssignCerr(oAssignableStream(*writers[0]));
-  limited.AssignCerr(oAssignableStream(*writers[1]));
+  limited.AssignCout(oAssignableStream(overridden));  // not allowed: ignored
+  limited.AssignCerr(oAssignableStream(overridden));
+  limited.AssignCerr(oAssignableStream(*writer));
   ASSERT_TRUE(limited.Start());
   EXPECT_EQ(QTEST_BOUNDED("the wait for the child", limited.WaitForProcess()), 0);
-  std::string text[2];
-  for (int i = 0; i < 2; ++i) {
-    DeletePipe(writers[i]);
-    EXPECT_TRUE(readToEnd(*readers[i], text[i]));
-    DeletePipe(readers[i]);
-  }
-  EXPECT_EQ(text[0] + "|" + text[1], "|to-err\n");
+  DeletePipe(writer);
+  std::string text;
+  EXPECT_TRUE(readToEnd(*reader, text));
+  DeletePipe(reader);
+  EXPECT_EQ(qtest::ReadFile(dir / "overridden") + "|" + text, "|to-err\n");
 
   // File streams become the child's streams.
-  qtest::TempDir dir;
   qtest::WriteFile(dir / "in", "line one\nline two\n");
   std::ifstream source(dir / "in");
   std::ofstream sink(dir / "out");
