@@ -1,14 +1,12 @@
-// Child processes: command lines, launching, waiting, signals, reaping, and
-// the ExecProcess task with its pipes.
+// Child processes: command lines, launching, waiting, signals, reaping and the
+// ExecProcess task with its pipes (a child outliving its object: leak_test.cpp).
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <iostream>
-#include <limits>
 #include <memory>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,21 +22,15 @@ void* const kNone = reinterpret_cast<void*>(~std::uintptr_t{0});
 using qtest::HelperCommand;
 using qtest::host::ProcessIsGone;
 
-// Takes what waits on a signalled pipe stream; false when it has ended instead.
-bool takeWaiting(iPipeStream& stream, std::string& text) {
-  static thread_local char chunk[1 << 16];
-  std::streamsize waiting = stream.rdbuf()->in_avail();
-  if (waiting <= 0) return false;
-  stream.read(chunk, std::min<std::streamsize>(waiting, sizeof chunk));
-  text.append(chunk, static_cast<std::size_t>(stream.gcount()));
-  return true;
-}
-
 // Reads a pipe stream to its end, never waiting longer than 10 s for a piece.
 bool readToEnd(iPipeStream& stream, std::string& text) {
+  static thread_local char chunk[1 << 16];
   std::unique_ptr<vekEvent> readable(stream.GetReadEvent());
   while (readable->Wait(10000)) {
-    if (!takeWaiting(stream, text)) return true;
+    std::streamsize const waiting = stream.rdbuf()->in_avail();
+    if (waiting <= 0) return true;  // an ended stream stays signalled
+    stream.read(chunk, std::min<std::streamsize>(waiting, sizeof chunk));
+    text.append(chunk, static_cast<std::size_t>(stream.gcount()));
   }
   return false;
 }
@@ -60,29 +52,7 @@ QTEST_HELPER(exit_if_inherited) {
   return 0;
 }
 
-// Tells its pid, then lives until its standard input ends.
-QTEST_HELPER(pid_until_input_ends) {
-  (void)args;
-  std::cout << qtest::host::ProcessId() << std::endl;
-  std::cin.ignore(std::numeric_limits<std::streamsize>::max());
-  return 0;
-}
-
-// Writes args[0] bytes of noise in pieces, each to standard output and then
-// to standard error, as tee does.
-QTEST_HELPER(same_to_both) {
-  std::minstd_rand noise(7);
-  std::string piece;
-  for (long left = std::stol(args.at(0)); left > 0; left -= static_cast<long>(piece.size())) {
-    piece.resize(static_cast<std::size_t>(std::min(left, 4096L)));
-    for (char& c : piece) c = static_cast<char>(noise());
-    if (!std::cout.write(piece.data(), static_cast<std::streamsize>(piece.size())).flush()) return 1;
-    if (!std::cerr.write(piece.data(), static_cast<std::streamsize>(piece.size())).flush()) return 1;
-  }
-  return 0;
-}
-
-TEST(CommandLine, SplitsByTheWindowsRules) {
+TEST(CommandLine, SplitsByTheWindowsRulesAndJoinsBackTheSame) {
   struct Case {
     char const* line;
     std::vector<std::string> args;
@@ -97,9 +67,7 @@ TEST(CommandLine, SplitsByTheWindowsRules) {
   };
   for (auto const& c : cases) EXPECT_EQ(vekSplitCommandLine(c.line), c.args) << c.line;
   EXPECT_TRUE(vekSplitCommandLine(nullptr).empty());
-}
 
-TEST(CommandLine, JoinedArgumentsSplitBackTheSame) {
   std::vector<std::string> const args = {
       "C:\\Program Files\\tool.exe", "", "plain", "two words", "tab\there", "\"", "a\\\"b",
       "ends\\", "ends in space\\", "\\\\\"\"", "\\\\server\\share"};
@@ -110,11 +78,21 @@ TEST(CommandLine, JoinedArgumentsSplitBackTheSame) {
   EXPECT_EQ(vekJoinCommandLine({}), "");
 }
 
-TEST(LowerProcess, StatusAndExitCodeNeverReap) {
-  QTEST_POSIX_ONLY("reaping, which a zombie's entry in /proc shows");
+// A detached child gets a session of its own and no descriptor but its
+// standard streams; its status and exit code are read without reaping it.
+TEST(LowerProcess, DetachedChildInheritsNothingAndStatusNeverReaps) {
+  QTEST_POSIX_ONLY("descriptor inheritance, sessions, and reaping, which a zombie's entry in /proc shows");
+  qtest::TempDir dir;
+  int stray = qtest::host::OpenInheritableDescriptor(dir / "stray");  // inheritable on purpose
+  ASSERT_GE(stray, 3);
+  std::string const probe = HelperCommand("exit_if_inherited", {std::to_string(stray), dir / "stray"});
   void* process = nullptr;
   std::uint32_t pid = 0;
-  ASSERT_TRUE(Process_Launch(&process, &pid, HelperCommand("sleep", {"30000"}).c_str(), nullptr, kNone, kNone, kNone, 1));
+  ASSERT_TRUE(Process_Launch(&process, &pid, probe.c_str(), nullptr, kNone, kNone, kNone, 2));
+  qtest::host::CloseDescriptor(stray);
+  EXPECT_EQ(qtest::host::SessionOf(pid), static_cast<long>(pid)) << "a session of its own";
+  EXPECT_FALSE(qtest::WaitUntil([&] { return IsAlive(process) != asAlive; }, std::chrono::milliseconds(300)))
+      << "the stray descriptor reached the child";
   std::int32_t code = -5;
   EXPECT_FALSE(GetProcExitCode(process, &code) || Process_Wait(process, &code, false, true));
   vekEvent ended(new vekPROCESSEvent(process));
@@ -158,24 +136,6 @@ TEST(LowerProcess, FailedLaunchLeavesNoChildAndNoEnd) {
   EXPECT_EQ(toChild, reinterpret_cast<oPipeStream*>(&task));
   EXPECT_EQ(qtest::host::OpenDescriptorCount(), before);
   EXPECT_FALSE(qtest::host::AnyChildLeft()) << "a failed launch leaves no child behind";
-}
-
-TEST(LowerProcess, DetachedChildGetsOnlyItsStandardStreamsAndIsReapedWhenFreed) {
-  QTEST_POSIX_ONLY("descriptor inheritance, sessions and zombies");
-  qtest::TempDir dir;
-  int stray = qtest::host::OpenInheritableDescriptor(dir / "stray");  // inheritable on purpose
-  ASSERT_GE(stray, 3);
-  std::string const probe = HelperCommand("exit_if_inherited", {std::to_string(stray), dir / "stray"});
-  void* process = nullptr;
-  std::uint32_t pid = 0;
-  ASSERT_TRUE(Process_Launch(&process, &pid, probe.c_str(), nullptr, kNone, kNone, kNone, 2));
-  qtest::host::CloseDescriptor(stray);
-  EXPECT_EQ(qtest::host::SessionOf(pid), static_cast<long>(pid)) << "a session of its own";
-  EXPECT_FALSE(qtest::WaitUntil([&] { return IsAlive(process) != asAlive; }, std::chrono::milliseconds(300)))
-      << "the stray descriptor reached the child";
-  Process_Free(process);
-  ASSERT_TRUE(qtest::host::KillProcess(pid));
-  EXPECT_TRUE(qtest::WaitUntil([&] { return ProcessIsGone(pid); })) << "left as a zombie";
 }
 
 TEST(ExecProcessTask, ArgumentsAndInputArriveExactlyWithoutTheErrorEnd) {
@@ -246,45 +206,25 @@ TEST(ExecProcessTask, KillAndInterruptASleepingChild) {
             qtest::host::kExitAfterInterrupt);
 }
 
-TEST(ExecProcessTask, DestroyedObjectLeavesTheChildRunningAndNoZombie) {
-  QTEST_POSIX_ONLY("zombies");
-  oPipeStream* toChild = nullptr;
-  iPipeStream* fromChild = nullptr;
-  iPipeStream* errFromChild = nullptr;
-  std::uint32_t pid = 0;
-  {
-    ExecProcess task(HelperCommand("pid_until_input_ends").c_str(), 7);
-    ASSERT_EQ(OpenPipeWithChildProc(&toChild, &fromChild, &errFromChild, &task), errOK);
-    QTEST_BOUNDED("the child's pid", static_cast<void>(*fromChild >> pid));
-    ASSERT_GT(pid, 0u);
-  }
-  EXPECT_FALSE(ProcessIsGone(pid)) << "the child runs on";
-  DeletePipe(toChild);  // its input ends, so it ends
-  EXPECT_TRUE(qtest::WaitUntil([&] { return ProcessIsGone(pid); })) << "left as a zombie";
-  DeletePipe(fromChild);
-  DeletePipe(errFromChild);
-}
-
 TEST(ExecProcessTask, AssignedStreamsAreTakenWhereAllowedAndTheLastWins) {
-  oPipeStream* writers[2];
-  iPipeStream* readers[2];
-  for (int i = 0; i < 2; ++i) ASSERT_EQ(CreatePipeSt(&writers[i], &readers[i]), errOK);
+  qtest::TempDir dir;
+  std::ofstream overridden(dir / "overridden");
+  oPipeStream* writer = nullptr;
+  iPipeStream* reader = nullptr;
+  ASSERT_EQ(CreatePipeSt(&writer, &reader), errOK);
   ExecProcess limited(HelperCommand("print-error", {"to-err"}).c_str(), 5);
-  limited.AssignCout(oAssignableStream(*writers[0]));  // not allowed: ignored
-  limited.AssignCerr(oAssignableStream(*writers[0]));
-  limited.AssignCerr(oAssignableStream(*writers[1]));
+  limited.AssignCout(oAssignableStream(overridden));  // not allowed: ignored
+  limited.AssignCerr(oAssignableStream(overridden));
+  limited.AssignCerr(oAssignableStream(*writer));
   ASSERT_TRUE(limited.Start());
   EXPECT_EQ(QTEST_BOUNDED("the wait for the child", limited.WaitForProcess()), 0);
-  std::string text[2];
-  for (int i = 0; i < 2; ++i) {
-    DeletePipe(writers[i]);
-    EXPECT_TRUE(readToEnd(*readers[i], text[i]));
-    DeletePipe(readers[i]);
-  }
-  EXPECT_EQ(text[0] + "|" + text[1], "|to-err\n");
+  DeletePipe(writer);
+  std::string text;
+  EXPECT_TRUE(readToEnd(*reader, text));
+  DeletePipe(reader);
+  EXPECT_EQ(qtest::ReadFile(dir / "overridden") + "|" + text, "|to-err\n");
 
   // File streams become the child's streams.
-  qtest::TempDir dir;
   qtest::WriteFile(dir / "in", "line one\nline two\n");
   std::ifstream source(dir / "in");
   std::ofstream sink(dir / "out");
@@ -297,51 +237,6 @@ TEST(ExecProcessTask, AssignedStreamsAreTakenWhereAllowedAndTheLastWins) {
   EXPECT_EQ(QTEST_BOUNDED("the wait for the child on files", task.WaitForProcess()), 0);
   EXPECT_EQ(qtest::ReadFile(dir / "out"), "line one\nline two\n");
   EXPECT_EQ(qtest::ReadFile(dir / "err"), "failed\n");
-}
-
-TEST(ExecProcessTask, LargeOutputOnBothStreamsReadByEvents) {
-  // Each piece goes to both streams in turn: a parent that reads only one blocks both.
-  std::size_t const size = 3u << 20;
-  ExecProcess task(HelperCommand("same_to_both", {std::to_string(size)}).c_str(), 7);
-  oPipeStream* toChild = nullptr;
-  iPipeStream* streams[2] = {nullptr, nullptr};
-  ASSERT_EQ(OpenPipeWithChildProc(&toChild, &streams[0], &streams[1], &task), errOK);
-  DeletePipe(toChild);
-  vekEvent* events[2] = {streams[0]->GetReadEvent(), streams[1]->GetReadEvent()};
-  std::string got[2];
-  // Wait only on the streams that have not ended: an ended one stays signalled.
-  for (int first = 0, count = 2; count > first;) {
-    int const ready = vekWaitForAny(events + first, count - first, 10000);
-    ASSERT_GE(ready, 0) << "stuck";
-    int const i = first + ready;
-    if (takeWaiting(*streams[i], got[i])) continue;
-    if (i == first) ++first; else --count;
-  }
-  EXPECT_TRUE(got[0].size() == size && got[0] == got[1]);
-  EXPECT_EQ(QTEST_BOUNDED("the wait for the child", task.WaitForProcess()), 0);
-  for (int i = 0; i < 2; ++i) {
-    delete events[i];
-    DeletePipe(streams[i]);
-  }
-}
-
-// The suites' own children: the standard helper modes, run to their end or
-// to the time limit, which ends a child that hangs.
-TEST(TestChildren, StandardHelperModesAndTheTimeLimit) {
-  std::string const self = qtest::SelfPath();
-  std::string const input("two\nlines\0and a zero", 20);
-  std::string out, err;
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "copy-input"}, &out, std::chrono::seconds(10), input, &err), 0);
-  EXPECT_TRUE(out == input && err.empty());
-  out.clear();
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "print-args", "a b", "", "\"q\""}, &out), 0);
-  EXPECT_EQ(out, "a b\n\n\"q\"\n");
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "print-error", "to-err"}, nullptr, std::chrono::seconds(10), "", &err), 0);
-  EXPECT_EQ(err, "to-err\n");
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "exit", "7"}), 7);
-  auto const start = std::chrono::steady_clock::now();
-  EXPECT_EQ(qtest::RunProgram({self, "--helper", "sleep", "30000"}, nullptr, std::chrono::milliseconds(200)), -1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, qtest::kStuckAfter) << "killed at the limit";
 }
 
 }  // namespace

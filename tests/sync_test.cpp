@@ -10,37 +10,45 @@
 
 namespace {
 
-// The first wake that proMutex::Unlock gives a waiter of the watched mutex
-// stops on a gate: the mutex is then free but still waited for, a state that
-// otherwise lasts only a few instructions. Once the gate opens and the wake
-// has gone out, the Unlock that gave it stays until the waiter owns the
-// mutex. Parks on it are counted.
-struct WakeGate {
+// Hooks on the address waits of the watched mutex that hold two windows of
+// proMutex open, each of which otherwise lasts a few instructions. The first
+// park stops before it reaches the library until the wake meant for it has
+// gone out: a waiter still on its way to park when the Unlock comes. The
+// first wake stops on a gate: the mutex is then free but still waited for.
+// Once the gate opens and the wake has gone out, the Unlock that gave it stays
+// until the waiter owns the mutex.
+struct MutexWatch {
   std::atomic<proMutex const*> watched{nullptr};
-  std::atomic<int> parks{0};
-  std::atomic<bool> reached{false};
+  std::atomic<void*> parked{nullptr};  // the word of the first park
+  std::atomic<bool> reached{false};    // the first wake is at the gate
   std::atomic<bool> open{false};
+  std::atomic<bool> woken{false};  // the first wake has gone out
   std::atomic<bool> waiterOwns{false};
+} watch;
 
-  bool Watches(void const* word) const {
-    auto const* mutex = reinterpret_cast<char const*>(watched.load());
-    auto const* at = static_cast<char const*>(word);
-    return mutex != nullptr && at >= mutex && at < mutex + sizeof(proMutex);
+bool Watched(void const* word) {
+  auto const* mutex = reinterpret_cast<char const*>(watch.watched.load());
+  auto const* at = static_cast<char const*>(word);
+  return mutex != nullptr && at >= mutex && at < mutex + sizeof(proMutex);
+}
+
+void HoldFirstPark(void const* word) {
+  void* none = nullptr;
+  if (Watched(word) && watch.parked.compare_exchange_strong(none, const_cast<void*>(word))) {
+    qtest::WaitUntil([] { return watch.woken.load(); });
   }
-} gate;
-
-void CountPark(void const* word) {
-  if (gate.Watches(word)) ++gate.parks;
 }
 
 void WakeThroughGate(void const* word, std::function<void()> const& next) {
-  bool const first = gate.Watches(word) && !gate.reached.exchange(true);
-  if (first) qtest::WaitUntil([] { return gate.open.load(); });
+  bool const first = Watched(word) && !watch.reached.exchange(true);
+  if (first) qtest::WaitUntil([] { return watch.open.load(); });
   next();
-  if (first) qtest::WaitUntil([] { return gate.waiterOwns.load(); });
+  if (!first) return;
+  watch.woken = true;
+  qtest::WaitUntil([] { return watch.waiterOwns.load(); });
 }
 
-qtest::host::AddressWaitHooks const gateHooks{&CountPark, &WakeThroughGate};
+qtest::host::AddressWaitHooks const watchHooks{&HoldFirstPark, &WakeThroughGate};
 
 // TryLock on a thread of its own (QTEST_BOUNDED runs its step on one), which
 // gives the level back if it got one: whether it got one.
@@ -72,15 +80,11 @@ TEST(SyncMutex, RecursionAndOwnership) {
                                                             mutex.Unlock() && !mutex.Unlock()));
 }
 
-TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
+TEST(SyncMutex, TryLockRefusedWhileHeldOrWaitedForAndOwnershipPassesWithoutLosingTheWake) {
   QTEST_POSIX_ONLY("the test program's own definitions in front of the library's (symbol interposition)");
-  ASSERT_TRUE(qtest::host::WatchAddressWaits(&gateHooks));
+  ASSERT_TRUE(qtest::host::WatchAddressWaits(&watchHooks));
   proMutex mutex;
-  gate.watched = &mutex;
-  gate.parks = 0;
-  gate.reached = false;
-  gate.open = false;
-  gate.waiterOwns = false;
+  watch.watched = &mutex;
   std::atomic<bool> held{false};
   std::atomic<bool> release{false};
   std::atomic<bool> unlocked{false};
@@ -97,69 +101,26 @@ TEST(SyncMutex, TryLockIsRefusedWithoutWaitingWhileAnotherThreadHoldsOrWaits) {
   // returned: nothing of that Unlock may touch the new owner's record.
   std::thread waiter([&] {
     bool const locked = mutex.Lock();
-    gate.waiterOwns = true;
+    watch.waiterOwns = true;
     qtest::WaitUntil([&] { return unlocked.load(); });
     EXPECT_TRUE(locked && mutex.Unlock()) << "the woken waiter owns the mutex";
   });
-  EXPECT_TRUE(qtest::WaitUntil([] { return gate.parks > 0; })) << "the waiter parks in Lock";
+  EXPECT_TRUE(qtest::WaitUntil([] { return watch.parked.load() != nullptr; })) << "the waiter parks in Lock";
   EXPECT_FALSE(TakenByAnotherThread(mutex)) << "owned and waited for";
 
   release = true;
-  EXPECT_TRUE(qtest::WaitUntil([] { return gate.reached.load(); }));
+  EXPECT_TRUE(qtest::WaitUntil([] { return watch.reached.load(); }));
   EXPECT_FALSE(TakenByAnotherThread(mutex)) << "free, but a waiter is counted";
 
-  gate.open = true;
+  watch.open = true;  // the wake goes out before the waiter has parked
+  bool const taken = qtest::WaitUntil([] { return watch.waiterOwns.load(); });
+  EXPECT_TRUE(taken) << "the waiter slept through the wake";
+  if (!taken) vekWakeByAddressSingle(static_cast<std::atomic<std::uint32_t>*>(watch.parked.load()));
   owner.join();
   waiter.join();
-  gate.watched = nullptr;
+  watch.watched = nullptr;
   qtest::host::WatchAddressWaits(nullptr);
   EXPECT_TRUE(TakenByAnotherThread(mutex)) << "nobody holds or waits any more";
-}
-
-// The first park on the watched mutex stops before it reaches the library
-// until the wake that should end it has gone out: a waiter on its way to
-// park when the Unlock comes.
-struct LatePark {
-  std::atomic<proMutex const*> watched{nullptr};
-  std::atomic<void*> word{nullptr};
-  std::atomic<bool> woken{false};
-} late;
-
-void HoldFirstPark(void const* word) {
-  auto const* mutex = reinterpret_cast<char const*>(late.watched.load());
-  auto const* at = static_cast<char const*>(word);
-  if (mutex == nullptr || at < mutex || at >= mutex + sizeof(proMutex)) return;
-  void* expected = nullptr;
-  if (late.word.compare_exchange_strong(expected, const_cast<void*>(word))) {
-    qtest::WaitUntil([] { return late.woken.load(); });
-  }
-}
-
-void PassWake(void const*, std::function<void()> const& next) { next(); }
-
-qtest::host::AddressWaitHooks const lateParkHooks{&HoldFirstPark, &PassWake};
-
-TEST(SyncMutex, AWakeThatComesBeforeTheWaiterParksIsNotLost) {
-  QTEST_POSIX_ONLY("the test program's own definitions in front of the library's (symbol interposition)");
-  ASSERT_TRUE(qtest::host::WatchAddressWaits(&lateParkHooks));
-  proMutex mutex;
-  late.watched = &mutex;
-  ASSERT_TRUE(mutex.Lock());
-  std::atomic<bool> waiterOwns{false};
-  std::thread waiter([&] {
-    if (!mutex.Lock()) return;
-    waiterOwns = true;
-    mutex.Unlock();
-  });
-  EXPECT_TRUE(qtest::WaitUntil([] { return late.word.load() != nullptr; })) << "the waiter parks";
-  EXPECT_TRUE(mutex.Unlock());
-  late.woken = true;
-  bool const taken = qtest::WaitUntil([&] { return waiterOwns.load(); });
-  EXPECT_TRUE(taken) << "the waiter slept through the wake";
-  if (!taken) vekWakeByAddressSingle(static_cast<std::atomic<std::uint32_t>*>(late.word.load()));
-  waiter.join();
-  late.watched = nullptr;
-  qtest::host::WatchAddressWaits(nullptr);
 }
 
 TEST(SyncMutex, MixedLockAndTryLockKeepExclusion) {

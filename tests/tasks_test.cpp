@@ -52,35 +52,17 @@ struct Quick : Worker<pmManageTask> {
 
 bool Ends(void* handle) { return vekWaitForSingleObject(handle, 10000) == vekWaitObject0; }
 
-TEST(TasksThread, RecordsOnlyWhatTheBodyWritesAndKillEndsASecondThread) {
+TEST(TasksThread, RecordsOnlyWhatTheBodyWrites) {
   Worker<pmThread> task;
   EXPECT_TRUE(task.GetExitStatus().IsAlive());  // alive before any thread runs
   ASSERT_TRUE(task.Start());
-  void* const first = task.Handle();
   EXPECT_EQ(task.GetExitStatus().GetExitCode(), errNothingYet);
   ASSERT_TRUE(task.Running());
   task.recordEnd = true;  // written before the body can read it: release comes after
   task.release = true;
-  ASSERT_TRUE(Ends(first));
+  ASSERT_TRUE(Ends(task.Handle()));
   EXPECT_FALSE(task.GetExitStatus().IsAlive());
   EXPECT_EQ(task.GetExitStatus().GetExitCode(), errOK);
-
-  // A second Start makes a second thread, which Kill ends (where ends are
-  // deferred, at its next cancellation point).
-  task.release = false;
-  task.ended = false;
-  ASSERT_TRUE(task.Start());
-  EXPECT_NE(task.Handle(), first);
-  vekEvent end(new vekMOEvent(task.Handle(), vekMOEvent::moThread));  // keeps its own reference
-  ASSERT_TRUE(qtest::WaitUntil([&] { return task.runs == 2; }));
-  EXPECT_TRUE(task.Kill());
-  EXPECT_EQ(task.Handle(), badThreadHandle);
-  ASSERT_TRUE(end.Wait(10000));
-  // POSIX ends the thread by unwinding it, which runs the body's destructors;
-  // Windows' TerminateThread runs none.
-  EXPECT_EQ(task.ended.load(), qtest::host::kIsPosix);
-  EXPECT_FALSE(task.Kill() || task.GetExitStatus().IsAlive()) << "no thread: fails, marks killed all the same";
-  EXPECT_TRUE(vekCloseHandle(first));  // Start overwrote it
 }
 
 // A body that ends its own thread through its handle: the end is finished as
@@ -131,43 +113,42 @@ TEST(TasksStart, FailedStartRecordsThreadCreationInEveryKindOfTask) {
   EXPECT_EQ(qtest::RunProgram({qtest::SelfPath(), "--helper", "start_without_room"}), 0);
 }
 
-TEST(TasksManaged, RegistryFollowsStartKillAndDestruction) {
-  Worker<pmManageTask> killed(true, false);
-  auto* kept = new Worker<pmManageTask>(false, true);
-  EXPECT_FALSE(killed.IsAlive());
-  ASSERT_TRUE(killed.Start() && kept->Start());
-  EXPECT_TRUE(killed.IsAlive());
-  void* const killedKey = killed.Handle();
-  void* const keptKey = kept->Handle();
-  EXPECT_EQ(pmManageTask::Fetch(killedKey), &killed);
-  EXPECT_EQ(pmManageTask::Fetch(keptKey), kept);
+TEST(TasksManaged, RegistryFollowsStartAndKill) {
+  Worker<pmManageTask> task(true, false);
+  EXPECT_FALSE(task.IsAlive());
+  ASSERT_TRUE(task.Start());
+  EXPECT_TRUE(task.IsAlive());
+  void* const first = task.Handle();
+  EXPECT_EQ(pmManageTask::Fetch(first), &task);
+  task.release = true;
+  ASSERT_TRUE(Ends(first));
+  EXPECT_TRUE(task.IsAlive());  // the body wrote nothing
 
-  vekEvent killedEnd(new vekMOEvent(killedKey, vekMOEvent::moThread));
-  ASSERT_TRUE(killed.Running());
-  EXPECT_TRUE(killed.Kill());
-  EXPECT_EQ(pmManageTask::Fetch(killedKey), nullptr);
-  EXPECT_EQ(pmManageTask::Fetch(keptKey), kept);
-  ASSERT_TRUE(killedEnd.Wait(10000));
-  EXPECT_FALSE(killed.Kill());  // no thread any more
+  // A second Start makes a second thread and moves the entry to its handle.
+  task.release = false;
+  task.ended = false;
+  ASSERT_TRUE(task.Start());
+  void* const second = task.Handle();
+  EXPECT_EQ(pmManageTask::Fetch(first), nullptr);
+  EXPECT_EQ(pmManageTask::Fetch(second), &task);
+  EXPECT_TRUE(vekCloseHandle(first));  // Start overwrote it
 
-  kept->release = true;
-  ASSERT_TRUE(Ends(keptKey));
-  EXPECT_TRUE(kept->IsAlive());  // the body wrote nothing
-  // A second Start moves the entry to the new handle.
-  ASSERT_TRUE(kept->Start());
-  void* const secondKey = kept->Handle();
-  EXPECT_EQ(pmManageTask::Fetch(keptKey), nullptr);
-  EXPECT_EQ(pmManageTask::Fetch(secondKey), kept);
-  EXPECT_TRUE(vekCloseHandle(keptKey));
-  ASSERT_TRUE(Ends(secondKey));
-  delete kept;
-  EXPECT_EQ(pmManageTask::Fetch(secondKey), nullptr);
-  EXPECT_TRUE(vekCloseHandle(secondKey));
+  // Kill ends the thread at its next cancellation point and takes out the entry.
+  vekEvent end(new vekMOEvent(second, vekMOEvent::moThread));  // keeps its own reference
+  ASSERT_TRUE(qtest::WaitUntil([&] { return task.runs == 2; }));
+  EXPECT_TRUE(task.Kill());
+  EXPECT_EQ(task.Handle(), badThreadHandle);
+  EXPECT_EQ(pmManageTask::Fetch(second), nullptr);
+  ASSERT_TRUE(end.Wait(10000));
+  // POSIX ends the thread by unwinding it, which runs the body's destructors;
+  // Windows' TerminateThread runs none.
+  EXPECT_EQ(task.ended.load(), qtest::host::kIsPosix);
+  EXPECT_FALSE(task.Kill() || task.IsAlive()) << "no thread: fails, marks killed all the same";
 }
 
-TEST(TasksManaged, DestroyingAKilledTaskLeavesTheTaskThatGotItsHandleValue) {
-  // The record behind a handle is freed once the thread has ended and the
-  // handle is closed; the next thread's record may then take its address.
+// The record behind a handle is freed once the thread has ended and the
+// handle is closed; the next thread's record may then take its address.
+TEST(TasksManaged, DestructionTakesOutOnlyItsOwnEntryAfterHandleReuse) {
   bool reused = false;
   for (int attempt = 0; attempt < 20 && !reused; ++attempt) {
     auto killed = std::make_unique<Quick>();
@@ -177,23 +158,26 @@ TEST(TasksManaged, DestroyingAKilledTaskLeavesTheTaskThatGotItsHandleValue) {
     // Until the thread has let go of the record too, closing only drops a reference.
     std::this_thread::sleep_for(2ms);
     ASSERT_TRUE(killed->Kill());
-    Quick next;
-    ASSERT_TRUE(next.Start());
-    reused = next.Handle() == key;
+    auto next = std::make_unique<Quick>();
+    ASSERT_TRUE(next->Start());
+    void* const nextKey = next->Handle();
+    reused = nextKey == key;
     if (reused) {
-      ASSERT_EQ(pmManageTask::Fetch(key), &next);
+      ASSERT_EQ(pmManageTask::Fetch(key), next.get());
       killed.reset();
-      EXPECT_EQ(pmManageTask::Fetch(key), &next) << "the killed task took out another task's entry";
+      EXPECT_EQ(pmManageTask::Fetch(key), next.get()) << "the killed task took out another task's entry";
     }
-    ASSERT_TRUE(Ends(next.Handle()));
-    EXPECT_TRUE(vekCloseHandle(next.Handle()));
+    ASSERT_TRUE(Ends(nextKey));
+    next.reset();
+    EXPECT_EQ(pmManageTask::Fetch(nextKey), nullptr) << "a destroyed task left its entry";
+    EXPECT_TRUE(vekCloseHandle(nextKey));
   }
   if (!reused) GTEST_SKIP() << "the allocator never gave a freed handle record back (a sanitizer's quarantine)";
 }
 
-// Managed tasks run to their ends one after the other, each keeping its
-// handle open (and its registry entry coming and going): the ended threads
-// hold no descriptor and little memory, and their handles stay waitable.
+// Managed tasks run to their ends one after the other, each keeping its handle
+// open, each beside an asynchronous call waited for and destroyed: the ended
+// threads hold no descriptor and little memory; the handles stay waitable.
 TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
   if (qtest::host::OpenDescriptorCount() < 0 || qtest::host::ResidentBytes() < 0) {
     GTEST_SKIP() << "counts descriptors and resident memory, which this host does not tell";
@@ -205,6 +189,8 @@ TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
       ASSERT_TRUE(task.Start()) << "task " << i << ": status " << task.GetExitStatus().GetExitCode();
       handles.push_back(task.Handle());
       ASSERT_TRUE(Ends(task.Handle()));
+      std::unique_ptr<ptkAsyncCallEvent> call(call_async_func([](void*) { return 7; }, nullptr));
+      ASSERT_TRUE(call != nullptr && call->Wait(10000) && call->GetReturnValue() == 7) << "call " << i;
     }
   };
   runToTheirEnds(100);  // the allocator's and the thread library's caches fill
@@ -217,32 +203,25 @@ TEST(TasksEnded, KeepNoDescriptorAndLittleMemoryWhileTheirHandlesStayWaitable) {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // a sanitizer's quarantine keeps freed blocks
   EXPECT_LT(qtest::host::ResidentBytes() - resident, 2 << 20);
 #endif
-  for (void* handle : {handles.front(), handles.back()}) {
-    EXPECT_EQ(vekWaitForSingleObject(handle, 0), vekWaitObject0);
-    vekEvent end(new vekMOEvent(handle, vekMOEvent::moThread));
-    EXPECT_TRUE(end.Wait(0));
+  {
+    vekEvent end(new vekMOEvent(handles.front(), vekMOEvent::moThread));
+    EXPECT_TRUE(end.Wait(0) && vekWaitForSingleObject(handles.front(), 0) == vekWaitObject0);
   }
-  EXPECT_EQ(qtest::host::OpenDescriptorCount(), descriptors) << "the events gave theirs back";
+  EXPECT_EQ(qtest::host::OpenDescriptorCount(), descriptors) << "the event gave its descriptor back";
   for (void* handle : handles) vekCloseHandle(handle);
 }
 
-struct Gate {
-  std::atomic<bool> open{false};
-  int value;
-  std::atomic<bool> returned{false};
-};
-
-// Returns the gate's value once it opens.
+// Returns 42 once the gate is 1, leaving 2 in it.
 int Gated(void* raw) {
-  auto* gate = static_cast<Gate*>(raw);
-  while (!gate->open) std::this_thread::sleep_for(1ms);
-  gate->returned = true;
-  return gate->value;
+  auto& gate = *static_cast<std::atomic<int>*>(raw);
+  while (gate != 1) std::this_thread::sleep_for(1ms);
+  gate = 2;
+  return 42;
 }
 
 TEST(TasksStrictAndAsync, KillOnlyMarksTheRecordAndTheEventsSeeTheRealEnds) {
-  Gate call{{false}, 42};
-  std::unique_ptr<ptkAsyncCallEvent> async(call_async_func(Gated, &call));
+  std::atomic<int> gate{0};
+  std::unique_ptr<ptkAsyncCallEvent> async(call_async_func(Gated, &gate));
   ASSERT_NE(async, nullptr);
   EXPECT_EQ(async->GetReturnValue(), -1);
   Worker<pmStrictTask> task;
@@ -257,7 +236,7 @@ TEST(TasksStrictAndAsync, KillOnlyMarksTheRecordAndTheEventsSeeTheRealEnds) {
   EXPECT_EQ(task.Handle(), strict.GetProcess());  // nothing was closed
   vekEvent* both[] = {&strict, async.get()};
   EXPECT_EQ(vekWaitForAny(both, 2, 30), -1);  // and the thread runs on
-  call.open = true;
+  gate = 1;
   EXPECT_EQ(vekWaitForAny(both, 2, 10000), 1);
   EXPECT_TRUE(async->GetReturnValue() == 42 && async->GetReturnValue() == 42) << "stable once released";
   task.recordEnd = true;
@@ -267,10 +246,10 @@ TEST(TasksStrictAndAsync, KillOnlyMarksTheRecordAndTheEventsSeeTheRealEnds) {
   EXPECT_TRUE(vekCloseHandle(task.Handle()));
 
   // Deleting the event early leaves the call running.
-  Gate early{{false}, 5};
+  std::atomic<int> early{0};
   delete call_async_func(Gated, &early);
-  early.open = true;
-  EXPECT_TRUE(qtest::WaitUntil([&] { return early.returned.load(); }));
+  early = 1;
+  EXPECT_TRUE(qtest::WaitUntil([&] { return early == 2; }));
 }
 
 }  // namespace
