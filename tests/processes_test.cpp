@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,17 +23,36 @@ void* const kNone = reinterpret_cast<void*>(~std::uintptr_t{0});
 using qtest::HelperCommand;
 using qtest::host::ProcessIsGone;
 
+// Takes what waits on a signalled pipe stream; false when it has ended instead.
+bool takeWaiting(iPipeStream& stream, std::string& text) {
+  static thread_local char chunk[1 << 16];
+  std::streamsize const waiting = stream.rdbuf()->in_avail();
+  if (waiting <= 0) return false;
+  stream.read(chunk, std::min<std::streamsize>(waiting, sizeof chunk));
+  text.append(chunk, static_cast<std::size_t>(stream.gcount()));
+  return true;
+}
+
 // Reads a pipe stream to its end, never waiting longer than 10 s for a piece.
 bool readToEnd(iPipeStream& stream, std::string& text) {
-  static thread_local char chunk[1 << 16];
   std::unique_ptr<vekEvent> readable(stream.GetReadEvent());
   while (readable->Wait(10000)) {
-    std::streamsize const waiting = stream.rdbuf()->in_avail();
-    if (waiting <= 0) return true;  // an ended stream stays signalled
-    stream.read(chunk, std::min<std::streamsize>(waiting, sizeof chunk));
-    text.append(chunk, static_cast<std::size_t>(stream.gcount()));
+    if (!takeWaiting(stream, text)) return true;
   }
   return false;
+}
+
+// Writes args[0] bytes of noise, each piece to both standard streams in turn.
+QTEST_HELPER(same_to_both) {
+  std::minstd_rand noise(7);
+  std::string piece;
+  for (long left = std::stol(args.at(0)); left > 0; left -= static_cast<long>(piece.size())) {
+    piece.resize(static_cast<std::size_t>(std::min(left, 4096L)));
+    for (char& c : piece) c = static_cast<char>(noise());
+    if (!std::cout.write(piece.data(), static_cast<std::streamsize>(piece.size())).flush()) return 1;
+    if (!std::cerr.write(piece.data(), static_cast<std::streamsize>(piece.size())).flush()) return 1;
+  }
+  return 0;
 }
 
 // Prints its arguments, each followed by a NUL byte, copies its input, then
@@ -237,6 +257,32 @@ TEST(ExecProcessTask, AssignedStreamsAreTakenWhereAllowedAndTheLastWins) {
   EXPECT_EQ(QTEST_BOUNDED("the wait for the child on files", task.WaitForProcess()), 0);
   EXPECT_EQ(qtest::ReadFile(dir / "out"), "line one\nline two\n");
   EXPECT_EQ(qtest::ReadFile(dir / "err"), "failed\n");
+}
+
+TEST(ExecProcessTask, LargeOutputOnBothStreamsReadByEvents) {
+  // A parent that reads only one of the streams blocks the child on the other.
+  std::size_t const size = 3u << 20;
+  ExecProcess task(HelperCommand("same_to_both", {std::to_string(size)}).c_str(), 7);
+  oPipeStream* toChild = nullptr;
+  iPipeStream* streams[2] = {nullptr, nullptr};
+  ASSERT_EQ(OpenPipeWithChildProc(&toChild, &streams[0], &streams[1], &task), errOK);
+  DeletePipe(toChild);
+  vekEvent* events[2] = {streams[0]->GetReadEvent(), streams[1]->GetReadEvent()};
+  std::string got[2];
+  // Wait only on the streams that have not ended: an ended one stays signalled.
+  for (int first = 0, count = 2; count > first;) {
+    int const ready = vekWaitForAny(events + first, count - first, 10000);
+    ASSERT_GE(ready, 0) << "no stream became readable within 10 s";
+    int const i = first + ready;
+    if (takeWaiting(*streams[i], got[i])) continue;
+    if (i == first) ++first; else --count;
+  }
+  EXPECT_TRUE(got[0].size() == size && got[0] == got[1]);
+  EXPECT_EQ(QTEST_BOUNDED("the wait for the child", task.WaitForProcess()), 0);
+  for (int i = 0; i < 2; ++i) {
+    delete events[i];
+    DeletePipe(streams[i]);
+  }
 }
 
 }  // namespace
