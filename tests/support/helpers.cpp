@@ -26,14 +26,12 @@ int Number(std::vector<std::string> const& args, int fallback) {
   }
 }
 
-int PrintLines(std::ostream& out, std::vector<std::string> const& args) {
-  for (auto const& arg : args) out << arg << '\n';
-  return out.flush() ? 0 : 1;
-}
-
 bool const standardModes =
-    RegisterHelper("print-args", [](std::vector<std::string> const& args) { return PrintLines(std::cout, args); }) &&
-    RegisterHelper("print-error", [](std::vector<std::string> const& args) { return PrintLines(std::cerr, args); }) &&
+    RegisterHelper("print-error",
+                   [](std::vector<std::string> const& args) {
+                     for (auto const& arg : args) std::cerr << arg << '\n';
+                     return std::cerr.flush() ? 0 : 1;
+                   }) &&
     RegisterHelper("copy-input",
                    [](std::vector<std::string> const&) {
                      if (std::cin.peek() != std::char_traits<char>::eof()) std::cout << std::cin.rdbuf();

@@ -124,8 +124,6 @@ bool CloseDescriptor(int descriptor);
 bool DescriptorIsOnFile(int descriptor, std::string const& path);
 // The session id of a process; -1 on failure.
 long SessionOf(std::uint32_t pid);
-// Ends a process with SIGKILL.
-bool KillProcess(std::uint32_t pid);
 // Sets the file-creation mask (umask) and gives the one it replaces.
 unsigned SetFileCreationMask(unsigned mask);
 // Makes a FIFO at path.

@@ -74,9 +74,9 @@ bool WaitUntil(std::function<bool()> const& condition,
 std::string SelfPath();
 
 // A helper mode: the test binary run as "<binary> --helper <name> args...".
-// Every suite has these: print-args (each argument on a line of standard
-// output), print-error (the same on standard error), copy-input (standard
-// input to standard output, to its end), sleep <milliseconds>, exit <code>.
+// Every suite has these: print-error (each argument on a line of standard
+// error), copy-input (standard input to standard output, to its end),
+// sleep <milliseconds>, exit <code>.
 using HelperMain = int (*)(std::vector<std::string> const& args);
 bool RegisterHelper(char const* name, HelperMain body);
 

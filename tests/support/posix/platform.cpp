@@ -109,8 +109,6 @@ bool DescriptorIsOnFile(int descriptor, std::string const& path) {
 
 long SessionOf(std::uint32_t pid) { return static_cast<long>(getsid(static_cast<pid_t>(pid))); }
 
-bool KillProcess(std::uint32_t pid) { return kill(static_cast<pid_t>(pid), SIGKILL) == 0; }
-
 unsigned SetFileCreationMask(unsigned mask) { return umask(static_cast<mode_t>(mask)); }
 
 bool MakeFifo(std::string const& path) { return mkfifo(path.c_str(), 0666) == 0; }

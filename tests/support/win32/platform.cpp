@@ -124,7 +124,6 @@ int OpenInheritableDescriptor(std::string const&) { return -1; }
 bool CloseDescriptor(int) { return false; }
 bool DescriptorIsOnFile(int, std::string const&) { return false; }
 long SessionOf(std::uint32_t) { return -1; }
-bool KillProcess(std::uint32_t) { return false; }
 unsigned SetFileCreationMask(unsigned) { return 0; }
 bool MakeFifo(std::string const&) { return false; }
 
