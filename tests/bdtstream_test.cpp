@@ -148,10 +148,7 @@ TEST(BdtText, StringsAroundAndAboveTheFirstPayloadStep) {
   for (int portable : {0, 1}) {
     for (int length : {65535, 65536, 65537, 131072, 200003}) {
       for (char const* last : {"\xC3\xA9", "z"}) {
-        // Letters in turn, so that a step read over another shows.
-        std::string text(static_cast<std::size_t>(length) - std::strlen(last), '\0');
-        for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('a' + i % 23);
-        text += last;
+        std::string const text = qtest::TextPattern(static_cast<std::size_t>(length) - std::strlen(last)) + last;
         std::stringbuf buf;
         bdtIOStream io(&buf, portable != 0);
         io << text.c_str();

@@ -25,6 +25,7 @@ namespace {
 
 using qtest::Neutral;
 using qtest::PathOfLength;
+using qtest::Pattern;
 using qtest::ReadFile;
 using qtest::TempDir;
 using qtest::WriteFile;
@@ -32,12 +33,6 @@ namespace fs = std::filesystem;
 
 void* Open(std::string const& path, std::uint32_t access, std::uint32_t share, std::uint32_t disposition) {
   return uCreateFile(path.c_str(), access, share, nullptr, disposition, vekFileAttributeNormal, nullptr);
-}
-
-std::string Pattern(std::size_t size) {
-  std::string bytes(size, '\0');
-  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>((i * 7919) >> 3);
-  return bytes;
 }
 
 // What is at path, a link itself rather than what it names (so Exists holds

@@ -42,12 +42,6 @@ class Probe : public memStream {
   }
 };
 
-std::string Pattern(std::size_t n) {
-  std::string s(n, '\0');
-  for (std::size_t i = 0; i < n; ++i) s[i] = static_cast<char>('a' + i % 23);
-  return s;
-}
-
 std::string Line(dsXArray<char> const& a) { return std::string(a.GetDataPtr(), a.GetSize()); }
 
 // N bytes written read back as N + 1, the last one a filler, in
@@ -55,7 +49,7 @@ std::string Line(dsXArray<char> const& a) { return std::string(a.GetDataPtr(), a
 TEST(MemStream, BlockRulesAroundTheBlockSizeAndNoMemoryForABlock) {
   for (auto [bytes, blocks] : {std::pair<std::size_t, unsigned>{4095, 1}, {4096, 2}, {4097, 2}, {8192, 3}}) {
     Probe s;
-    std::string const data = s.Fill(Pattern(bytes));
+    std::string const data = s.Fill(qtest::TextPattern(bytes));
     EXPECT_EQ(s.Blocks(), blocks) << bytes;
     EXPECT_EQ(s.Limit(), bytes + 1);
     ASSERT_EQ(s.Seek(0, 0), errOK);
@@ -67,7 +61,7 @@ TEST(MemStream, BlockRulesAroundTheBlockSizeAndNoMemoryForABlock) {
   // The write fills its block, then cannot make the next one: what was
   // stored stays, and the position stays where the failed move began.
   Probe s;
-  std::string const data = s.Fill(Pattern(4094));
+  std::string const data = s.Fill(qtest::TextPattern(4094));
   std::string more = "0123456789";
   refuseMemory = true;
   errstatus const cut = s.Write(&more[0], static_cast<int>(more.size()));

@@ -15,12 +15,6 @@ namespace {
 
 int const eof = std::char_traits<char>::eof();
 
-std::string pattern(std::size_t size) {
-  std::string text(size, 0);
-  for (std::size_t i = 0; i < size; ++i) text[i] = static_cast<char>('a' + (i * 7 + i / 251) % 26);
-  return text;
-}
-
 // Opens the protected operations of the buffer to the tests.
 class TestPipeBuf : public vekPipeBuf {
  public:
@@ -87,7 +81,7 @@ TEST(PipeStream, EndsAreClosedOnExecCarryBytesToEndOfFileAndSignalAReader) {
   EXPECT_EQ(in->rdbuf()->in_avail(), 4) << "what came and is not taken yet";
 
   // More than the pipe holds, so writer and reader must take turns.
-  std::string const sent = "rest" + pattern(3u << 20);
+  std::string const sent = "rest" + qtest::TextPattern(3u << 20);
   std::thread writer([&] {
     out->write(sent.data() + 4, 100);  // a small piece stays in the area...
     out->write(sent.data() + 104, static_cast<std::streamsize>(sent.size() - 104));
@@ -130,7 +124,7 @@ TEST(PipeBuffer, NonBlockingReadsTellNothingYetFromTheEnd) {
     TestPipeBuf writer;
     writer.setIOCtrlHandle(out.fd());
     // Writing allocates on demand; a full put area is written by overflow.
-    std::string const sent = pattern(6000);
+    std::string const sent = qtest::TextPattern(6000);
     EXPECT_EQ(writer.sputn(sent.data(), 6000), 6000);
     EXPECT_EQ(reader.in_avail(), 4096);
     EXPECT_EQ(writer.pubsync(), 1);

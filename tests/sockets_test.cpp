@@ -59,12 +59,6 @@ std::string Frame(psockStream& s) {
   return QTEST_BOUNDED("the framed read (past the frame's end?)", Read(s, a)) == errOK ? Bytes(a) : "<failed>";
 }
 
-std::string Pattern(int n) {
-  std::string bytes;
-  for (int i = 0; i < n; ++i) bytes += static_cast<char>(i * 7 + i / 256);
-  return bytes;
-}
-
 TEST(SocketStream, LowerCallsSelectEventsExactReadsAndClose) {
   Connection c = Connect();
   for (psockStream* s : {c.client.get(), c.server.get()}) EXPECT_FALSE(qtest::host::IsInheritable(s->getSock()));
@@ -116,7 +110,7 @@ TEST(SocketStream, LowerCallsSelectEventsExactReadsAndClose) {
 // are the wire image's test, wire_test.cpp.)
 TEST(SocketFrame, FramesBackToBackIntoOneArrayAndOneCutByTheClose) {
   Connection c = Connect();
-  std::string const frames[] = {Pattern(10000), "", "second"};
+  std::string const frames[] = {qtest::Pattern(10000), "", "second"};
   for (std::string const& payload : frames) {
     dsXArray<char> a;
     ASSERT_EQ(Write(*c.client, Fill(a, payload)), errOK);
@@ -170,7 +164,7 @@ TEST(SocketFrame, StreamsOfOtherClassesTransferThroughTheirOwnCalls) {
 TEST(SocketFrame, ASendCutShortIsFinishedFromWhereItStopped) {
   QTEST_POSIX_ONLY("a signal that cuts a send short");
   Connection c = Connect();
-  std::string const payload = Pattern(8 << 20);
+  std::string const payload = qtest::Pattern(8 << 20);
   dsXArray<char> a;
   std::atomic<errstatus> written{errNothingYet};
   std::thread writer([&] { written = Write(*c.client, Fill(a, payload)); });

@@ -133,6 +133,18 @@ std::string ReadFile(std::string const& path) {
   return text.str();
 }
 
+std::string Pattern(std::size_t size) {
+  std::string bytes(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
+  return bytes;
+}
+
+std::string TextPattern(std::size_t size) {
+  std::string text(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) text[i] = static_cast<char>('a' + (i * 7 + i / 251) % 26);
+  return text;
+}
+
 std::string Neutral(std::string path) {
   std::replace(path.begin(), path.end(), host::kSeparator, '|');
   return path;

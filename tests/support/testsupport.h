@@ -39,6 +39,11 @@ void WriteFile(std::string const& path, std::string const& bytes);
 // characters; the directories above that name are made, the name is not.
 std::string PathOfLength(TempDir const& dir, std::size_t length, char fill);
 std::string ReadFile(std::string const& path);
+// Test data that repeats with no short period, so that a piece read twice,
+// skipped or moved shows: Pattern takes every byte value, NUL included;
+// TextPattern only lower-case letters, for text.
+std::string Pattern(std::size_t size);
+std::string TextPattern(std::size_t size);
 
 // The neutral form of a native path: each native separator becomes '|'.
 std::string Neutral(std::string path);
