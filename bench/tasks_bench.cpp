@@ -229,6 +229,46 @@ void UniqueMakeDrop_unordered_map(benchmark::State& state) {
   }
 }
 
+// Growth: a map filled with state.range(0) keys in random order, then
+// emptied, and as many distinct texts interned and dropped. Each insert
+// shifts the entries behind it in one sorted array, so the time per entry
+// grows with the entries once the shifts outweigh the bisection.
+void SortedFill_quillon(benchmark::State& state) {
+  PointerWorkload const& work = Once<PointerWorkload>(state.range(0));
+  for (auto _ : state) {
+    ScalarMap map;
+    for (void* key : work.keys) map.Add(static_cast<pmManageTask*>(key), nullptr);
+    benchmark::DoNotOptimize(map.GetSize());
+  }
+}
+
+void SortedFill_std_map(benchmark::State& state) {
+  PointerWorkload const& work = Once<PointerWorkload>(state.range(0));
+  for (auto _ : state) {
+    std::map<void*, void*> map;
+    for (void* key : work.keys) map.emplace(key, nullptr);
+    benchmark::DoNotOptimize(map.size());
+  }
+}
+
+void InternMany_quillon(benchmark::State& state) {
+  TextWorkload const& work = Once<TextWorkload>(state.range(0));
+  std::vector<std::unique_ptr<dsUniqueString>> live(work.keys.size());
+  for (auto _ : state) {
+    for (std::size_t i = 0; i < live.size(); ++i) live[i] = std::make_unique<dsUniqueString>(work.keys[i]);
+    for (auto& string : live) string.reset();
+  }
+}
+
+void InternMany_unordered_map(benchmark::State& state) {
+  TextWorkload const& work = Once<TextWorkload>(state.range(0));
+  for (auto _ : state) {
+    InternTable table;
+    for (char const* key : work.keys) benchmark::DoNotOptimize(table.Make(key));
+    for (char const* key : work.keys) table.Drop(key);
+  }
+}
+
 // proMutex under the names the std:: cases use, so one body serves both.
 class QuillonMutex {
  public:
@@ -303,6 +343,11 @@ BENCHMARK(StringLookup_std_map)->Name("StringLookup/std_map") QUILLON_LOOKUP_SIZ
 BENCHMARK(StringLookup_lower_bound)->Name("StringLookup/lower_bound") QUILLON_LOOKUP_SIZES;
 
 #define QUILLON_INTERN_CASES ->Args({0, 1000})->Args({1, 1000})
+#define QUILLON_GROWTH_SIZES ->Arg(64)->Arg(512)->Arg(4096)->Arg(32768)->Unit(benchmark::kMicrosecond)
+BENCHMARK(SortedFill_quillon)->Name("SortedFill/quillon") QUILLON_GROWTH_SIZES;
+BENCHMARK(SortedFill_std_map)->Name("SortedFill/std_map") QUILLON_GROWTH_SIZES;
+BENCHMARK(InternMany_quillon)->Name("InternMany/quillon") QUILLON_GROWTH_SIZES;
+BENCHMARK(InternMany_unordered_map)->Name("InternMany/unordered_map") QUILLON_GROWTH_SIZES;
 BENCHMARK(UniqueMakeDrop_quillon)->Name("UniqueMakeDrop/quillon") QUILLON_INTERN_CASES;
 BENCHMARK(UniqueMakeDrop_unordered_map)->Name("UniqueMakeDrop/unordered_map") QUILLON_INTERN_CASES;
 
