@@ -7,6 +7,8 @@
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -330,13 +332,44 @@ void RoundTrips(benchmark::State& state, Ends<End> ends) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// Keeps the threads that join it on the first CPU its maker may run on, and gives
+// the maker back its own CPUs at the end. Over loopback the time of a
+// transfer between two threads on two CPUs swings by tens of percent from
+// one run to the next with where the scheduler places them and when it wakes
+// them; on one CPU it is the work of both ends and the kernel, within a few
+// percent.
+class OneCpu {
+ public:
+  OneCpu() : maker(pthread_self()) {
+    CPU_ZERO(&own);
+    pthread_getaffinity_np(maker, sizeof own, &own);
+    CPU_ZERO(&one);
+    int cpu = 0;
+    while (cpu < CPU_SETSIZE - 1 && !CPU_ISSET(cpu, &own)) ++cpu;
+    CPU_SET(cpu, &one);
+    Join();
+  }
+  ~OneCpu() { pthread_setaffinity_np(maker, sizeof own, &own); }
+  OneCpu(OneCpu const&) = delete;
+  OneCpu& operator=(OneCpu const&) = delete;
+  // Moves the calling thread onto the CPU.
+  void Join() const { pthread_setaffinity_np(pthread_self(), sizeof one, &one); }
+
+ private:
+  pthread_t maker;
+  cpu_set_t own, one;
+};
+
 // One way: the client sends a burst of messages of state.range(0) bytes, 16
 // MiB in all, and the server takes each whole and answers the last one with
-// a byte, so that the time covers every delivery.
+// a byte, so that the time covers every delivery. Both ends share one CPU
+// (OneCpu).
 template <class End>
 void Throughputs(benchmark::State& state, Ends<End> ends, Receiver receiver) {
   int const burst = static_cast<int>(std::max<std::int64_t>(1, (std::int64_t{16} << 20) / state.range(0)));
+  OneCpu cpu;
   std::thread sink([&] {
+    cpu.Join();
     for (;;) {
       for (int i = 0; i < burst; ++i) {
         if (!ends.server.Receive(receiver)) return;
