@@ -4,20 +4,31 @@
 #include <cstring>
 #include <typeinfo>
 
-#include "bdtstream.h"
 #include "foundation/shared.h"
-#include "dsstring.h"  // std::strstreambuf, with its deprecation warning silenced
 #include "psock.h"
 #include "psockshared.h"
 
 namespace {
 
-// The frame's count: an int in the portable form.
-int const kPortable = 1;
 // The most a frame's array grows before any of its payload has arrived.
 unsigned int const kFirstRoom = 16384;
 // The bytes of a frame's count.
 int const kCountBytes = 4;
+
+// A frame's count is an int in the binary streams' portable form: four bytes,
+// two's complement, most significant first. Coded here by hand, because a
+// stream buffer and a binary stream built for four bytes cost more than the
+// rest of a small frame's trip through the library.
+void PutCount(char* bytes, int count) {
+  auto const wire = static_cast<std::uint32_t>(count);
+  for (int i = 0; i < kCountBytes; ++i) bytes[i] = static_cast<char>(wire >> (24 - 8 * i));
+}
+
+int GetCount(char const* bytes) {
+  std::uint32_t wire = 0;
+  for (int i = 0; i < kCountBytes; ++i) wire = wire << 8 | static_cast<unsigned char>(bytes[i]);
+  return static_cast<int>(static_cast<std::int32_t>(wire));
+}
 
 // A failed transfer keeps its mapped status in err; a receive of nothing maps
 // to success and keeps nothing.
@@ -164,10 +175,8 @@ errstatus WriteFrame(psockStreamImpl& s, char const* count, char const* payload,
 
 errstatus Write(psockStream& s, dsXArray<char>& a) {
   char count[kCountBytes];
-  std::strstreambuf countBuffer(count, kCountBytes, count);
-  bdtOStream encoder(&countBuffer, kPortable);
   int const size = static_cast<int>(a.GetSize());
-  encoder << size;
+  PutCount(count, size);
   // A stream of another class (a subclass of psockStreamImpl too) gets its
   // own Write calls: the count, then the payload.
   if (typeid(s) == typeid(psockStreamImpl)) {
@@ -223,10 +232,9 @@ errstatus ReceivePayload(psockStream& s, dsXArray<char>& a, int length) {
 }  // namespace
 
 errstatus Read(psockStream& s, dsXArray<char>& a) {
-  char header[4];
-  int const headerLength = static_cast<int>(bdtBase::Length(0, kPortable));
+  char header[kCountBytes];
   char* next = header;
-  for (int h = headerLength; h > 0;) {
+  for (int h = kCountBytes; h > 0;) {
     errstatus e = s.getErr();
     if (e != errOK) return e;
     int g = s.Read(next, h, false);
@@ -234,14 +242,9 @@ errstatus Read(psockStream& s, dsXArray<char>& a) {
     h -= g;
     next += g;
   }
-  std::strstreambuf headerBuffer(static_cast<char const*>(header), headerLength);
-  bdtIStream decoder(&headerBuffer, kPortable);
-  int length = 0;
-  decoder >> length;
-
   errstatus e = s.getErr();
   if (e != errOK) return e;
-  return ReceivePayload(s, a, length);
+  return ReceivePayload(s, a, GetCount(header));
 }
 
 int ReadFromSocket(psockStream& s, void* p, int n) {
