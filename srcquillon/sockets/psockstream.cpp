@@ -16,11 +16,11 @@ unsigned int const kFirstRoom = 16384;
 int const kCountBytes = 4;
 
 // A frame's count is an int in the binary streams' portable form: four bytes,
-// two's complement, most significant first. Coded here by hand, because a
-// stream buffer and a binary stream built for four bytes cost more than the
-// rest of a small frame's trip through the library.
-// Written out byte by byte, which compilers turn into one load or store and
-// a byte swap, where a loop costs some fifty instructions at -O2.
+// two's complement, most significant first. Coded by hand, because a stream
+// buffer and a binary stream built for four bytes cost more than the rest of
+// a small frame's trip through the library; byte by byte, which compilers
+// turn into one load or store and a byte swap (a loop costs some fifty
+// instructions at -O2).
 void PutCount(char* bytes, int count) {
   auto const wire = static_cast<std::uint32_t>(count);
   bytes[0] = static_cast<char>(wire >> 24);

@@ -133,15 +133,22 @@ std::string ReadFile(std::string const& path) {
   return text.str();
 }
 
+namespace {
+
+// The sequence both patterns are made from: no short period.
+std::size_t PatternStep(std::size_t i) { return i * 7 + i / 251; }
+
+}  // namespace
+
 std::string Pattern(std::size_t size) {
   std::string bytes(size, '\0');
-  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(PatternStep(i));
   return bytes;
 }
 
 std::string TextPattern(std::size_t size) {
   std::string text(size, '\0');
-  for (std::size_t i = 0; i < size; ++i) text[i] = static_cast<char>('a' + (i * 7 + i / 251) % 26);
+  for (std::size_t i = 0; i < size; ++i) text[i] = static_cast<char>('a' + PatternStep(i) % 26);
   return text;
 }
 
